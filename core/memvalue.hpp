@@ -1,0 +1,30 @@
+// Value routines of memory-image transfers: copy pixies between the
+// image and a caller's buffer, adjusting significant bits and byte order
+// on the way.  One template, instantiated per pixie size, adjustment and
+// swap placement, and chosen once per access.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace mvip::mem {
+
+enum class Adjust : uint8_t { none, shift_left, shift_right, mask };
+
+// Where the byte swap happens relative to the adjustment: a value coming
+// from a foreign byte order is swapped first, a value going to one last.
+enum Swap : uint8_t { swap_none = 0, swap_before = 1, swap_after = 2, swap_both = 3 };
+
+// Copies `groups` groups of `per` pixies each; `dst_step` / `src_step` are
+// the byte distances between groups.  When both sides are packed the
+// groups are treated as one long run (so the loop vectorizes).
+using MoveFn = void (*)(void* dst, ptrdiff_t dst_step, const void* src, ptrdiff_t src_step,
+                        size_t groups, size_t per, uint32_t arg);
+
+// Chooses the routine for a pixie size (1, 2, 4, 8 bytes); null for any
+// other size.  Swaps of 1-byte pixies are ignored; adjustments of 8-byte
+// pixies are not offered (doubles are never adjusted).
+MoveFn choose_move(uint32_t pixie_bytes, Adjust adjust, Swap swap);
+
+}  // namespace mvip::mem

@@ -1,0 +1,511 @@
+/*
+ * mvip.h - public interface of the mvip image-processing library.
+ *
+ * Valid C11 and C++.  Every exported function returns a signed 32-bit
+ * result (0 or a positive count on success, a negative result code on
+ * failure) unless its description says otherwise.
+ *
+ * Images are described by one access record, the mvimage (mvimage3 for
+ * three dimensions).  Both share one 452-byte layout, packed on 4-byte
+ * boundaries, so a 2-D and a 3-D record are interchangeable in memory.
+ * Pixels are never addressed directly by operations: they go through the
+ * fourteen access slots of the record (see "Access protocol" below).
+ */
+#ifndef MVIP_H
+#define MVIP_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#  if defined(MVIP_BUILDING)
+#    define MVIP_API __declspec(dllexport)
+#  else
+#    define MVIP_API __declspec(dllimport)
+#  endif
+#elif defined(__GNUC__)
+#  define MVIP_API __attribute__((visibility("default")))
+#else
+#  define MVIP_API
+#endif
+
+#ifdef __cplusplus
+#  define MVIP_STATIC_ASSERT(cond, msg) static_assert(cond, msg)
+extern "C" {
+#else
+#  define MVIP_STATIC_ASSERT(cond, msg) _Static_assert(cond, msg)
+#endif
+
+/* ------------------------------------------------------------------ */
+/* Result codes.  Messages come from mverrnomesg().                     */
+/* ------------------------------------------------------------------ */
+#define MVERR_USAGE          (-1)  /* usage or internal error */
+#define MVERR_MEMORY         (-2)  /* heap allocation failed */
+#define MVERR_CANCELED       (-4)  /* canceled by user */
+#define MVERR_LOGIC          (-5)  /* internal inconsistency */
+#define MVERR_FILEIO         (-7)  /* file read/write error */
+#define MVERR_FORMAT         (-10) /* invalid file format */
+#define MVERR_UNSUPPORTED    (-11) /* option/feature/operation not supported */
+#define MVERR_NOITEM         (-12) /* no such item or object */
+#define MVERR_FILENOTFOUND   (-13)
+#define MVERR_NOTCREATABLE   (-14)
+#define MVERR_TABLESPACE     (-15)
+#define MVERR_MATH           (-17)
+#define MVERR_PARAM          (-18)
+#define MVERR_DATATYPE       (-19) /* data type or size not supported */
+#define MVERR_COLORS         (-21) /* colour(s) / pixie selection not supported */
+#define MVERR_AREATOOSMALL   (-31)
+#define MVERR_UNKNOWN        (-51)
+
+/* Marker bit that may ride on a result code's magnitude, e.g. -(0x4000|2);
+ * mverrnomesg ignores it.  Positive mapping grants carry it too. */
+#define MVERR_MARKER 0x4000
+
+/* Message for a result code: a constant string owned by the library.
+ * Null for zero or positive codes; "Unknown error" for codes beyond the
+ * table.  The 0x4000 marker bit of the magnitude is ignored. */
+MVIP_API const char *mverrnomesg(int32_t code);
+
+/* ------------------------------------------------------------------ */
+/* Data types, request flags, mode bits                                */
+/* ------------------------------------------------------------------ */
+#define MVTYPE_U8      1u
+#define MVTYPE_U16     2u
+#define MVTYPE_U32     4u
+#define MVTYPE_I32     8u   /* second 32-bit integer type: moved exactly as MVTYPE_U32 */
+#define MVTYPE_FLOAT   16u
+#define MVTYPE_DOUBLE  32u
+
+#define MVREQ_HIGH     0x100u /* caller wants values in the high `bits` bits */
+#define MVREQ_LOW      0x200u /* caller wants values in the low `bits` bits */
+#define MVREQ_DIRTY    0x400u /* bits outside the significant bits tolerated / carried */
+#define MVREQ_SWAPPED  0x800u /* caller's pixies are in the opposite byte order */
+
+#define MVVALFORM_HIGH 0x100u
+#define MVVALFORM_LOW  0x200u
+#define MVVALFORM_FULL 0x300u
+#define MVVALFLAG_DIRTY 0x400u /* in the low (read) or high (write) half of valflags */
+#define MVFLOAT_ONE_BITS 0x3F800000u /* bit pattern of 1.0f */
+
+#define MVMODE_WRITE    0x0001u /* set internally for the write side */
+#define MVMODE_YSCAN    0x0002u /* runs go down a column */
+#define MVMODE_ZSCAN    0x0004u /* runs go through planes (3-D only) */
+#define MVMODE_CONTINUE 0x0040u /* runs continue across lines / columns */
+#define MVMODE_NOCHECK  0x2000u /* caller guarantees coordinates lie inside */
+
+/* Mapping grants answered by imapset. */
+#define MVMAP_GRANT          16389 /* 0x4005: one line (or column) per run */
+#define MVMAP_GRANT_CONTINUE 16397 /* 0x400D: one run may cover the whole window */
+
+/* Colour-space codes: the low four bits give the pixie count. */
+#define MVCS_UNKNOWN   0
+#define MVCS_GREY      1
+#define MVCS_COMPLEX   2
+#define MVCS_BGR       3
+#define MVCS_BGRX      4
+#define MVCS_PALETTE   17
+#define MVCS_CBYCRY    18
+#define MVCS_YCRCB     19
+#define MVCS_YCRCBX    20
+#define MVCS_BAYER     33
+#define MVCS_YCBYCR    34
+#define MVCS_HSB       35
+#define MVCS_RGBX      36
+#define MVCS_CRYCBY    50
+#define MVCS_BAYER4    52
+#define MVCS_YCRYCB    66
+#define MVCS_RGB       67
+#define MVCS_CMYK      68
+#define MVCS_YIQ       83
+#define MVCS_CMY       99
+
+/* Unit codes of the physical pixel widths. */
+#define MVUNITS_UNKNOWN    0
+#define MVUNITS_METER      109
+#define MVUNITS_RATIO      114 /* widths give only an aspect ratio */
+#define MVUNITS_SECOND     131
+#define MVUNITS_CENTIMETER 171
+#define MVUNITS_MILLIMETER 183
+#define MVUNITS_FOOT       184
+#define MVUNITS_INCH       188
+
+/* ------------------------------------------------------------------ */
+/* Records                                                             */
+/* ------------------------------------------------------------------ */
+#pragma pack(push, 4)
+
+/* A rectangle: nw inclusive, se exclusive. */
+typedef struct mvpoint { int32_t x, y; } mvpoint;
+typedef struct mvywindow { mvpoint nw, se; } mvywindow;
+/* A box: nw inclusive, se exclusive. */
+typedef struct mvpoint3 { int32_t x, y, z; } mvpoint3;
+typedef struct mvyzwindow { mvpoint3 nw, se; } mvyzwindow;
+
+/* Pixel format: seven 32-bit words.
+ * - datatype: data type code (MVTYPE_*) in the low byte.
+ * - pixies: values per pixel, 1..32.
+ * - colorspace: MVCS_* code.
+ * - bits: significant bits per pixie (integer types), 0 for floats.
+ * - valform: integers: MVVALFORM_FULL / _LOW / _HIGH; floats: the bit
+ *   pattern of the float value that is the top of the value range
+ *   (1.0f for fresh images).
+ * - valflags: integers: low half = read side, high half = write side,
+ *   MVVALFLAG_DIRTY in a half means bits outside the significant bits may
+ *   be non-zero.  Floats: the bit pattern of the float value that is the
+ *   bottom of the value range (0.0f for fresh images).
+ * - byteorder: 0, or MVREQ_SWAPPED when stored in the opposite byte order. */
+typedef struct mvpixfmt {
+    uint32_t datatype;
+    uint32_t pixies;
+    uint32_t colorspace;
+    uint32_t bits;
+    uint32_t valform;
+    uint32_t valflags;
+    uint32_t byteorder;
+} mvpixfmt;
+
+/* Physical pixel size: widths and units as stored in the record. */
+typedef struct mvgeometry {
+    float xwidth, ywidth, zwidth;
+    uint8_t xunits, yunits, zunits, reserved;
+} mvgeometry;
+
+/* Map descriptor filled by imap. */
+typedef struct mvmapdesc {
+    uint32_t runs;     /* 1 when a run was mapped, 0 when not */
+    void *address;     /* first pixel of the run */
+    uint64_t stride;   /* bytes from one pixel of the run to the next */
+    uint64_t count;    /* pixels in the run */
+} mvmapdesc;
+
+/* Entry of a scattered-transfer list.  bxtp replaces x and y (the first
+ * two words) by the pixel's signed 64-bit byte offset; `tag` is left as
+ * the caller set it. */
+typedef struct mvbxtentry {
+    int32_t x, y;
+    uint32_t tag;
+} mvbxtentry;
+
+#pragma pack(pop)
+
+typedef struct mvimage mvimage;
+typedef struct mvimage3 mvimage3;
+
+/* Access slots of a 2-D record.  Coordinates are relative to wind.nw. */
+typedef uint32_t (*mvslot_io)(mvimage *im, uint32_t flags, void *buffer,
+                              uint32_t count, int32_t x, int32_t y);
+typedef int32_t (*mvslot_wait)(mvimage *im);
+typedef int32_t (*mvslot_set)(mvimage *im, uint32_t mode, uint32_t type,
+                              uint32_t mask);
+typedef uint32_t (*mvslot_len)(mvimage *im, uint32_t count, int32_t x,
+                               int32_t y);
+typedef int32_t (*mvslot_bxtp)(mvimage *im, int32_t operation,
+                               mvbxtentry *list, uint32_t count);
+typedef uint32_t (*mvslot_bxta)(mvimage *im, int32_t operation, void *buffer,
+                                mvbxtentry *list, uint32_t count,
+                                int32_t code);
+typedef int32_t (*mvslot_imap)(mvimage *im, mvmapdesc *desc, int32_t x,
+                               int32_t y);
+typedef int32_t (*mvslot_imapr)(mvimage *im, mvmapdesc *desc);
+/* aeiou: one inquiry code and one optional argument whose meaning
+ * depends on the code (unused by the codes answered so far). */
+typedef uint32_t (*mvslot_aeiou)(mvimage *im, uint32_t code, void *arg);
+typedef mvywindow *(*mvslot_xwind)(mvimage *im, mvywindow *window,
+                                   int32_t code);
+
+/* Access slots of a 3-D record: as above with a z coordinate. */
+typedef uint32_t (*mvslot3_io)(mvimage3 *im, uint32_t flags, void *buffer,
+                               uint32_t count, int32_t x, int32_t y,
+                               int32_t z);
+typedef int32_t (*mvslot3_wait)(mvimage3 *im);
+typedef int32_t (*mvslot3_set)(mvimage3 *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+typedef uint32_t (*mvslot3_len)(mvimage3 *im, uint32_t count, int32_t x,
+                                int32_t y, int32_t z);
+typedef int32_t (*mvslot3_bxtp)(mvimage3 *im, int32_t operation,
+                                mvbxtentry *list, uint32_t count);
+typedef uint32_t (*mvslot3_bxta)(mvimage3 *im, int32_t operation,
+                                 void *buffer, mvbxtentry *list,
+                                 uint32_t count, int32_t code);
+typedef int32_t (*mvslot3_imap)(mvimage3 *im, mvmapdesc *desc, int32_t x,
+                                int32_t y, int32_t z);
+typedef int32_t (*mvslot3_imapr)(mvimage3 *im, mvmapdesc *desc);
+typedef uint32_t (*mvslot3_aeiou)(mvimage3 *im, uint32_t code, void *arg);
+typedef mvyzwindow *(*mvslot3_xwind)(mvimage3 *im, mvyzwindow *window,
+                                     int32_t code);
+
+#define MVIMAGE_STATE_WORDS 55
+
+#pragma pack(push, 4)
+
+/* The 2-D image access record (452 bytes). */
+struct mvimage {
+    mvywindow wind;          /* current window; nw inclusive, se exclusive */
+    int32_t wind_reserved[2];/* kept zero */
+    mvywindow imdim;         /* whole image: nw = 0, se = dimensions */
+    int32_t imdim_reserved[2];
+    char kind[8];            /* NUL-padded kind tag, e.g. "MVIMMEM" */
+    void *priv;              /* pixel memory (memory images) or kind's word */
+    uint32_t state[MVIMAGE_STATE_WORDS]; /* owned by the kind */
+    mvpixfmt pixfmt;
+    uint32_t pixiesize;      /* derived: bytes per pixie */
+    uint32_t pixelsize;      /* derived: bytes per pixel */
+    uint32_t typeclass;      /* derived: bit 0 integer, bit 1 floating */
+    float xwidth, ywidth, zwidth;
+    uint8_t xunits, yunits, zunits, units_reserved;
+    mvslot_io ioread;
+    mvslot_io iorite;
+    mvslot_wait iowait;
+    mvslot_set ioset;
+    mvslot_len iolen;
+    mvslot_set bxts;
+    mvslot_bxtp bxtp;
+    mvslot_bxta bxta;
+    mvslot_wait bxtw;
+    mvslot_set imapset;
+    mvslot_imap imap;
+    mvslot_imapr imapr;
+    mvslot_aeiou aeiou;
+    mvslot_xwind xwind;
+};
+
+/* The 3-D image access record: the same layout with 3-D windows and
+ * slots that take a z coordinate. */
+struct mvimage3 {
+    mvyzwindow wind;
+    mvyzwindow imdim;
+    char kind[8];
+    void *priv;
+    uint32_t state[MVIMAGE_STATE_WORDS];
+    mvpixfmt pixfmt;
+    uint32_t pixiesize;
+    uint32_t pixelsize;
+    uint32_t typeclass;
+    float xwidth, ywidth, zwidth;
+    uint8_t xunits, yunits, zunits, units_reserved;
+    mvslot3_io ioread;
+    mvslot3_io iorite;
+    mvslot3_wait iowait;
+    mvslot3_set ioset;
+    mvslot3_len iolen;
+    mvslot3_set bxts;
+    mvslot3_bxtp bxtp;
+    mvslot3_bxta bxta;
+    mvslot3_wait bxtw;
+    mvslot3_set imapset;
+    mvslot3_imap imap;
+    mvslot3_imapr imapr;
+    mvslot3_aeiou aeiou;
+    mvslot3_xwind xwind;
+};
+
+#pragma pack(pop)
+
+/* Layout checks: the record is the library's binary interface. */
+MVIP_STATIC_ASSERT(sizeof(mvpixfmt) == 28, "mvpixfmt size");
+MVIP_STATIC_ASSERT(sizeof(mvywindow) == 16, "mvywindow size");
+MVIP_STATIC_ASSERT(sizeof(mvyzwindow) == 24, "mvyzwindow size");
+MVIP_STATIC_ASSERT(sizeof(mvgeometry) == 16, "mvgeometry size");
+MVIP_STATIC_ASSERT(sizeof(mvmapdesc) == 28, "mvmapdesc size");
+MVIP_STATIC_ASSERT(offsetof(mvmapdesc, address) == 4, "mvmapdesc.address");
+MVIP_STATIC_ASSERT(offsetof(mvmapdesc, stride) == 12, "mvmapdesc.stride");
+MVIP_STATIC_ASSERT(offsetof(mvmapdesc, count) == 20, "mvmapdesc.count");
+MVIP_STATIC_ASSERT(sizeof(mvbxtentry) == 12, "mvbxtentry size");
+MVIP_STATIC_ASSERT(sizeof(mvimage) == 452, "mvimage size");
+MVIP_STATIC_ASSERT(sizeof(mvimage3) == 452, "mvimage3 size");
+#define MVIP_CHECK_OFFSET(field, off)                                        \
+    MVIP_STATIC_ASSERT(offsetof(mvimage, field) == (off), "mvimage." #field); \
+    MVIP_STATIC_ASSERT(offsetof(mvimage3, field) == (off), "mvimage3." #field)
+MVIP_CHECK_OFFSET(wind, 0);
+MVIP_CHECK_OFFSET(imdim, 24);
+MVIP_CHECK_OFFSET(kind, 48);
+MVIP_CHECK_OFFSET(priv, 56);
+MVIP_CHECK_OFFSET(state, 64);
+MVIP_CHECK_OFFSET(pixfmt, 284);
+MVIP_CHECK_OFFSET(pixiesize, 312);
+MVIP_CHECK_OFFSET(pixelsize, 316);
+MVIP_CHECK_OFFSET(typeclass, 320);
+MVIP_CHECK_OFFSET(xwidth, 324);
+MVIP_CHECK_OFFSET(ywidth, 328);
+MVIP_CHECK_OFFSET(zwidth, 332);
+MVIP_CHECK_OFFSET(xunits, 336);
+MVIP_CHECK_OFFSET(yunits, 337);
+MVIP_CHECK_OFFSET(zunits, 338);
+MVIP_CHECK_OFFSET(ioread, 340);
+MVIP_CHECK_OFFSET(iorite, 348);
+MVIP_CHECK_OFFSET(iowait, 356);
+MVIP_CHECK_OFFSET(ioset, 364);
+MVIP_CHECK_OFFSET(iolen, 372);
+MVIP_CHECK_OFFSET(bxts, 380);
+MVIP_CHECK_OFFSET(bxtp, 388);
+MVIP_CHECK_OFFSET(bxta, 396);
+MVIP_CHECK_OFFSET(bxtw, 404);
+MVIP_CHECK_OFFSET(imapset, 412);
+MVIP_CHECK_OFFSET(imap, 420);
+MVIP_CHECK_OFFSET(imapr, 428);
+MVIP_CHECK_OFFSET(aeiou, 436);
+MVIP_CHECK_OFFSET(xwind, 444);
+MVIP_STATIC_ASSERT(offsetof(mvimage, wind_reserved) == 16, "mvimage.wind_reserved");
+MVIP_STATIC_ASSERT(offsetof(mvimage, imdim_reserved) == 40, "mvimage.imdim_reserved");
+
+/* ------------------------------------------------------------------ */
+/* Access protocol (summary)                                           */
+/* ------------------------------------------------------------------ */
+/*
+ * 1. Set the window: mvimage_setwind() or im->xwind(im, w, 's').
+ *    xwind codes: 's' set (null = whole image; on failure the window is
+ *    zeroed, the record transfers nothing and the result is null), 'w'
+ *    inquire the window, 'i' inquire the dimensions.
+ * 2. im->ioset(im, mode, type | request flags, pixie mask): negative on
+ *    failure (-19 wrong data type, -21 bad mask, -11 unsupported mode).
+ *    The mask must be one contiguous run of set bits within the pixies.
+ * 3. im->ioread / im->iorite(im, flags, buffer, count, x, y) move runs
+ *    from window-relative (x, y) in the chosen scan order and answer the
+ *    number of pixels moved; im->iolen(im, count, x, y) answers how many
+ *    one call can move.  Run lengths, with w, h the window size:
+ *      x-major w-x; y-major h-y; x continuing (h-y-1)*w + (w-x);
+ *      y continuing (w-x-1)*h + (h-y); 0 for a start outside the window
+ *      unless MVMODE_NOCHECK is given (unsigned 32-bit arithmetic).
+ * 4. im->iowait(im) before results are used.
+ * Direct mapping: im->imapset(...) answers MVMAP_GRANT(_CONTINUE) or a
+ * negative code; then im->imap(im, &desc, x, y) per run, im->imapr().
+ * Scattered pixels: im->bxts(...), im->bxtp(im, op, list, n) with a
+ * negative low byte in op, im->bxta(im, op, buffer, list, n, code):
+ *   code 0 exchange, 1 add, 2 read, 3 write, 4 xor (floats: multiply),
+ *   5 subtract; integers wrap.
+ *
+ * aeiou inquiries: 'B' 357913941; 'I' 4294967295 / pixelsize; 'b', 'i',
+ * 'm' the inquiry-size value plus 1 (null images 0); others 0.
+ */
+
+/* ------------------------------------------------------------------ */
+/* Pixel formats and name tables                                       */
+/* ------------------------------------------------------------------ */
+
+/* Fill a format from data type, bits (0 = whole container), pixies and
+ * colour space.  0 on success; -1 (and all seven words cleared) for an
+ * invalid data type, pixie count or bit count.  For floating types
+ * `valflags` and `byteorder` keep what the storage held. */
+MVIP_API int32_t mvpixfmt_set(mvpixfmt *fmt, uint32_t datatype, uint32_t bits,
+                              uint32_t pixies, uint32_t colorspace);
+/* Recompute pixiesize, pixelsize and typeclass from im->pixfmt.  -1 for
+ * a null record. */
+MVIP_API int32_t mvimage_derivesizes(mvimage *im);
+
+/* Colour-space name for a code; null for a code not in the table. */
+MVIP_API const char *mvcolorspace_name(int32_t code);
+/* Colour-space code for a name (case-insensitive); -1 when none. */
+MVIP_API int32_t mvcolorspace_code(const char *name);
+/* The colour space with the components in reverse order (BGR <-> RGB,
+ * BGRX <-> RGBX); every other code maps to itself. */
+MVIP_API int32_t mvcolorspace_swaporder(int32_t code);
+/* Unit name for a code; null for a code not in the table. */
+MVIP_API const char *mvunits_name(int32_t code);
+/* Unit code for a name (case-insensitive); -1 when none. */
+MVIP_API int32_t mvunits_code(const char *name);
+
+/* ------------------------------------------------------------------ */
+/* Null images and windows                                             */
+/* ------------------------------------------------------------------ */
+
+/* Clear the record and make it a null image ("NULL2" / "NULL3"): empty
+ * window, every slot a harmless no-op.  A null pointer is ignored. */
+MVIP_API void mvimage_defnull(mvimage *im);
+MVIP_API void mvimage3_defnull(mvimage3 *im);
+/* A null image that still has a shape: dimensions (two unsigned words,
+ * may be null), a pixel format (may be null) and geometry (may be null).
+ * 0, or -1 for a null record. */
+MVIP_API int32_t mvimage_defnop(mvimage *im, const uint32_t dims[2],
+                                const mvpixfmt *fmt, const mvgeometry *geom);
+
+/* Set the window.  A negative se coordinate stands for the dimension on
+ * that axis.  0 when the image took the window exactly as asked; -1 when
+ * it rejected or changed it, or for a null record. */
+MVIP_API int32_t mvimage_setwind(mvimage *im, int32_t nwx, int32_t nwy,
+                                 int32_t sex, int32_t sey);
+MVIP_API int32_t mvimage3_setwind(mvimage3 *im, int32_t nwx, int32_t nwy,
+                                  int32_t nwz, int32_t sex, int32_t sey,
+                                  int32_t sez);
+
+/* ------------------------------------------------------------------ */
+/* Memory images ("MVIMMEM")                                           */
+/* ------------------------------------------------------------------ */
+/*
+ * Pixels lie line after line, pixel after pixel, pixie after pixie.  The
+ * byte address of window-relative pixel (x, y) is
+ *   priv + (wind.nw.x + x) * pixelsize + (wind.nw.y + y) * pitch.
+ * The pitch is signed: a negative pitch describes lines stored bottom-up
+ * (priv then addresses line 0, the top line).  A pitch of 0 means packed
+ * lines (pixelsize * xdim).  Dimensions must be 1 .. 2^31-1.
+ *
+ * Constructors answer 0, or -1 for bad arguments (record left a null
+ * image), -2 when memory cannot be had.  The inquiry-size (0 = 512) is
+ * what aeiou('b'/'i'/'m') answers minus 1.
+ *
+ * Value adjustment on transfers (integer types): callers ask MVREQ_HIGH
+ * or MVREQ_LOW to receive the significant bits high- or low-justified;
+ * values are shifted when the stored form differs, or masked when the
+ * caller does not tolerate bits outside the significant bits and the
+ * image may hold such bits.  MVREQ_SWAPPED byte-swaps where the caller's
+ * byte order differs from the stored one; this applies to every type
+ * (floats and doubles included).  Swaps always happen on the foreign
+ * side: a foreign stored value is swapped before it is adjusted, a value
+ * for a foreign caller after.
+ *
+ * Transfers never touch memory outside the image: ioread/iorite refuse
+ * (move 0 pixels) a start outside the window even under MVMODE_NOCHECK,
+ * which only skips the test in iolen; bxta skips entries whose offset
+ * lies outside the image (and bxtp stores such an offset for entries
+ * outside the window).
+ */
+MVIP_API int32_t mvimage_memory(mvimage *im, void *pixels,
+                                const uint32_t dims[2], int32_t pitch,
+                                uint32_t datatype, uint32_t bits,
+                                uint32_t pixies, uint32_t colorspace,
+                                uint32_t inquirysize);
+MVIP_API int32_t mvimage_memory2(mvimage *im, void *pixels,
+                                 const uint32_t dims[2], int32_t pitch,
+                                 uint32_t datatype, uint32_t bits,
+                                 uint32_t pixies, uint32_t colorspace,
+                                 uint32_t inquirysize, float xwidth,
+                                 float ywidth, uint32_t units);
+MVIP_API int32_t mvimage_memory3(mvimage *im, void *pixels, uint64_t size,
+                                 const uint32_t dims[2], int32_t pitch,
+                                 uint32_t datatype, uint32_t bits,
+                                 uint32_t pixies, uint32_t colorspace,
+                                 uint32_t inquirysize, float xwidth,
+                                 float ywidth, uint32_t units);
+/* The general form: the format is taken as given.  With a non-zero size,
+ * ydim * |pitch| must not exceed it. */
+MVIP_API int32_t mvimage_memdata(mvimage *im, void *pixels, uint64_t size,
+                                 const uint32_t dims[2], int32_t pitch,
+                                 const mvpixfmt *fmt, const mvgeometry *geom,
+                                 uint32_t inquirysize);
+/* Allocate packed pixel memory (zeroed) for dims (both >= 1); *pixels
+ * must hold null on entry and receives the address.  Free with
+ * mvimage_memfree. */
+MVIP_API int32_t mvimage_memmalloc(mvimage *im, void **pixels,
+                                   const uint32_t dims[2], uint32_t datatype,
+                                   uint32_t bits, uint32_t pixies,
+                                   uint32_t colorspace);
+/* Free a buffer from mvimage_memmalloc (if non-null) and make the record
+ * a null image (if non-null).  Always 0. */
+MVIP_API int32_t mvimage_memfree(mvimage *im, void *pixels);
+/* Allocate a record (and, for a null buffer, zeroed pixel memory);
+ * returns the record or null.  Free with mvimage_memfree2. */
+MVIP_API mvimage *mvimage_memmalloc2(void *pixels, uint32_t datatype,
+                                     uint32_t bits, uint32_t pixies,
+                                     uint32_t colorspace, int32_t xdim,
+                                     int32_t ydim, float xwidth,
+                                     float ywidth, uint32_t units);
+/* Free a record made by mvimage_memmalloc2 and, unless keep is non-zero,
+ * its pixel memory (also a buffer the caller supplied).  -1 for any other
+ * record (kind other than "MVIMMEM", or not made by mvimage_memmalloc2);
+ * 0 for a null record. */
+MVIP_API int32_t mvimage_memfree2(mvimage *im, int32_t keep);
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#endif /* MVIP_H */
