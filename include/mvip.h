@@ -504,6 +504,53 @@ MVIP_API mvimage *mvimage_memmalloc2(void *pixels, uint32_t datatype,
  * 0 for a null record. */
 MVIP_API int32_t mvimage_memfree2(mvimage *im, int32_t keep);
 
+/* ------------------------------------------------------------------ */
+/* Views                                                               */
+/* ------------------------------------------------------------------ */
+/*
+ * A view is a record whose slots translate every access into accesses on
+ * a parent image; it owns no pixels and never frees its parent.
+ *
+ * Parent reference: the parent's address, or a small negative index
+ * MVPARENT_REL(i), i = -128..-1, designating the record at position
+ * (i + 65) from the view in an array of consecutive records: -64 is the
+ * next record, -66 the previous one, -65 the view itself (a view that is
+ * its own parent answers ioset with -5).  Relative references keep working
+ * when the array is moved as a whole.
+ *
+ * Follow-window flag: non-zero, the view has the parent's dimensions and
+ * window, setting the view's window sets the parent's, and coordinates go
+ * to the parent unchanged.  Zero, the view's image is the parent's window
+ * at construction and coordinates are offset by the view's window corner.
+ *
+ * A view forwards inquiries to its parent; its answer to 'b', 'i', 'm'
+ * is the parent's with the low byte (access layers) increased by one.
+ * Transfers starting outside a view's window move nothing.
+ */
+#define MVPARENT_REL(i) ((mvimage *)(intptr_t)(i))
+#define MVPARENT_REL3(i) ((mvimage3 *)(intptr_t)(i))
+
+/* Vertical inversion ("MVIMYInv"): view line y shows parent line
+ * H - oy - y - 1, with H the view's full height and oy the view's window
+ * top (0 when following).  Lines map to parent lines, so scattered
+ * transfers and x-major mapping (one line per run) are forwarded; y-major
+ * mapping answers -11.  0, or -1 for a null view or parent. */
+MVIP_API int32_t mvimage_yinv(mvimage *view, mvimage *parent, uint8_t follow);
+/* Field view ("MVIMYOdd"): field 0 shows the even lines, field 1 the odd
+ * lines, each on two view lines (the view keeps the frame's height):
+ * parent line = ((oy + y) | f) & ~(f ^ 1).  -1 for a null view or parent,
+ * a field other than 0 or 1, or field 1 on a one-line view. */
+MVIP_API int32_t mvimage_yodd(mvimage *view, mvimage *parent, uint8_t follow,
+                              uint32_t field);
+/* Clipping view ("MVIMCLIP"): write-only.  Writes reach the parent only
+ * inside the rectangles of `list` (parent window coordinates, searched in
+ * order, kept by the caller while the view is used); pixels outside every
+ * rectangle are skipped but counted as written.  Reads move nothing; only
+ * x-major runs are supported.  -1 for a null view, parent or list. */
+MVIP_API int32_t mvimage_clipper(mvimage *view, mvimage *parent,
+                                 const mvywindow *list, uint32_t count,
+                                 uint8_t follow);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif
