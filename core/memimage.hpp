@@ -45,15 +45,6 @@ inline int64_t pixel_offset(const mvimage* im, const MemState& st, int64_t x, in
            (im->wind.nw.y + y) * st.pitch;
 }
 
-// The value routines and arguments for one side of an access.
-struct SideChoice {
-    MoveFn move;
-    uint32_t arg;
-};
-// Read side (write = false) or write side of a request on this image;
-// move is null when no routine serves the pixie size.
-SideChoice choose_side(const mvimage* im, uint32_t request, bool write);
-
 int32_t ioset(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask);
 int32_t bxts(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask);
 int32_t imapset(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask);

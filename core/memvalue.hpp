@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "mvip.h"
+
 namespace mvip::mem {
 
 enum class Adjust : uint8_t { none, shift_left, shift_right, mask };
@@ -26,5 +28,14 @@ using MoveFn = void (*)(void* dst, ptrdiff_t dst_step, const void* src, ptrdiff_
 // other size.  Swaps of 1-byte pixies are ignored; adjustments of 8-byte
 // pixies are not offered (doubles are never adjusted).
 MoveFn choose_move(uint32_t pixie_bytes, Adjust adjust, Swap swap);
+
+// The value routine and argument for one side of an access to an image
+// whose stored form is its pixel format: read side (stored -> caller) or
+// write side (caller -> stored).  move is null when no routine serves.
+struct SideChoice {
+    MoveFn move;
+    uint32_t arg;
+};
+SideChoice choose_side(const mvimage* im, uint32_t request, bool write);
 
 }  // namespace mvip::mem

@@ -551,6 +551,35 @@ MVIP_API int32_t mvimage_clipper(mvimage *view, mvimage *parent,
                                  const mvywindow *list, uint32_t count,
                                  uint8_t follow);
 
+/* Type converter ("MVIMCONV"): presents the parent in another data type
+ * and bit depth.  newfmt (null: the parent's) gives the data type, bits
+ * and, for float types, the value range (low = valflags, high = valform
+ * read as floats); the parent's pixie count and colour space are kept.
+ * newbits, when non-zero, overrides the significant bits.  The view holds
+ * its values low-justified in the machine's byte order; callers ask for
+ * other forms with the request flags.  tolerate (integer parents): the
+ * parent is read with MVREQ_DIRTY and its values are masked to their
+ * significant bits here.  mode is reserved (pass 0).
+ * Conversions: integer to integer shifts by the difference of bits (no
+ * rounding); integer to float maps v / maxval linearly onto [low, high];
+ * float to integer maps (v - low) / (high - low) * maxval, rounded half
+ * away from zero, clipped to [0, maxval], NaN (and an empty range) giving
+ * 0; float to float keeps the value.  Requests the parent can serve itself
+ * (same data type and bits) go to it unchanged; others are staged in the
+ * parent's own form and converted.  Direct mapping is granted only in the
+ * first case.  0, or -1 for a null view or parent or an invalid newfmt
+ * data type. */
+MVIP_API int32_t mvimage_converter(mvimage *view, mvimage *parent,
+                                   const mvpixfmt *newfmt, uint8_t follow,
+                                   int32_t tolerate, uint32_t newbits,
+                                   uint8_t mode);
+/* 3-D form: declared for 3-D images, which this build does not have yet;
+ * answers -11 and leaves a null image. */
+MVIP_API int32_t mvimage3_converter(mvimage3 *view, mvimage3 *parent,
+                                    const mvpixfmt *newfmt, uint8_t follow,
+                                    int32_t tolerate, uint32_t newbits,
+                                    uint8_t mode);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

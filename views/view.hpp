@@ -73,6 +73,37 @@ bool set_own_window(mvimage* view, const mvywindow* w);
 // Access flags handed to a parent: the byte-order flag is the view's own.
 constexpr uint32_t parent_flags(uint32_t flags) { return flags & ~MVREQ_SWAPPED; }
 
+// Walks a run of n pixels from window-relative (x, y) in chunks of at most
+// `limit` pixels.  A chunk stays within one line (x-scan) or column
+// (y-scan) unless `across` allows it to go on into the next one.
+// `move(x, y, k)` moves one chunk and answers the pixels it moved; the walk
+// stops early when that is fewer than asked.  Answers the pixels moved.
+template <class Move>
+uint32_t walk_run(uint32_t n, uint32_t x, uint32_t y, uint32_t w, uint32_t h, bool yscan,
+                  bool across, uint32_t limit, Move&& move) {
+    uint32_t done = 0;
+    const uint32_t major = yscan ? h : w;
+    while (done < n) {
+        uint32_t k = std::min(n - done, limit);
+        if (!across) k = std::min(k, major - (yscan ? y : x));
+        const uint32_t moved = move(x, y, k);
+        done += moved;
+        if (moved < k) break;
+        // Next position in scan order.
+        uint64_t along = uint64_t{yscan ? y : x} + k;
+        const uint64_t lines = along / major;
+        along %= major;
+        if (yscan) {
+            y = static_cast<uint32_t>(along);
+            x += static_cast<uint32_t>(lines);
+        } else {
+            x = static_cast<uint32_t>(along);
+            y += static_cast<uint32_t>(lines);
+        }
+    }
+    return done;
+}
+
 inline bool prepares(int32_t operation) { return static_cast<int8_t>(operation & 0xFF) < 0; }
 
 }  // namespace mvip::view

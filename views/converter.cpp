@@ -1,0 +1,398 @@
+// The type converter view ("MVIMCONV"): presents its parent in another data
+// type and bit depth.  Where the parent can serve a request itself (same
+// data type and significant bits) transfers go to it unchanged; otherwise
+// runs are fetched in the parent's own form into a staging area and
+// converted (rules in views/typeconvert.hpp).
+#include "core/memvalue.hpp"
+#include "views/typeconvert.hpp"
+#include "views/view.hpp"
+
+#include <memory>
+#include <new>
+
+namespace mvip::view {
+namespace {
+
+constexpr size_t kStageBytes = 8192;
+
+#pragma pack(push, 4)
+struct ConvState {
+    ViewHead head;
+    uint32_t tolerance;       // 0x400 when the parent's unused bits are tolerated
+    uint8_t mode;             // the constructor's mode byte (reserved)
+    uint8_t direct;           // current access goes to the parent unchanged
+    uint8_t caller_plain;     // the caller's form equals the view's own
+    uint8_t reserved;
+    uint32_t run_mode;        // scan mode of the current run access
+    uint32_t sel_count;       // pixies per caller pixel
+    uint32_t bxt_count;       // pixies per scattered entry
+    uint32_t map_mode;        // scan mode of the current mapping
+    conv::Plan to_view;       // parent values -> view values
+    conv::Plan to_parent;     // view values -> parent values
+    mem::MoveFn read_move;    // view form -> caller form
+    mem::MoveFn write_move;   // caller form -> view form
+    uint32_t read_arg, write_arg;
+};
+#pragma pack(pop)
+
+ConvState& st(mvimage* v) { return state_of<ConvState>(v); }
+mvimage* parent(mvimage* v) { return parent_of<ConvState>(v); }
+
+bool can_forward(const mvimage* v, const mvimage* p) {
+    if (type_of(v->pixfmt.datatype) != type_of(p->pixfmt.datatype)) return false;
+    return is_float_type(v->pixfmt.datatype) || v->pixfmt.bits == p->pixfmt.bits;
+}
+
+uint32_t parent_request(const mvimage* p, const ConvState& s) {
+    return type_of(p->pixfmt.datatype) | MVREQ_LOW | s.tolerance;
+}
+
+// Coordinates relative to the parent's window.
+mvpoint on_parent(mvimage* v, uint32_t x, uint32_t y) {
+    const mvpoint off = parent_offset(v, st(v).head.follow);
+    return {static_cast<int32_t>(x) + off.x, static_cast<int32_t>(y) + off.y};
+}
+
+bool starts_inside(mvimage* v, int32_t x, int32_t y) {
+    return static_cast<uint32_t>(x) < wind_width(v) && static_cast<uint32_t>(y) < wind_height(v);
+}
+
+uint32_t iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
+    return std::min(count, run_length_2d(st(v).run_mode, wind_width(v), wind_height(v), x, y));
+}
+
+// Runs go to the parent unchanged, cut at line ends unless the view shares
+// the parent's window.
+template <bool Write>
+uint32_t forward_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
+                    int32_t y) {
+    mvimage* p = parent(v);
+    const ConvState& s = st(v);
+    if (p == v || !buffer || !starts_inside(v, x, y)) return 0;
+    const uint32_t w = wind_width(v), h = wind_height(v);
+    const uint32_t n = std::min(count, run_length_2d(s.run_mode & ~MVMODE_NOCHECK, w, h, x, y));
+    const size_t pixel_bytes = size_t{s.sel_count} * v->pixiesize;
+    auto* buf = static_cast<unsigned char*>(buffer);
+    const bool yscan = (s.run_mode & MVMODE_YSCAN) != 0;
+    return walk_run(n, x, y, w, h, yscan, s.head.follow, n, [&](uint32_t cx, uint32_t cy, uint32_t k) {
+        const mvpoint at = on_parent(v, cx, cy);
+        const uint32_t moved = Write ? p->iorite(p, parent_flags(flags), buf, k, at.x, at.y)
+                                     : p->ioread(p, parent_flags(flags), buf, k, at.x, at.y);
+        buf += moved * pixel_bytes;
+        return moved;
+    });
+}
+
+// Runs are fetched in the parent's form and converted chunk by chunk.
+template <bool Write>
+uint32_t staged_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
+                   int32_t y) {
+    mvimage* p = parent(v);
+    const ConvState& s = st(v);
+    if (p == v || !buffer || !starts_inside(v, x, y)) return 0;
+    const uint32_t w = wind_width(v), h = wind_height(v);
+    const uint32_t n = std::min(count, run_length_2d(s.run_mode & ~MVMODE_NOCHECK, w, h, x, y));
+    const size_t c = s.sel_count;
+    const size_t vbytes = v->pixiesize, pbytes = p->pixiesize;
+    const uint32_t chunk =
+        static_cast<uint32_t>(std::max<size_t>(1, kStageBytes / (c * std::max(vbytes, pbytes))));
+    alignas(16) unsigned char stage[kStageBytes];
+    alignas(16) unsigned char values[kStageBytes];
+    auto* buf = static_cast<unsigned char*>(buffer);
+    const bool yscan = (s.run_mode & MVMODE_YSCAN) != 0;
+    return walk_run(n, x, y, w, h, yscan, s.head.follow, chunk, [&](uint32_t cx, uint32_t cy, uint32_t k) {
+        const mvpoint at = on_parent(v, cx, cy);
+        const size_t nv = size_t{k} * c;
+        const ptrdiff_t vb = static_cast<ptrdiff_t>(nv * vbytes);
+        uint32_t moved;
+        if constexpr (Write) {
+            s.write_move(values, vb, buf, vb, 1, nv, s.write_arg);
+            s.to_parent.run(values, stage, nv);
+            moved = p->iorite(p, parent_flags(flags), stage, k, at.x, at.y);
+        } else {
+            moved = p->ioread(p, parent_flags(flags), stage, k, at.x, at.y);
+            const size_t got = size_t{moved} * c;
+            const ptrdiff_t gb = static_cast<ptrdiff_t>(got * vbytes);
+            s.to_view.run(stage, values, got);
+            if (s.caller_plain) std::memcpy(buf, values, static_cast<size_t>(gb));
+            else s.read_move(buf, gb, values, gb, 1, got, s.read_arg);
+        }
+        buf += size_t{moved} * c * vbytes;
+        return moved;
+    });
+}
+
+int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    v->ioread = noop::io;
+    v->iorite = noop::io;
+    v->iolen = noop::len;
+    mvimage* p = parent(v);
+    NestingGuard guard;
+    if (p == v || guard.too_deep()) return kSelfParent;
+    if (type_of(type) != type_of(v->pixfmt.datatype) || v->pixiesize == 0) return MVERR_DATATYPE;
+    PixieSelection sel;
+    if (!parse_mask(mask, v->pixfmt.pixies, sel)) return MVERR_COLORS;
+    mode &= ~MVMODE_WRITE;
+    if (mode & MVMODE_ZSCAN) return MVERR_UNSUPPORTED;
+    ConvState& s = st(v);
+    s.run_mode = mode;
+    s.sel_count = sel.count;
+    if (can_forward(v, p)) {
+        const int32_t rc = p->ioset(p, mode, type, mask);
+        if (rc < 0) return rc;
+        s.direct = 1;
+        v->ioread = forward_io<false>;
+        v->iorite = forward_io<true>;
+        v->iolen = iolen;
+        return rc;
+    }
+    const mem::SideChoice read = mem::choose_side(v, type, false);
+    const mem::SideChoice write = mem::choose_side(v, type, true);
+    if (!read.move || !write.move || !s.to_view.fn || !s.to_parent.fn) return MVERR_DATATYPE;
+    const int32_t rc = p->ioset(p, mode, parent_request(p, s), mask);
+    if (rc < 0) return rc;
+    s.direct = 0;
+    s.read_move = read.move;
+    s.read_arg = read.arg;
+    s.write_move = write.move;
+    s.write_arg = write.arg;
+    s.caller_plain = read.move == mem::choose_move(v->pixiesize, mem::Adjust::none, mem::swap_none);
+    v->ioread = staged_io<false>;
+    v->iorite = staged_io<true>;
+    v->iolen = iolen;
+    return 1;
+}
+
+// ---- scattered transfers ------------------------------------------------
+
+int32_t bxtp(mvimage* v, int32_t operation, mvbxtentry* list, uint32_t n) {
+    mvimage* p = parent(v);
+    if (!prepares(operation) || !list || p == v) return operation;
+    for (uint32_t i = 0; i < n; ++i) {
+        const bool inside = starts_inside(v, list[i].x, list[i].y);
+        const mvpoint at = inside ? on_parent(v, list[i].x, list[i].y) : mvpoint{-1, -1};
+        list[i].x = at.x;
+        list[i].y = at.y;
+    }
+    return p->bxtp(p, operation, list, n);
+}
+
+uint32_t bxta_forward(mvimage* v, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
+                      int32_t code) {
+    mvimage* p = parent(v);
+    if (p == v) return 0;
+    if (prepares(operation)) bxtp(v, operation, list, n);
+    return p->bxta(p, operation & ~0x80, buffer, list, n, code);
+}
+
+uint32_t bxta_staged(mvimage* v, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
+                     int32_t code) {
+    mvimage* p = parent(v);
+    const ConvState& s = st(v);
+    if (p == v || !buffer || !list) return 0;
+    if (prepares(operation)) bxtp(v, operation, list, n);
+    const size_t values = size_t{n} * s.bxt_count;
+    const size_t bytes = values * std::max(v->pixiesize, p->pixiesize);
+    std::unique_ptr<unsigned char[]> stage(new (std::nothrow) unsigned char[bytes ? bytes : 1]);
+    std::unique_ptr<unsigned char[]> own(new (std::nothrow) unsigned char[bytes ? bytes : 1]);
+    if (!stage || !own) return 0;
+    const ptrdiff_t vb = static_cast<ptrdiff_t>(values * v->pixiesize);
+    s.write_move(own.get(), vb, buffer, vb, 1, values, s.write_arg);
+    s.to_parent.run(own.get(), stage.get(), values);
+    const uint32_t rc = p->bxta(p, operation & ~0x80, stage.get(), list, n, code);
+    if (code == 0 || code == 2) {
+        s.to_view.run(stage.get(), own.get(), values);
+        s.read_move(buffer, vb, own.get(), vb, 1, values, s.read_arg);
+    }
+    return rc;
+}
+
+int32_t bxtw(mvimage* v) {
+    mvimage* p = parent(v);
+    return p == v ? 1 : p->bxtw(p);
+}
+
+int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    v->bxtp = noop::bxtp;
+    v->bxta = noop::bxta;
+    mvimage* p = parent(v);
+    NestingGuard guard;
+    if (p == v || guard.too_deep()) return kSelfParent;
+    if (type_of(type) != type_of(v->pixfmt.datatype) || v->pixiesize == 0) return MVERR_DATATYPE;
+    PixieSelection sel;
+    if (!parse_mask(mask, v->pixfmt.pixies, sel)) return MVERR_COLORS;
+    ConvState& s = st(v);
+    int32_t rc;
+    if (can_forward(v, p)) {
+        rc = p->bxts(p, mode, type, mask);
+        if (rc < 0) return rc;
+        v->bxta = bxta_forward;
+    } else {
+        const mem::SideChoice read = mem::choose_side(v, type, false);
+        const mem::SideChoice write = mem::choose_side(v, type, true);
+        if (!read.move || !write.move || !s.to_view.fn || !s.to_parent.fn) return MVERR_DATATYPE;
+        rc = p->bxts(p, mode, parent_request(p, s), mask);
+        if (rc < 0) return rc;
+        s.read_move = read.move;
+        s.read_arg = read.arg;
+        s.write_move = write.move;
+        s.write_arg = write.arg;
+        v->bxta = bxta_staged;
+    }
+    s.bxt_count = sel.count;
+    v->bxtp = bxtp;
+    v->bxtw = bxtw;
+    return rc;
+}
+
+// ---- direct mapping: only where the parent already holds the view's form
+
+int32_t imap(mvimage* v, mvmapdesc* desc, int32_t x, int32_t y) {
+    if (!desc) return 0;
+    mvimage* p = parent(v);
+    const uint32_t n = run_length_2d(st(v).map_mode & ~MVMODE_NOCHECK, wind_width(v),
+                                     wind_height(v), x, y);
+    if (n == 0 || p == v) {
+        desc->runs = 0;
+        return 0;
+    }
+    const mvpoint at = on_parent(v, x, y);
+    const int32_t rc = p->imap(p, desc, at.x, at.y);
+    if (rc == 1 && desc->count > n) desc->count = n;
+    return rc;
+}
+
+int32_t imapr(mvimage* v, mvmapdesc* desc) {
+    mvimage* p = parent(v);
+    if (p == v) {
+        if (desc) desc->runs = 0;
+        return 0;
+    }
+    return p->imapr(p, desc);
+}
+
+int32_t imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    v->imap = noop::imap;
+    v->imapr = noop::imapr;
+    mvimage* p = parent(v);
+    NestingGuard guard;
+    if (p == v || guard.too_deep()) return kSelfParent;
+    if (!can_forward(v, p) || type_of(type) != type_of(v->pixfmt.datatype)) return MVERR_DATATYPE;
+    // Runs across lines only match when the view shares the parent's window.
+    if (!st(v).head.follow) mode &= ~MVMODE_CONTINUE;
+    const int32_t rc = p->imapset(p, mode, type, mask);
+    if (rc < 0) return rc;
+    st(v).map_mode = mode & ~MVMODE_WRITE;
+    if (rc == MVMAP_GRANT) st(v).map_mode &= ~MVMODE_CONTINUE;
+    v->imap = imap;
+    v->imapr = imapr;
+    return rc;
+}
+
+uint32_t aeiou(mvimage* v, uint32_t code, void* arg) {
+    mvimage* p = parent(v);
+    NestingGuard guard;
+    if (p == v || guard.too_deep()) return 0;
+    const uint32_t answer = p->aeiou(p, code, arg);
+    return (code == 'b' || code == 'i' || code == 'm') ? layered(answer, 0) : answer;
+}
+
+mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
+    switch (code) {
+        case 's': {
+            if (!set_own_window(v, w)) return nullptr;
+            mvimage* p = parent(v);
+            NestingGuard guard;
+            if (st(v).head.follow && p != v && !guard.too_deep()) p->xwind(p, &v->wind, 's');
+            set_idle_slots(v, ioset, bxts, imapset);
+            return &v->wind;
+        }
+        case 'w':
+            if (w) *w = v->wind;
+            return &v->wind;
+        case 'i':
+            if (w) *w = v->imdim;
+            return &v->imdim;
+        default: return nullptr;
+    }
+}
+
+// The view's own format: the requested data type (and range, for floats)
+// with the parent's pixies and colour space, holding its values low-
+// justified in the machine's byte order.
+mvpixfmt view_format(const mvpixfmt& parent_fmt, const mvpixfmt* newfmt, uint32_t newbits) {
+    mvpixfmt f = newfmt ? *newfmt : parent_fmt;
+    f.pixies = parent_fmt.pixies;
+    f.colorspace = parent_fmt.colorspace;
+    f.byteorder = 0;
+    const uint32_t bytes = pixie_bytes(f.datatype);
+    if (is_int_type(f.datatype)) {
+        const uint32_t container = 8 * bytes;
+        uint32_t bits = newbits;
+        if (!bits && newfmt) bits = newfmt->bits;
+        if (!bits && is_int_type(parent_fmt.datatype)) bits = parent_fmt.bits;
+        if (!bits || bits > container) bits = container;
+        f.bits = bits;
+        f.valform = bits == container ? MVVALFORM_FULL : MVVALFORM_LOW;
+        f.valflags = 0;
+    } else if (!newfmt || !is_float_type(newfmt->datatype)) {
+        // A float view over an integer parent, or keeping a float parent's
+        // type: the range is the parent's for floats, 0..1 otherwise.
+        f.bits = 0;
+        f.valform = is_float_type(parent_fmt.datatype) ? parent_fmt.valform : MVFLOAT_ONE_BITS;
+        f.valflags = is_float_type(parent_fmt.datatype) ? parent_fmt.valflags : 0;
+    } else {
+        f.bits = 0;
+    }
+    return f;
+}
+
+}  // namespace
+}  // namespace mvip::view
+
+using namespace mvip;
+using namespace mvip::view;
+
+extern "C" MVIP_API int32_t mvimage_converter(mvimage* v, mvimage* parent_ref,
+                                              const mvpixfmt* newfmt, uint8_t follow,
+                                              int32_t tolerate, uint32_t newbits, uint8_t mode) {
+    if (!v) return MVERR_USAGE;
+    const int64_t ref = reference_of(parent_ref);
+    mvimage* p = resolve(v, ref);
+    if (!p || (newfmt && pixie_bytes(newfmt->datatype) == 0)) {
+        mvimage_defnull(v);
+        return MVERR_USAGE;
+    }
+    const ParentDescription d = describe(p);
+    fill_description(v, d, follow != 0);
+    v->pixfmt = view_format(d.pixfmt, newfmt, newbits);
+    derive_sizes(v);
+    set_kind(v, "MVIMCONV");
+    v->aeiou = aeiou;
+    v->xwind = xwind;
+    ConvState& s = st(v);
+    s.head.parent_ref = ref;
+    s.head.follow = follow;
+    s.mode = mode;
+    s.tolerance = (is_int_type(d.pixfmt.datatype) && tolerate) ? MVREQ_DIRTY : 0;
+    const conv::Side parent_side = conv::side_of(d.pixfmt);
+    const conv::Side view_side = conv::side_of(v->pixfmt);
+    s.to_view = conv::plan(parent_side, view_side, s.tolerance != 0);
+    s.to_parent = conv::plan(view_side, parent_side, false);
+    v->xwind(v, &v->wind, 's');
+    return 0;
+}
+
+extern "C" MVIP_API int32_t mvimage3_converter(mvimage3* v, mvimage3* parent,
+                                               const mvpixfmt* newfmt, uint8_t follow,
+                                               int32_t tolerate, uint32_t newbits, uint8_t mode) {
+    (void)parent;
+    (void)newfmt;
+    (void)follow;
+    (void)tolerate;
+    (void)newbits;
+    (void)mode;
+    if (!v) return MVERR_USAGE;
+    mvimage3_defnull(v);
+    return MVERR_UNSUPPORTED;  // 3-D images are not built yet
+}
