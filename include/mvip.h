@@ -580,6 +580,36 @@ MVIP_API int32_t mvimage3_converter(mvimage3 *view, mvimage3 *parent,
                                     int32_t tolerate, uint32_t newbits,
                                     uint8_t mode);
 
+/* Colour slice ("ClrSlice"): one pixie of each parent pixel (mask: one
+ * set bit within the parent's pixies) shown as a one-pixie image with the
+ * parent's format otherwise.  Callers use mask 1 (-21 otherwise).  When the
+ * parent serves the slice itself, runs go to it whole (the view spans the
+ * parent's full width, or follows its window) or line by line; when it
+ * serves only whole pixels, the view stages 2048 bytes of whole pixels at a
+ * time and takes the pixie out, or, on writes, reads the pixels, puts the
+ * pixie in and writes them back.  Scattered transfers go to the parent with
+ * the slice mask; direct mapping is not offered (-11).  0, or -1 for a null
+ * view or parent or a bad mask (a null image is left). */
+MVIP_API int32_t mvimage_colorslice(mvimage *view, mvimage *parent,
+                                    uint8_t follow, uint32_t mask);
+/* 3-D form: declared for 3-D images, which this build does not have yet;
+ * answers -11 and leaves a null image. */
+MVIP_API int32_t mvimage3_colorslice(mvimage3 *view, mvimage3 *parent,
+                                     uint8_t follow, uint32_t mask);
+
+/* Colour converter ("MVIMCLR"): presents the parent in another colour
+ * space, in the parent's data type; the view has the pixie count of the
+ * target space (low four bits of its code).  `flag` is the follow-window
+ * flag.  Formulas and the handling of each space: see the notes in
+ * COLOUR CONVERSION below.  0, or a negative result code (-1 null view or
+ * parent, -21 a pair of colour spaces that cannot be converted). */
+MVIP_API int32_t mvimage_colorconverter(mvimage *view, mvimage *parent,
+                                        uint32_t colorspace, int8_t flag);
+/* 3-D form: declared for 3-D images, which this build does not have yet;
+ * answers -11 and leaves a null image. */
+MVIP_API int32_t mvimage3_colorconverter(mvimage3 *view, mvimage3 *parent,
+                                         uint32_t colorspace, int8_t flag);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

@@ -1,0 +1,270 @@
+// The colour-slice view ("ClrSlice"): one pixie of each parent pixel shown
+// as a one-pixie image.  Three strategies, chosen per access:
+//  - passthru: the parent serves the slice mask itself and the view's lines
+//    continue exactly as the parent's do, so runs go to the parent whole;
+//  - opaque: the parent serves the slice mask, but runs are cut at the end
+//    of each view line and sent line by line;
+//  - pfbix: the parent serves only whole pixels; they are staged 2048 bytes
+//    at a time and the wanted pixie is taken out (or put in) here.
+#include "views/view.hpp"
+
+namespace mvip::view {
+namespace {
+
+constexpr size_t kStageBytes = 2048;
+
+enum class Strategy : uint8_t { passthru, opaque, pfbix };
+
+using ElementFn = void (*)(unsigned char* pixels, unsigned char* values, uint32_t count,
+                           uint32_t pixies, uint32_t index, bool insert);
+
+#pragma pack(push, 4)
+struct SliceState {
+    ViewHead head;
+    uint32_t slice_mask;   // one bit: the parent pixie shown
+    uint32_t index;        // that pixie's index
+    Strategy strategy;
+    uint8_t reserved[3];
+    uint32_t mode;         // scan mode of the current access
+    uint32_t pixie_bytes;  // bytes of one value of the requested type
+    uint32_t chunk;        // pixels staged at a time (pfbix)
+    ElementFn element;     // pfbix: takes out or puts in the pixie
+};
+#pragma pack(pop)
+
+SliceState& st(mvimage* v) { return state_of<SliceState>(v); }
+mvimage* parent(mvimage* v) { return parent_of<SliceState>(v); }
+
+template <class T>
+void element(unsigned char* pixels, unsigned char* values, uint32_t count, uint32_t pixies,
+             uint32_t index, bool insert) {
+    for (uint32_t i = 0; i < count; ++i) {
+        unsigned char* px = pixels + (size_t{i} * pixies + index) * sizeof(T);
+        unsigned char* val = values + size_t{i} * sizeof(T);
+        if (insert) std::memcpy(px, val, sizeof(T));
+        else std::memcpy(val, px, sizeof(T));
+    }
+}
+
+ElementFn element_for(uint32_t type) {
+    switch (type_of(type)) {
+        case MVTYPE_U8: return element<uint8_t>;
+        case MVTYPE_U16: return element<uint16_t>;
+        case MVTYPE_U32:
+        case MVTYPE_I32: return element<uint32_t>;
+        case MVTYPE_FLOAT: return element<float>;
+        case MVTYPE_DOUBLE: return element<double>;
+        default: return nullptr;
+    }
+}
+
+mvpoint on_parent(mvimage* v, uint32_t x, uint32_t y) {
+    const mvpoint off = parent_offset(v, st(v).head.follow);
+    return {static_cast<int32_t>(x) + off.x, static_cast<int32_t>(y) + off.y};
+}
+
+bool starts_inside(mvimage* v, int32_t x, int32_t y) {
+    return static_cast<uint32_t>(x) < wind_width(v) && static_cast<uint32_t>(y) < wind_height(v);
+}
+
+template <bool Write>
+uint32_t io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y) {
+    mvimage* p = parent(v);
+    const SliceState& s = st(v);
+    if (p == v || !buffer || !starts_inside(v, x, y)) return 0;
+    const uint32_t w = wind_width(v), h = wind_height(v);
+    const uint32_t n = std::min(count, run_length_2d(s.mode & ~MVMODE_NOCHECK, w, h, x, y));
+    const bool yscan = (s.mode & MVMODE_YSCAN) != 0;
+    const bool whole_runs = s.strategy == Strategy::passthru;
+    auto* buf = static_cast<unsigned char*>(buffer);
+    const uint32_t pf = parent_flags(flags);
+
+    if (s.strategy != Strategy::pfbix) {
+        return walk_run(n, x, y, w, h, yscan, whole_runs, n, [&](uint32_t cx, uint32_t cy, uint32_t k) {
+            const mvpoint at = on_parent(v, cx, cy);
+            const uint32_t moved = Write ? p->iorite(p, pf, buf, k, at.x, at.y)
+                                         : p->ioread(p, pf, buf, k, at.x, at.y);
+            buf += size_t{moved} * s.pixie_bytes;
+            return moved;
+        });
+    }
+    alignas(16) unsigned char stage[kStageBytes];
+    const uint32_t pixies = p->pixfmt.pixies;
+    const bool across = s.head.follow != 0;
+    return walk_run(n, x, y, w, h, yscan, across, s.chunk, [&](uint32_t cx, uint32_t cy, uint32_t k) {
+        const mvpoint at = on_parent(v, cx, cy);
+        // Writes read the whole pixels first so the other pixies stay.
+        uint32_t moved = p->ioread(p, pf, stage, k, at.x, at.y);
+        if constexpr (Write) {
+            s.element(stage, buf, moved, pixies, s.index, true);
+            moved = p->iorite(p, pf, stage, moved, at.x, at.y);
+        } else {
+            s.element(stage, buf, moved, pixies, s.index, false);
+        }
+        buf += size_t{moved} * s.pixie_bytes;
+        return moved;
+    });
+}
+
+uint32_t iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
+    return std::min(count, run_length_2d(st(v).mode, wind_width(v), wind_height(v), x, y));
+}
+
+int32_t iowait(mvimage* v) {
+    mvimage* p = parent(v);
+    return p == v ? 1 : p->iowait(p);
+}
+
+// Runs may go to the parent whole when the view's lines continue as the
+// parent's: the view spans the parent image's full width, or follows the
+// parent's window.
+bool runs_continue_as_parent(mvimage* v, const mvimage* p) {
+    return st(v).head.follow ||
+           (v->wind.nw.x == p->imdim.nw.x && v->wind.se.x == p->imdim.se.x);
+}
+
+int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    v->ioread = noop::io;
+    v->iorite = noop::io;
+    v->iolen = noop::len;
+    v->iowait = noop::wait;
+    mvimage* p = parent(v);
+    NestingGuard guard;
+    if (p == v || guard.too_deep()) return kSelfParent;
+    SliceState& s = st(v);
+    const bool handoff = runs_continue_as_parent(v, p);
+    mode &= ~MVMODE_WRITE;
+    s.mode = mode;
+    s.pixie_bytes = pixie_bytes(type);
+    if (mode & MVMODE_ZSCAN) return MVERR_USAGE;
+    if (mask != 1) return MVERR_COLORS;
+    int32_t rc = p->ioset(p, mode, type, s.slice_mask);
+    if (rc >= 0) {
+        s.strategy = handoff ? Strategy::passthru : Strategy::opaque;
+    } else {
+        rc = p->ioset(p, mode, type, all_pixies_mask(p->pixfmt.pixies));
+        if (rc < 0) return rc;
+        s.element = element_for(type);
+        if (!s.element || s.pixie_bytes == 0) return MVERR_DATATYPE;
+        s.strategy = Strategy::pfbix;
+        s.chunk = static_cast<uint32_t>(
+            std::max<size_t>(1, kStageBytes / (size_t{s.pixie_bytes} * p->pixfmt.pixies)));
+    }
+    v->ioread = io<false>;
+    v->iorite = io<true>;
+    v->iolen = iolen;
+    v->iowait = iowait;
+    return 1;
+}
+
+// Scattered transfers go to the parent with the slice mask.
+int32_t bxtp(mvimage* v, int32_t operation, mvbxtentry* list, uint32_t n) {
+    mvimage* p = parent(v);
+    if (!prepares(operation) || !list || p == v) return operation;
+    for (uint32_t i = 0; i < n; ++i) {
+        const bool inside = starts_inside(v, list[i].x, list[i].y);
+        const mvpoint at = inside ? on_parent(v, list[i].x, list[i].y) : mvpoint{-1, -1};
+        list[i].x = at.x;
+        list[i].y = at.y;
+    }
+    return p->bxtp(p, operation, list, n);
+}
+
+uint32_t bxta(mvimage* v, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
+              int32_t code) {
+    mvimage* p = parent(v);
+    if (p == v) return 0;
+    if (prepares(operation)) bxtp(v, operation, list, n);
+    return p->bxta(p, operation & ~0x80, buffer, list, n, code);
+}
+
+int32_t bxtw(mvimage* v) {
+    mvimage* p = parent(v);
+    return p == v ? 1 : p->bxtw(p);
+}
+
+int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    v->bxtp = noop::bxtp;
+    v->bxta = noop::bxta;
+    mvimage* p = parent(v);
+    NestingGuard guard;
+    if (p == v || guard.too_deep()) return kSelfParent;
+    if (mask != 1) return MVERR_COLORS;
+    const int32_t rc = p->bxts(p, mode, type, st(v).slice_mask);
+    if (rc < 0) return rc;
+    v->bxtp = bxtp;
+    v->bxta = bxta;
+    v->bxtw = bxtw;
+    return rc;
+}
+
+uint32_t aeiou(mvimage* v, uint32_t code, void* arg) {
+    mvimage* p = parent(v);
+    NestingGuard guard;
+    if (p == v || guard.too_deep()) return 0;
+    const uint32_t answer = p->aeiou(p, code, arg);
+    return (code == 'b' || code == 'i' || code == 'm') ? layered(answer, 0) : answer;
+}
+
+mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
+    switch (code) {
+        case 's': {
+            if (!set_own_window(v, w)) return nullptr;
+            mvimage* p = parent(v);
+            NestingGuard guard;
+            if (st(v).head.follow && p != v && !guard.too_deep()) p->xwind(p, &v->wind, 's');
+            // A pixie one pixel apart from the next cannot be mapped as a
+            // run of this view's pixels: mapping stays unsupported.
+            set_idle_slots(v, ioset, bxts, noop::imapset);
+            return &v->wind;
+        }
+        case 'w':
+            if (w) *w = v->wind;
+            return &v->wind;
+        case 'i':
+            if (w) *w = v->imdim;
+            return &v->imdim;
+        default: return nullptr;
+    }
+}
+
+}  // namespace
+}  // namespace mvip::view
+
+using namespace mvip;
+using namespace mvip::view;
+
+extern "C" MVIP_API int32_t mvimage_colorslice(mvimage* v, mvimage* parent_ref, uint8_t follow,
+                                               uint32_t mask) {
+    if (!v) return MVERR_USAGE;
+    const int64_t ref = reference_of(parent_ref);
+    mvimage* p = resolve(v, ref);
+    PixieSelection sel;
+    if (!p || !parse_mask(mask, p->pixfmt.pixies, sel) || sel.count != 1) {
+        mvimage_defnull(v);
+        return MVERR_USAGE;
+    }
+    ParentDescription d = describe(p);
+    d.pixfmt.pixies = 1;
+    fill_description(v, d, follow != 0);
+    set_kind(v, "ClrSlice");
+    v->aeiou = aeiou;
+    v->xwind = xwind;
+    SliceState& s = st(v);
+    s.head.parent_ref = ref;
+    s.head.follow = follow;
+    s.slice_mask = mask;
+    s.index = sel.first;
+    v->xwind(v, &v->wind, 's');
+    return 0;
+}
+
+extern "C" MVIP_API int32_t mvimage3_colorslice(mvimage3* v, mvimage3* parent, uint8_t follow,
+                                                uint32_t mask) {
+    (void)parent;
+    (void)follow;
+    (void)mask;
+    if (!v) return MVERR_USAGE;
+    mvimage3_defnull(v);
+    return MVERR_UNSUPPORTED;  // 3-D images are not built yet
+}
