@@ -34,7 +34,7 @@ void int_to_float(const void* src, void* dst, size_t n, const Plan& p) {
     D* d = static_cast<D*>(dst);
     const uint32_t mask = p.src_mask;
     for (size_t i = 0; i < n; ++i)
-        d[i] = static_cast<D>(p.low + static_cast<double>(s[i] & mask) * p.scale);
+        d[i] = static_cast<D>(p.low + static_cast<double>(s[i] & mask) / p.maxval * p.scale);
 }
 
 template <class S, class D>
@@ -70,7 +70,8 @@ Plan plan_for(const Side& from, const Side& to, bool mask_source) {
     } else if constexpr (s_int) {
         const double width = double(to.range.high) - double(to.range.low);
         p.low = to.range.low;
-        p.scale = width / max_of(s_bits);
+        p.maxval = max_of(s_bits);
+        p.scale = width;
         p.fn = int_to_float<S, D>;
     } else if constexpr (d_int) {
         const double width = double(from.range.high) - double(from.range.low);

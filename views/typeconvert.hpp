@@ -37,7 +37,7 @@ struct Plan {
     ConvertFn fn = nullptr;  // null: no conversion between these types
     uint32_t src_mask = 0;   // integer sources: significant bits kept
     int32_t shift = 0;       // integer to integer: > 0 left, < 0 right
-    double scale = 0;        // integer to float: low + v * scale
+    double scale = 0;        // integer to float: low + v / maxval * scale
     double low = 0;          // float to integer: (v - low) * scale, clipped to maxval
     double maxval = 0;
     void run(const void* src, void* dst, size_t n) const { fn(src, dst, n, *this); }
