@@ -348,6 +348,18 @@ MVIP_CHECK_OFFSET(xwind, 444);
 MVIP_STATIC_ASSERT(offsetof(mvimage, wind_reserved) == 16, "mvimage.wind_reserved");
 MVIP_STATIC_ASSERT(offsetof(mvimage, imdim_reserved) == 40, "mvimage.imdim_reserved");
 
+/* Abort hook: the first argument of every image operation (may be null).
+ * The operation calls abortfn(hook, done, total) at entry with (0, 0) and
+ * then before every eighth line (or column) with the line index and the
+ * line count; a non-zero answer stops the operation, which returns that
+ * value (conventionally MVERR_CANCELED).  When the entry call answers
+ * non-zero, the hook is called once more and its second answer returned.
+ * The record may carry caller data behind the function. */
+typedef struct mvabort mvabort;
+struct mvabort {
+    int32_t (*abortfn)(mvabort *hook, int32_t done, int32_t total);
+};
+
 /* ------------------------------------------------------------------ */
 /* Access protocol (summary)                                           */
 /* ------------------------------------------------------------------ */
@@ -609,6 +621,70 @@ MVIP_API int32_t mvimage_colorconverter(mvimage *view, mvimage *parent,
  * answers -11 and leaves a null image. */
 MVIP_API int32_t mvimage3_colorconverter(mvimage3 *view, mvimage3 *parent,
                                          uint32_t colorspace, int8_t flag);
+
+/* ------------------------------------------------------------------ */
+/* Copies                                                              */
+/* ------------------------------------------------------------------ */
+/* Copy the source window into the destination window (equal sizes, data
+ * types, bits and pixie counts).  A line is one memory copy; when the
+ * destination maps the very memory of the source nothing moves. */
+MVIP_API int32_t mvip8_copy(mvabort *hook, mvimage *src, mvimage *dst);
+/* Exchange the contents of two windows. */
+MVIP_API int32_t mvip8_copyexchange(mvabort *hook, mvimage *first,
+                                    mvimage *second);
+/* Copy pixie srcindex of every source pixel into pixie dstindex of the
+ * destination pixel; -1 for an index out of range (checked first). */
+MVIP_API int32_t mvip8_copyslice(mvabort *hook, mvimage *src, mvimage *dst,
+                                 int32_t srcindex, int32_t dstindex);
+/* Copy the source presented in colour space `colorspace` (0: -1); the
+ * fourth argument is reserved. */
+MVIP_API int32_t mvip8_copycolorconvert(mvabort *hook, mvimage *src,
+                                        mvimage *dst, int32_t reserved,
+                                        uint32_t colorspace);
+/* Resampling copies: the source window resampled to the destination
+ * window's size, by nearest neighbour and by bilinear interpolation. */
+MVIP_API int32_t mvip8_copyinterpnearest(mvabort *hook, mvimage *src,
+                                         mvimage *dst);
+MVIP_API int32_t mvip8_copyinterpbilinear(mvabort *hook, mvimage *src,
+                                          mvimage *dst);
+/* Copy displaced by (dx, dy): destination pixel (x, y) takes source pixel
+ * (x - dx, y - dy); destination pixels without a source keep their values. */
+MVIP_API int32_t mvip8_copyshift(mvabort *hook, mvimage *src, mvimage *dst,
+                                 int32_t dx, int32_t dy);
+/* Mirrored copy: mode bit 1 reverses left-right, bit 2 top-bottom. */
+MVIP_API int32_t mvip8_copyreverse(mvabort *hook, mvimage *src, mvimage *dst,
+                                   uint32_t mode);
+/* The source window repeated (tiled) over the destination window. */
+MVIP_API int32_t mvip8_copyreplic(mvabort *hook, mvimage *src, mvimage *dst);
+
+/* ------------------------------------------------------------------ */
+/* Interlace reordering                                                */
+/* ------------------------------------------------------------------ */
+/* Line permutations of the window (H lines), in place when the
+ * destination is the source.  linetofield: even lines to the top half, odd
+ * lines to the bottom half; fieldtoline: the inverse.  linetoNfield:
+ * line i goes to i / N + ((i mod N) * H) / N; Nfieldtoline: the inverse.
+ * Trailing H mod N lines stay where they are.  -1 for fewer than 2 lines
+ * or N < 1. */
+MVIP_API int32_t mvip8_ilacelinetofield(mvabort *hook, mvimage *src,
+                                        mvimage *dst);
+MVIP_API int32_t mvip8_ilacefieldtoline(mvabort *hook, mvimage *src,
+                                        mvimage *dst);
+MVIP_API int32_t mvip8_ilacelinetoNfield(mvabort *hook, mvimage *src,
+                                         mvimage *dst, int32_t n);
+MVIP_API int32_t mvip8_ilaceNfieldtoline(mvabort *hook, mvimage *src,
+                                         mvimage *dst, int32_t n);
+/* Both lines of every pair (2k, 2k+1) become their average ((a + b) >> 1
+ * for integers, the exact mean for floats); an odd last line is copied. */
+MVIP_API int32_t mvip8_ilacepairave(mvabort *hook, mvimage *src,
+                                    mvimage *dst);
+/* Both lines of every pair receive the odd line when `which` is odd, else
+ * the even line. */
+MVIP_API int32_t mvip8_ilacepairdup(mvabort *hook, mvimage *src,
+                                    mvimage *dst, int32_t which);
+/* The two lines of every pair are swapped; an odd last line is copied. */
+MVIP_API int32_t mvip8_ilacepairswap(mvabort *hook, mvimage *src,
+                                     mvimage *dst);
 
 #ifdef __cplusplus
 } /* extern "C" */

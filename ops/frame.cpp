@@ -1,0 +1,260 @@
+// The operation frame: checks, opening, buffers, mapping and line walks.
+#include "ops/frame.hpp"
+
+#include <bit>
+#include <new>
+
+namespace mvip::ops {
+
+int type_slot(uint32_t datatype) {
+    switch (type_of(datatype)) {
+        case MVTYPE_U8: return 0;
+        case MVTYPE_U16: return 1;
+        case MVTYPE_U32: return 2;
+        case MVTYPE_FLOAT: return 3;
+        case MVTYPE_DOUBLE: return 4;
+        default: return -1;
+    }
+}
+
+int32_t hook_at_entry(mvabort* hook) {
+    if (!hook || !hook->abortfn) return 0;
+    if (hook->abortfn(hook, 0, 0) == 0) return 0;
+    return hook->abortfn(hook, 0, 0);
+}
+
+uint32_t max_value(const mvpixfmt& fmt) {
+    return fmt.bits >= 32 ? 0xFFFFFFFFu : (1u << fmt.bits) - 1u;
+}
+
+namespace {
+
+bool valid_record(const mvimage* im) {
+    return im->ioset && im->xwind && im->ioread && im->iorite && im->imapset &&
+           im->pixfmt.datatype != 0 && im->pixfmt.pixies != 0 && im->imdim.se.x != 0 &&
+           im->imdim.se.y != 0;
+}
+
+}  // namespace
+
+Frame::~Frame() {
+    for (mvimage* im : images_)
+        if (im) im->iowait(im);
+}
+
+int32_t Frame::open_image(int i, mvimage* im, uint32_t type) {
+    const uint32_t mode = (setup_.options & kColumns) ? MVMODE_YSCAN : 0;
+    const uint32_t request = type | MVREQ_LOW;
+    int32_t rc = (setup_.options & kConvert) ? -1 : im->ioset(im, mode, request, setup_.mask);
+    if (rc < 0) {
+        // The image cannot serve the type itself: present it through a
+        // converter whose image is the current window.
+        views_[i].reset(new (std::nothrow) mvimage);
+        if (!views_[i]) return MVERR_MEMORY;
+        mvpixfmt fmt = im->pixfmt;
+        fmt.datatype = type;
+        const bool keep_bits = type_of(type) == type_of(im->pixfmt.datatype);
+        rc = mvimage_converter(views_[i].get(), im, &fmt, 0, 0, keep_bits ? 0 : 8 * pixie_bytes(type), 0);
+        if (rc < 0) return rc;
+        im = views_[i].get();
+        rc = im->ioset(im, mode, request, setup_.mask);
+        if (rc < 0) return rc;
+    }
+    images_[i] = im;
+    mappable_[i] = !(setup_.options & kColumns) && im->imapset(im, 0, request, setup_.mask) > 0;
+    return 0;
+}
+
+int32_t Frame::open(const Setup& setup, int extra_buffers) {
+    setup_ = setup;
+    mvimage* given[3] = {setup.sources[0], setup.source_count > 1 ? setup.sources[1] : nullptr,
+                         setup.destination};
+    for (mvimage* im : given)
+        if (im && !valid_record(im)) return MVERR_USAGE;
+    const int buffers = setup.source_count + extra_buffers;
+    if (!given[0] || buffers > 4 || setup.mask == 0) return MVERR_USAGE;
+
+    mvimage* reference = given[2] ? given[2] : given[1] ? given[1] : given[0];
+    if (reference->pixfmt.pixies >= 2 && !(setup.options & kColor)) return MVERR_COLORS;
+    if (!setup.fixed_type) {
+        for (mvimage* im : given)
+            if (im && (type_slot(im->pixfmt.datatype) < 0 ||
+                       !(type_of(im->pixfmt.datatype) & setup.options & kTypeMask)))
+                return MVERR_DATATYPE;
+    }
+    type_ = setup.fixed_type ? type_of(setup.fixed_type) : type_of(reference->pixfmt.datatype);
+
+    uint32_t max_pixies = 0;
+    uint64_t line_length = 0;
+    for (int i = 0; i < 3; ++i) {
+        mvimage* im = given[i];
+        if (!im) continue;
+        const uint32_t type = setup.fixed_type ? type_ : type_of(im->pixfmt.datatype);
+        if (const int32_t rc = open_image(i, im, type); rc < 0) return rc;
+        width_ = std::max(width_, wind_width(im));
+        height_ = std::max(height_, wind_height(im));
+        value_bytes_ = std::max(value_bytes_, pixie_bytes(type));
+        max_pixies = std::max(max_pixies, im->pixfmt.pixies);
+        const uint32_t along = (setup.options & kColumns) ? wind_height(im) : wind_width(im);
+        const uint64_t sized = image_sizing(im, along);
+        if (sized == 0 && along != 0) return MVERR_MEMORY;
+        line_length = std::max(line_length, sized);
+    }
+
+    if (!setup.fixed_type) {
+        for (mvimage* im : given) {
+            if (!im) continue;
+            if (!(setup.options & kAnyType) &&
+                type_of(im->pixfmt.datatype) != type_of(reference->pixfmt.datatype))
+                return MVERR_USAGE;
+            if (!(setup.options & kAnyBits) && im->pixfmt.bits != reference->pixfmt.bits)
+                return MVERR_USAGE;
+            if (im->pixfmt.pixies != reference->pixfmt.pixies) return MVERR_USAGE;
+            if (!(setup.options & kAnyDims) &&
+                (wind_width(im) != wind_width(reference) || wind_height(im) != wind_height(reference)))
+                return MVERR_USAGE;
+        }
+    }
+
+    pixies_ = (setup.options & kPixiesFromImages) ? max_pixies
+                                                  : static_cast<uint32_t>(std::popcount(setup.mask));
+    pixel_bytes_ = pixies_ * value_bytes_;
+    const double bytes = double(line_length) * pixies_ * value_bytes_;
+    const size_t size = bytes < 9.2e18 ? size_t(line_length) * pixies_ * value_bytes_ : 0;
+    for (int i = 0; i < buffers; ++i) {
+        buffers_[i].reset(new (std::nothrow) unsigned char[size ? size : 1]);
+        if (!buffers_[i]) return MVERR_MEMORY;
+    }
+    mapping_ = true;
+    return 0;
+}
+
+int32_t Frame::poll(uint32_t done, uint32_t total) {
+    if (done % 8 != 0 || !setup_.hook || !setup_.hook->abortfn) return 0;
+    return setup_.hook->abortfn(setup_.hook, static_cast<int32_t>(done), static_cast<int32_t>(total));
+}
+
+uint32_t Frame::read_line(int i, void* buf, uint32_t y) const {
+    mvimage* im = images_[i];
+    return im->ioread(im, 0, buf, width_, 0, static_cast<int32_t>(y));
+}
+
+uint32_t Frame::write_line(int i, const void* buf, uint32_t y, uint32_t flags) const {
+    mvimage* im = images_[i];
+    return im->iorite(im, flags, const_cast<void*>(buf), width_, 0, static_cast<int32_t>(y));
+}
+
+void* Frame::map_line(int i, uint32_t y, mvmapdesc& desc) const {
+    desc.runs = 0;
+    mvimage* im = images_[i];
+    if (!mappable_[i] || !im) return nullptr;
+    if (im->imap(im, &desc, 0, static_cast<int32_t>(y)) != 1) return nullptr;
+    void* address = desc.address;
+    // Kernels work on whole lines of naturally aligned values.
+    const bool usable = desc.count >= width_ && desc.stride == pixel_bytes_ &&
+                        reinterpret_cast<uintptr_t>(address) % value_bytes_ == 0;
+    if (!usable) {
+        im->imapr(im, &desc);
+        return nullptr;
+    }
+    return address;
+}
+
+void Frame::unmap(int i, mvmapdesc& desc) const {
+    if (desc.runs && images_[i]) images_[i]->imapr(images_[i], &desc);
+    desc.runs = 0;
+}
+
+int32_t Frame::walk(Kernel in_place, Kernel buffered, const void* params) {
+    return (setup_.options & kColumns) ? walk_columns(buffered, params)
+                                       : walk_rows(in_place, buffered, params);
+}
+
+int32_t Frame::walk_rows(Kernel in_place, Kernel buffered, const void* params) {
+    const int n = setup_.source_count;
+    const int work = n - 1;
+    const bool has_destination = images_[kDestination] != nullptr;
+    const size_t values = line_values();
+    const mvimage* first = setup_.sources[0];
+    for (uint32_t y = 0; y < height_; ++y) {
+        if (const int32_t stop = poll(y, height_)) return stop;
+        const int32_t kx = (setup_.options & kFixedArgs) ? setup_.fixed[0] : first->wind.nw.x;
+        const int32_t ky = (setup_.options & kFixedArgs) ? setup_.fixed[1]
+                                                          : first->wind.nw.y + static_cast<int32_t>(y);
+        void* lines[2] = {};
+        mvmapdesc other{};
+        // Sources other than the working one are only read.
+        for (int i = 0; i < work; ++i) {
+            lines[i] = mapping_ ? map_line(i, y, other) : nullptr;
+            if (!lines[i]) {
+                read_line(i, buffers_[i].get(), y);
+                lines[i] = buffers_[i].get();
+            }
+        }
+        bool done = false;
+        if (mapping_) {
+            mvmapdesc src{}, dst{};
+            void* p = map_line(work, y, src);
+            void* q = (p && has_destination) ? map_line(kDestination, y, dst) : nullptr;
+            if (p && (!has_destination || p == q)) {
+                // Source and destination share this memory (or there is no
+                // destination): work on it directly.
+                lines[work] = p;
+                in_place(lines, values, kx, ky, params);
+                done = true;
+            } else if (has_destination) {
+                stop_mapping();
+            }
+            unmap(kDestination, dst);
+            unmap(work, src);
+        }
+        if (!done) {
+            read_line(work, buffers_[work].get(), y);
+            lines[work] = buffers_[work].get();
+            buffered(lines, values, kx, ky, params);
+            if (has_destination) write_line(kDestination, lines[work], y);
+        }
+        for (int i = 0; i < work; ++i) unmap(i, other);
+    }
+    return 0;
+}
+
+int32_t Frame::walk_columns(Kernel buffered, const void* params) {
+    const int n = setup_.source_count;
+    const int work = n - 1;
+    const bool has_destination = images_[kDestination] != nullptr;
+    const size_t values = size_t{height_} * pixies_;
+    const mvimage* first = setup_.sources[0];
+    for (uint32_t x = 0; x < width_; ++x) {
+        if (const int32_t stop = poll(x, width_)) return stop;
+        const int32_t kx = (setup_.options & kFixedArgs) ? setup_.fixed[0]
+                                                          : first->wind.nw.x + static_cast<int32_t>(x);
+        const int32_t ky = (setup_.options & kFixedArgs) ? setup_.fixed[1] : first->wind.nw.y;
+        void* lines[2] = {};
+        for (int i = 0; i < n; ++i) {
+            images_[i]->ioread(images_[i], 0, buffers_[i].get(), height_, static_cast<int32_t>(x), 0);
+            lines[i] = buffers_[i].get();
+        }
+        buffered(lines, values, kx, ky, params);
+        if (has_destination)
+            images_[kDestination]->iorite(images_[kDestination], 0, lines[work], height_,
+                                          static_cast<int32_t>(x), 0);
+    }
+    return 0;
+}
+
+int32_t run(const Setup& setup, const KernelSet& in_place, const KernelSet& buffered,
+            const void* params) {
+    if (const int32_t stop = hook_at_entry(setup.hook)) return stop;
+    if (!setup.sources[0] || (setup.source_count > 1 && !setup.sources[1]) ||
+        (!setup.source_only && !setup.destination))
+        return MVERR_USAGE;
+    const uint32_t type = setup.fixed_type ? setup.fixed_type : setup.sources[0]->pixfmt.datatype;
+    const int slot = type_slot(type);
+    if (slot < 0 || !buffered[slot]) return MVERR_DATATYPE;
+    Frame frame;
+    if (const int32_t rc = frame.open(setup); rc < 0) return rc;
+    return frame.walk(in_place[slot] ? in_place[slot] : buffered[slot], buffered[slot], params);
+}
+
+}  // namespace mvip::ops

@@ -1,0 +1,134 @@
+// The operation frame shared by every image operation: the abort hook,
+// argument and compatibility checks, opening images (through type
+// converter views where needed), line buffers, direct mapping and the line
+// walk.  Operations supply typed kernels and a parameter block.
+#pragma once
+
+#include "core/record.hpp"
+
+#include <array>
+#include <memory>
+
+namespace mvip::ops {
+
+// Options word of an operation.
+enum Option : uint32_t {
+    kTypeMask = 0x3F,              // data types accepted (codes 1, 2, 4, 16, 32)
+    kColor = 1u << 8,              // images of two or more pixies accepted
+    kPixiesFromImages = 1u << 9,   // pixies handled: the largest count, not the mask's
+    kAnyDims = 1u << 10,           // window sizes may differ
+    kAnyType = 1u << 11,           // data types may differ
+    kAnyBits = 1u << 12,           // bits per pixie may differ
+    kColumns = 1u << 13,           // walk column by column
+    kFixedArgs = 1u << 14,         // kernels get the fixed values for x, y
+    kConvert = 1u << 15,           // always access through a type converter
+};
+constexpr uint32_t kAllTypes = MVTYPE_U8 | MVTYPE_U16 | MVTYPE_U32 | MVTYPE_FLOAT | MVTYPE_DOUBLE;
+
+// A kernel transforms `count` values of one line in place.  `lines` holds
+// one line per source (the last source's line receives the result).
+using Kernel = void (*)(void* const* lines, size_t count, int32_t x, int32_t y, const void* params);
+
+// Kernel index of a data type: u8, u16, u32, float, double; -1 otherwise.
+int type_slot(uint32_t datatype);
+using KernelSet = std::array<Kernel, 5>;  // null entries: type not supported
+
+// Calls the hook with (0, 0) at entry; a non-zero answer is asked again and
+// the second answer is returned.  0 means go on.
+int32_t hook_at_entry(mvabort* hook);
+
+// The pixie maximum of an integer format: 2^bits - 1 (all ones for 32 bits
+// or more).
+uint32_t max_value(const mvpixfmt& fmt);
+
+struct Setup {
+    mvabort* hook = nullptr;
+    mvimage* sources[2] = {nullptr, nullptr};
+    int source_count = 1;
+    mvimage* destination = nullptr;  // null: a source-only walk
+    bool source_only = false;        // no destination expected (else null is -1)
+    uint32_t options = 0;
+    uint32_t mask = 1;               // pixies handled
+    uint32_t fixed_type = 0;         // non-zero: open every image in this type
+    int32_t fixed[2] = {0, 0};
+};
+
+class Frame {
+public:
+    Frame() = default;
+    ~Frame();
+    Frame(const Frame&) = delete;
+    Frame& operator=(const Frame&) = delete;
+
+    // Checks and opens the images and allocates one line buffer per source
+    // (plus `extra_buffers`).  0 or a negative result code.
+    int32_t open(const Setup& setup, int extra_buffers = 0);
+
+    // Walks every line (or column) with the kernels: the in-place kernel on
+    // image memory shared by source and destination, the buffered kernel on
+    // working buffers.  0 or the hook's value.
+    int32_t walk(Kernel in_place, Kernel buffered, const void* params);
+
+    // Primitives for operations that walk themselves.
+    int32_t poll(uint32_t done, uint32_t total);  // hook every eighth step
+    uint32_t width() const { return width_; }
+    uint32_t height() const { return height_; }
+    uint32_t pixies() const { return pixies_; }
+    uint32_t value_bytes() const { return value_bytes_; }
+    size_t line_values() const { return size_t{width_} * pixies_; }
+    uint32_t type() const { return type_; }
+    mvimage* image(int i) const { return images_[i]; }  // 0, 1: sources; 2: destination
+    void* buffer(int i) const { return buffers_[i].get(); }
+    bool mapping() const { return mapping_; }
+    uint32_t read_line(int i, void* buf, uint32_t y) const;
+    uint32_t write_line(int i, const void* buf, uint32_t y, uint32_t flags = 0) const;
+    // A direct pointer to line y of image i covering the whole width, or
+    // null; release it with unmap.
+    void* map_line(int i, uint32_t y, mvmapdesc& desc) const;
+    void unmap(int i, mvmapdesc& desc) const;
+    void stop_mapping() { mapping_ = false; }
+
+    static constexpr int kDestination = 2;
+
+private:
+    int32_t open_image(int i, mvimage* im, uint32_t type);
+    int32_t walk_rows(Kernel in_place, Kernel buffered, const void* params);
+    int32_t walk_columns(Kernel buffered, const void* params);
+
+    Setup setup_{};
+    std::array<mvimage*, 3> images_{};
+    std::array<std::unique_ptr<mvimage>, 3> views_{};      // converters we built
+    std::array<std::unique_ptr<unsigned char[]>, 4> buffers_{};
+    std::array<bool, 3> mappable_{};
+    bool mapping_ = false;
+    uint32_t width_ = 0, height_ = 0, pixies_ = 0, value_bytes_ = 0, type_ = 0;
+    uint32_t pixel_bytes_ = 0;
+};
+
+// Runs a whole operation: entry hook, kernel choice by the source's type
+// (-19 for a missing kernel), open, walk.
+int32_t run(const Setup& setup, const KernelSet& in_place, const KernelSet& buffered,
+            const void* params);
+
+// Adapters from typed kernels: Op::template apply<T>(T* values, size_t n,
+// const Params&) transforms one line.
+template <class Op, class T>
+void typed_kernel(void* const* lines, size_t count, int32_t, int32_t, const void* params) {
+    Op::template apply<T>(static_cast<T*>(lines[0]), count,
+                          *static_cast<const typename Op::Params*>(params));
+}
+// Which value types an operation has kernels for.
+enum TypeSet : unsigned { kU8 = 1, kU16 = 2, kU32 = 4, kF32 = 8, kF64 = 16,
+                          kU8U16 = 3, kInts = 7, kFloats = 24, kEvery = 31 };
+template <class Op, unsigned Set>
+constexpr KernelSet kernels_for() {
+    KernelSet k{};
+    if constexpr (Set & kU8) k[0] = typed_kernel<Op, uint8_t>;
+    if constexpr (Set & kU16) k[1] = typed_kernel<Op, uint16_t>;
+    if constexpr (Set & kU32) k[2] = typed_kernel<Op, uint32_t>;
+    if constexpr (Set & kF32) k[3] = typed_kernel<Op, float>;
+    if constexpr (Set & kF64) k[4] = typed_kernel<Op, double>;
+    return k;
+}
+
+}  // namespace mvip::ops

@@ -1,0 +1,111 @@
+// Point operations on the bits of a value: negation, shifts, logic masks
+// and the most significant bit.
+#include "ops/point.hpp"
+
+namespace mvip::ops {
+namespace {
+
+struct Negate {
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        if constexpr (std::is_floating_point_v<T>) {
+            const T sum = static_cast<T>((p.hi - p.lo) + 2 * p.lo);
+            for (size_t i = 0; i < n; ++i) v[i] = sum - v[i];
+        } else {
+            const T top = static_cast<T>(p.maxval);
+            for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(top - v[i]);
+        }
+    }
+};
+
+struct ShiftRight {
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        const unsigned s = static_cast<unsigned>(p.u[0] % 32);
+        for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(uint32_t{v[i]} >> s);
+    }
+};
+
+struct ShiftLeft {  // truncated to the value's type, never clipped
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        const unsigned s = static_cast<unsigned>(p.u[0] % 32);
+        for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(uint32_t{v[i]} << s);
+    }
+};
+
+struct And {
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        const T m = static_cast<T>(p.u[0]);
+        for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(v[i] & m);
+    }
+};
+
+struct Or {
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        const T m = static_cast<T>(p.u[0]);
+        for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(v[i] | m);
+    }
+};
+
+struct Xor {
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        const T m = static_cast<T>(p.u[0]);
+        for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(v[i] ^ m);
+    }
+};
+
+struct MostSignificantBit {
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        const T bit = static_cast<T>(p.bits ? uint64_t{1} << (p.bits - 1) : 0);
+        const T top = static_cast<T>(p.maxval);
+        for (size_t i = 0; i < n; ++i) v[i] = (v[i] & bit) ? top : T(0);
+    }
+};
+
+template <class Op, unsigned Set>
+int32_t point(mvabort* hook, mvimage* src, mvimage* dst, uint64_t arg = 0) {
+    static constexpr KernelSet kernels = kernels_for<Op, Set>();
+    PointParams p = src ? params_for(src) : PointParams{};
+    p.u[0] = arg;
+    return point_dispatch(hook, src, dst, kernels, p, true);
+}
+
+}  // namespace
+}  // namespace mvip::ops
+
+using namespace mvip;
+using namespace mvip::ops;
+
+extern "C" MVIP_API int32_t mvip8_pixneg(mvabort* hook, mvimage* src, mvimage* dst) {
+    return point<Negate, kEvery>(hook, src, dst);
+}
+extern "C" MVIP_API int32_t mvip8_pixshr(mvabort* hook, mvimage* src, mvimage* dst, uint32_t n) {
+    return point<ShiftRight, kInts>(hook, src, dst, n);
+}
+extern "C" MVIP_API int32_t mvip8_pixshl(mvabort* hook, mvimage* src, mvimage* dst, uint32_t n) {
+    return point<ShiftLeft, kInts>(hook, src, dst, n);
+}
+extern "C" MVIP_API int32_t mvip8_pixand(mvabort* hook, mvimage* src, mvimage* dst, uint32_t m) {
+    return point<And, kInts>(hook, src, dst, m);
+}
+extern "C" MVIP_API int32_t mvip8_pixor(mvabort* hook, mvimage* src, mvimage* dst, uint32_t m) {
+    return point<Or, kInts>(hook, src, dst, m);
+}
+extern "C" MVIP_API int32_t mvip8_pixxor(mvabort* hook, mvimage* src, mvimage* dst, uint32_t m) {
+    return point<Xor, kInts>(hook, src, dst, m);
+}
+extern "C" MVIP_API int32_t mvip8_pixmsb(mvabort* hook, mvimage* src, mvimage* dst) {
+    return point<MostSignificantBit, kInts>(hook, src, dst);
+}
