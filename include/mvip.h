@@ -623,6 +623,140 @@ MVIP_API int32_t mvimage3_colorconverter(mvimage3 *view, mvimage3 *parent,
                                          uint32_t colorspace, int8_t flag);
 
 /* ------------------------------------------------------------------ */
+/* Image operations: common rules                                      */
+/* ------------------------------------------------------------------ */
+/*
+ * Operations take the abort hook, the source image(s), the destination
+ * (which may be the source record, or a view of the same memory: the work
+ * is then done in place) and their own values, and return 0, the hook's
+ * value when stopped, or a negative code: -1 null images, invalid records,
+ * windows, data types, bits or pixie counts that differ between images;
+ * -19 a data type the operation has no kernel for; -21 a colour image
+ * given to a one-pixie operation; -2 buffers that cannot be had; the
+ * code of an image slot that refused.  Only the windows take part.  When
+ * an image cannot serve the requested data type itself, the operation
+ * reads and writes it through a type converter view.  When the hook stops
+ * an operation, the lines before the stop are done and the rest untouched.
+ * maxval is 2^bits - 1 of the source; lo and hi are a float image's range.
+ */
+
+/* ------------------------------------------------------------------ */
+/* Point operations                                                    */
+/* ------------------------------------------------------------------ */
+/* Integer operations on large enough images build a table of all 2^bits
+ * results once and map the image through it; the result is the same as
+ * computing every pixel. */
+/* maxval - v; floats (lo + hi) - v.  All five types. */
+MVIP_API int32_t mvip8_pixneg(mvabort *hook, mvimage *src, mvimage *dst);
+/* v >> (n mod 32), logical.  Integer types. */
+MVIP_API int32_t mvip8_pixshr(mvabort *hook, mvimage *src, mvimage *dst, uint32_t n);
+/* v << (n mod 32) truncated to the container, not clipped.  Integers. */
+MVIP_API int32_t mvip8_pixshl(mvabort *hook, mvimage *src, mvimage *dst, uint32_t n);
+/* v AND / OR / XOR m.  Integer types. */
+MVIP_API int32_t mvip8_pixand(mvabort *hook, mvimage *src, mvimage *dst, uint32_t m);
+MVIP_API int32_t mvip8_pixor(mvabort *hook, mvimage *src, mvimage *dst, uint32_t m);
+MVIP_API int32_t mvip8_pixxor(mvabort *hook, mvimage *src, mvimage *dst, uint32_t m);
+/* maxval where bit (bits - 1) is set, else 0.  Integer types. */
+MVIP_API int32_t mvip8_pixmsb(mvabort *hook, mvimage *src, mvimage *dst);
+/* value where low <= v <= high, others unchanged.  u8, u16. */
+MVIP_API int32_t mvip8_pixthreshold(mvabort *hook, mvimage *src, mvimage *dst,
+                                    uint32_t low, uint32_t high, uint32_t value);
+/* inside where low <= v <= high, else outside.  u8, u16. */
+MVIP_API int32_t mvip8_pixthreshold2(mvabort *hook, mvimage *src, mvimage *dst,
+                                     uint32_t low, uint32_t high, uint32_t inside,
+                                     uint32_t outside);
+/* Colour threshold (three or more pixies): a pixel whose first three
+ * pixies all lie in [low[k], high[k]] gets value[0..2] in them; other
+ * pixels are unchanged.  u8, u16; -21 for fewer than three pixies. */
+MVIP_API int32_t mvip8_pixthreshold3(mvabort *hook, mvimage *src, mvimage *dst,
+                                     const uint32_t low[3], const uint32_t high[3],
+                                     const uint32_t value[3]);
+/* v <= low: 0; else ((v - low) * maxval) / (high - low) in unsigned
+ * arithmetic, truncated, clipped to maxval; low == high: maxval.  u8, u16. */
+MVIP_API int32_t mvip8_pixcontrast(mvabort *hook, mvimage *src, mvimage *dst,
+                                   int32_t low, int32_t high);
+/* mode 2: v + value clipped to [0, maxval]; other modes wrap in the
+ * container.  u8, u16. */
+MVIP_API int32_t mvip8_pixadd(mvabort *hook, mvimage *src, mvimage *dst,
+                              int32_t value, int32_t mode);
+/* table[v AND maxval]; the table must have at least 2^bits entries (-1
+ * otherwise).  pixmap: u8 images and tables; pixmaps: u16; pixmapl: u32
+ * (so 32-bit images, needing 2^32 entries, cannot be mapped). */
+MVIP_API int32_t mvip8_pixmap(mvabort *hook, mvimage *src, mvimage *dst,
+                              const uint8_t *table, uint32_t entries);
+MVIP_API int32_t mvip8_pixmaps(mvabort *hook, mvimage *src, mvimage *dst,
+                               const uint16_t *table, uint32_t entries);
+MVIP_API int32_t mvip8_pixmapl(mvabort *hook, mvimage *src, mvimage *dst,
+                               const uint32_t *table, uint32_t entries);
+/* As pixmap/pixmaps/pixmapl with the table held in an image: the first
+ * line of lut's window, read in the source's data type (through a type
+ * converter if needed); its width is the entry count. */
+MVIP_API int32_t mvip8_pixmaplut(mvabort *hook, mvimage *src, mvimage *dst,
+                                 mvimage *lut);
+/* min(maxval of the destination, (v * a) / b), 64-bit, truncated; source
+ * and destination may differ in bits.  b == 0: -1.  Integer types. */
+MVIP_API int32_t mvip8_pixscale(mvabort *hook, mvimage *src, mvimage *dst,
+                                uint32_t a, uint32_t b);
+/* p = pivot2 / 2: (v - p) * gain + p clamped to [0, maxval], + 0.5,
+ * truncated.  u8, u16. */
+MVIP_API int32_t mvip8_pixcontrastpivot(mvabort *hook, mvimage *src, mvimage *dst,
+                                        uint32_t pivot2, double gain);
+/* g = trunc(gamma * 1000) / 1000; maxval * (v / maxval)^g rounded to
+ * nearest.  u8, u16. */
+MVIP_API int32_t mvip8_pixgamma(mvabort *hook, mvimage *src, mvimage *dst,
+                                double gamma);
+/* The values at percentiles lowperc and highperc (0..100) of the source's
+ * histogram (stored through the non-null pointers), then pixcontrast with
+ * them.  The hook is also called with (1, -2) and (2, -2) as phase marks.
+ * u8, u16. */
+MVIP_API int32_t mvip8_pixcontrastperc(mvabort *hook, mvimage *src, mvimage *dst,
+                                       uint32_t lowperc, uint32_t highperc,
+                                       uint32_t *lowvalue, uint32_t *highvalue);
+/* Every pixie of the window becomes value.  u8, u16, u32. */
+MVIP_API int32_t mvip8_pixset(mvabort *hook, mvimage *im, uint32_t value);
+/* The first three pixies of every pixel become v0, v1, v2 (others stay);
+ * -21 for fewer than three pixies.  u8, u16, u32; the float form takes
+ * doubles for all five types (integers rounded and clipped to maxval). */
+MVIP_API int32_t mvip8_pixset3(mvabort *hook, mvimage *im, uint32_t v0,
+                               uint32_t v1, uint32_t v2);
+MVIP_API int32_t mvipf_pixset3(mvabort *hook, mvimage *im, double v0, double v1,
+                               double v2);
+/* In every pixel the pixies selected by `to` take pixie `from`'s value;
+ * -1 (checked first) unless from < pixies, to selects a pixie and the
+ * image has two or more.  All five types. */
+MVIP_API int32_t mvip8_pixiecopy(mvabort *hook, mvimage *src, mvimage *dst,
+                                 uint32_t from, uint32_t to);
+/* Every pixie takes the smallest / largest / average (integers: sum /
+ * count rounded down; floats exact) of its pixel's pixies. */
+MVIP_API int32_t mvip8_pixiemin(mvabort *hook, mvimage *src, mvimage *dst);
+MVIP_API int32_t mvip8_pixiemax(mvabort *hook, mvimage *src, mvimage *dst);
+MVIP_API int32_t mvip8_pixieave(mvabort *hook, mvimage *src, mvimage *dst);
+/* Float-argument forms, all five types; integer results rounded half away
+ * from zero and clipped to [0, maxval].
+ * pixcontrast: [low, high] stretched linearly onto [0, maxval] (floats:
+ *   [lo, hi]), values outside clipped; low == high: v <= low gives the
+ *   bottom, others the top.
+ * pixscale: v * factor, clipped (floats to [lo, hi]).
+ * pixadd: v + value, integers clipped, floats not. */
+MVIP_API int32_t mvipf_pixcontrast(mvabort *hook, mvimage *src, mvimage *dst,
+                                   double low, double high);
+MVIP_API int32_t mvipf_pixscale(mvabort *hook, mvimage *src, mvimage *dst,
+                                double factor);
+MVIP_API int32_t mvipf_pixadd(mvabort *hook, mvimage *src, mvimage *dst,
+                              double value);
+
+/* Histogram: hist[0 .. 2^bits) cleared, then every value of the window
+ * (all pixies) counted; bins must be at least 2^bits (-1).  Integer
+ * types of up to 31 bits. */
+MVIP_API int32_t mvip8_histab2(mvabort *hook, mvimage *src, uint32_t *hist,
+                               uint32_t bins);
+/* For every whole percentile p = 0..100, the smallest value at which the
+ * cumulative count reaches p percent of the total (0 for an empty
+ * histogram). */
+MVIP_API int32_t mvip8_histstat2f(const uint32_t *hist, uint32_t bins,
+                                  uint32_t percentiles[101]);
+
+/* ------------------------------------------------------------------ */
 /* Copies                                                              */
 /* ------------------------------------------------------------------ */
 /* Copy the source window into the destination window (equal sizes, data

@@ -28,6 +28,11 @@ PointParams params_for(const mvimage* im);
 int32_t point_dispatch(mvabort* hook, mvimage* src, mvimage* dst, const KernelSet& kernels,
                        const PointParams& params, bool table_route, uint32_t extra_options = 0);
 
+// The same without the entry poll of the hook (for operations that check
+// their own arguments after it).
+int32_t point_run(mvabort* hook, mvimage* src, mvimage* dst, const KernelSet& kernels,
+                  const PointParams& params, bool table_route, uint32_t extra_options = 0);
+
 // Maps src through a table of 2^bits or more entries of the source's type
 // (u8, u16 or u32), without the entry poll of the hook.
 int32_t map_through_table(mvabort* hook, mvimage* src, mvimage* dst, const void* table,

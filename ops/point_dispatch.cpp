@@ -55,6 +55,11 @@ int32_t try_table(mvabort* hook, mvimage* src, mvimage* dst, Kernel kernel,
 int32_t point_dispatch(mvabort* hook, mvimage* src, mvimage* dst, const KernelSet& kernels,
                        const PointParams& params, bool table_route, uint32_t extra_options) {
     if (const int32_t stop = hook_at_entry(hook)) return stop;
+    return point_run(hook, src, dst, kernels, params, table_route, extra_options);
+}
+
+int32_t point_run(mvabort* hook, mvimage* src, mvimage* dst, const KernelSet& kernels,
+                  const PointParams& params, bool table_route, uint32_t extra_options) {
     if (!src || !dst) return MVERR_USAGE;
     const int slot = type_slot(src->pixfmt.datatype);
     if (slot < 0 || !kernels[slot]) return MVERR_DATATYPE;

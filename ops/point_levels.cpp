@@ -1,0 +1,249 @@
+// Point operations on value levels: thresholds, contrast stretches,
+// additions, scaling, pivoted contrast and gamma.
+#include "ops/point.hpp"
+
+#include <cmath>
+
+namespace mvip::ops {
+namespace {
+
+// Clip a wide value into [0, maxval].
+template <class T>
+inline T clip(int64_t v, uint32_t maxval) {
+    return static_cast<T>(v < 0 ? 0 : v > int64_t{maxval} ? int64_t{maxval} : v);
+}
+
+struct Threshold {  // u[0] low, u[1] high, u[2] value
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        const uint64_t low = p.u[0], high = p.u[1];
+        const T value = static_cast<T>(p.u[2]);
+        for (size_t i = 0; i < n; ++i)
+            if (v[i] >= low && v[i] <= high) v[i] = value;
+    }
+};
+
+struct Threshold2 {  // u[0] low, u[1] high, u[2] inside, u[3] outside
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        const uint64_t low = p.u[0], high = p.u[1];
+        const T inside = static_cast<T>(p.u[2]), outside = static_cast<T>(p.u[3]);
+        for (size_t i = 0; i < n; ++i) v[i] = (v[i] >= low && v[i] <= high) ? inside : outside;
+    }
+};
+
+struct Contrast {  // s[0] low, s[1] high
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        const int64_t low = p.s[0], high = p.s[1];
+        const T top = static_cast<T>(p.maxval);
+        if (low == high) {
+            for (size_t i = 0; i < n; ++i) v[i] = top;
+            return;
+        }
+        // Unsigned arithmetic, truncated, as the stretch is defined.
+        const uint64_t span = static_cast<uint32_t>(high - low);
+        for (size_t i = 0; i < n; ++i) {
+            if (int64_t{v[i]} <= low) {
+                v[i] = 0;
+                continue;
+            }
+            const uint64_t r = (static_cast<uint64_t>(int64_t{v[i]} - low) * p.maxval) / span;
+            v[i] = r > p.maxval ? top : static_cast<T>(r);
+        }
+    }
+};
+
+struct Add {  // s[0] value, u[0] mode (2: saturating)
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        if (p.u[0] == 2) {
+            for (size_t i = 0; i < n; ++i) v[i] = clip<T>(int64_t{v[i]} + p.s[0], p.maxval);
+        } else {
+            const T add = static_cast<T>(p.s[0]);
+            for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(v[i] + add);
+        }
+    }
+};
+
+struct Scale {  // u[0] numerator, u[1] denominator, u[2] destination maxval
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        const uint64_t a = p.u[0], b = p.u[1], top = p.u[2];
+        for (size_t i = 0; i < n; ++i) {
+            const uint64_t r = (uint64_t{v[i]} * a) / b;
+            v[i] = static_cast<T>(r > top ? top : r);
+        }
+    }
+};
+
+struct ContrastPivot {  // d[0] pivot (already halved), d[1] gain
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        const double pivot = p.d[0], gain = p.d[1], top = p.maxval;
+        for (size_t i = 0; i < n; ++i) {
+            double r = (double(v[i]) - pivot) * gain + pivot;
+            r = !(r > 0) ? 0 : r > top ? top : r;  // NaN gives 0
+            v[i] = static_cast<T>(r + 0.5);
+        }
+    }
+};
+
+struct Gamma {  // d[0] quantised gamma
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        const double g = p.d[0], top = p.maxval;
+        const double factor = top / std::pow(top, g);
+        for (size_t i = 0; i < n; ++i) {
+            const double r = std::trunc(std::pow(double(v[i]), g) * factor + 0.5);
+            v[i] = static_cast<T>(!(r > 0) ? 0 : r > top ? top : r);
+        }
+    }
+};
+
+// Float-argument forms.  Integer results are rounded half away from zero
+// and clipped to [0, maxval]; float results are clipped to [lo, hi] where
+// the operation says so.
+template <class T>
+inline T store_real(double r, const PointParams& p, bool clip_floats) {
+    if constexpr (std::is_floating_point_v<T>) {
+        if (clip_floats) r = r < p.lo ? p.lo : r > p.hi ? p.hi : r;
+        return static_cast<T>(r);
+    } else {
+        if (!(r > 0)) return 0;
+        if (r >= p.maxval) return static_cast<T>(p.maxval);
+        return static_cast<T>(r + 0.5);
+    }
+}
+
+struct ContrastF {  // d[0] low, d[1] high: [low, high] stretched onto the range
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        const double low = p.d[0], high = p.d[1];
+        const double bottom = std::is_floating_point_v<T> ? p.lo : 0.0;
+        const double top = std::is_floating_point_v<T> ? p.hi : double(p.maxval);
+        for (size_t i = 0; i < n; ++i) {
+            const double x = double(v[i]);
+            const double r = low == high ? (x <= low ? bottom : top)
+                             : x <= low  ? bottom
+                             : x >= high ? top
+                                         : bottom + (x - low) * (top - bottom) / (high - low);
+            v[i] = store_real<T>(r, p, true);
+        }
+    }
+};
+
+struct ScaleF {  // d[0] factor
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        for (size_t i = 0; i < n; ++i) v[i] = store_real<T>(double(v[i]) * p.d[0], p, true);
+    }
+};
+
+struct AddF {  // d[0] value; floats are not clipped
+    using Params = PointParams;
+    template <class T>
+    static void apply(T* v, size_t n, const Params& p) {
+        for (size_t i = 0; i < n; ++i) v[i] = store_real<T>(double(v[i]) + p.d[0], p, false);
+    }
+};
+
+template <class Op, unsigned Set>
+int32_t dispatch(mvabort* hook, mvimage* src, mvimage* dst, PointParams p, bool table = true,
+                 uint32_t extra = 0) {
+    static constexpr KernelSet kernels = kernels_for<Op, Set>();
+    return point_dispatch(hook, src, dst, kernels, p, table, extra);
+}
+
+PointParams base(const mvimage* src) { return src ? params_for(src) : PointParams{}; }
+
+}  // namespace
+}  // namespace mvip::ops
+
+using namespace mvip;
+using namespace mvip::ops;
+
+extern "C" MVIP_API int32_t mvip8_pixthreshold(mvabort* hook, mvimage* src, mvimage* dst,
+                                               uint32_t low, uint32_t high, uint32_t value) {
+    PointParams p = base(src);
+    p.u[0] = low, p.u[1] = high, p.u[2] = value;
+    return dispatch<Threshold, kU8U16>(hook, src, dst, p);
+}
+
+extern "C" MVIP_API int32_t mvip8_pixthreshold2(mvabort* hook, mvimage* src, mvimage* dst,
+                                                uint32_t low, uint32_t high, uint32_t inside,
+                                                uint32_t outside) {
+    PointParams p = base(src);
+    p.u[0] = low, p.u[1] = high, p.u[2] = inside, p.u[3] = outside;
+    return dispatch<Threshold2, kU8U16>(hook, src, dst, p);
+}
+
+extern "C" MVIP_API int32_t mvip8_pixcontrast(mvabort* hook, mvimage* src, mvimage* dst,
+                                              int32_t low, int32_t high) {
+    PointParams p = base(src);
+    p.s[0] = low, p.s[1] = high;
+    return dispatch<Contrast, kU8U16>(hook, src, dst, p);
+}
+
+extern "C" MVIP_API int32_t mvip8_pixadd(mvabort* hook, mvimage* src, mvimage* dst,
+                                         int32_t value, int32_t mode) {
+    PointParams p = base(src);
+    p.s[0] = value, p.u[0] = static_cast<uint32_t>(mode);
+    return dispatch<Add, kU8U16>(hook, src, dst, p);
+}
+
+extern "C" MVIP_API int32_t mvip8_pixscale(mvabort* hook, mvimage* src, mvimage* dst,
+                                           uint32_t numerator, uint32_t denominator) {
+    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (!src || !dst || denominator == 0) return MVERR_USAGE;
+    PointParams p = params_for(src);
+    p.u[0] = numerator, p.u[1] = denominator, p.u[2] = max_value(dst->pixfmt);
+    // Source and destination may differ in bit depth; the entry poll is done.
+    static constexpr KernelSet kernels = kernels_for<Scale, kInts>();
+    return point_run(hook, src, dst, kernels, p, false, kAnyBits);
+}
+
+extern "C" MVIP_API int32_t mvip8_pixcontrastpivot(mvabort* hook, mvimage* src, mvimage* dst,
+                                                   uint32_t pivot2, double gain) {
+    PointParams p = base(src);
+    p.d[0] = pivot2 * 0.5;  // the argument is twice the pivot
+    p.d[1] = gain;
+    return dispatch<ContrastPivot, kU8U16>(hook, src, dst, p);
+}
+
+extern "C" MVIP_API int32_t mvip8_pixgamma(mvabort* hook, mvimage* src, mvimage* dst,
+                                           double gamma) {
+    PointParams p = base(src);
+    p.d[0] = std::trunc(gamma * 1000.0) / 1000.0;  // quantised to thousandths
+    return dispatch<Gamma, kU8U16>(hook, src, dst, p);
+}
+
+extern "C" MVIP_API int32_t mvipf_pixcontrast(mvabort* hook, mvimage* src, mvimage* dst,
+                                              double low, double high) {
+    PointParams p = base(src);
+    p.d[0] = low, p.d[1] = high;
+    return dispatch<ContrastF, kEvery>(hook, src, dst, p, false);
+}
+
+extern "C" MVIP_API int32_t mvipf_pixscale(mvabort* hook, mvimage* src, mvimage* dst,
+                                           double factor) {
+    PointParams p = base(src);
+    p.d[0] = factor;
+    return dispatch<ScaleF, kEvery>(hook, src, dst, p, false);
+}
+
+extern "C" MVIP_API int32_t mvipf_pixadd(mvabort* hook, mvimage* src, mvimage* dst,
+                                         double value) {
+    PointParams p = base(src);
+    p.d[0] = value;
+    return dispatch<AddF, kEvery>(hook, src, dst, p, false);
+}
