@@ -757,49 +757,199 @@ MVIP_API int32_t mvip8_histstat2f(const uint32_t *hist, uint32_t bins,
                                   uint32_t percentiles[101]);
 
 /* ------------------------------------------------------------------ */
+/* Pair and triple operations                                          */
+/* ------------------------------------------------------------------ */
+/* (hook, a, b, destination, ...): a is the first source's value, b the
+ * second's, M = 2^bits - 1 and H = 2^(bits - 1) of the first source.  The
+ * result is formed in the second source's line, so a destination that is
+ * (or shares the memory of) the second source is worked in place.  Float
+ * images use their range: hi for M, lo for 0 and (lo + hi) / 2 for H and
+ * M/2; differences that wrap for integers are plain for floats. */
+/* mode 1: b + a wrapping; mode 2: min(b + a, M); other modes -1.  Mode 1
+ * also accumulates a narrower first source into a wider second one (u8
+ * into u16 or u32, u16 into u32, float into double) when the destination
+ * has the second's type.  All five types, colour. */
+MVIP_API int32_t mvip8_pairadd(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst,
+                               int32_t mode);
+/* mode 1 b-a wrapping, 2 max(b-a, 0), 3 |b-a|, 4 floor((b-a)/2) + H in the
+ * container, 5 a-b wrapping, 6 max(a-b, 0), 7 |a-b|, 8 floor((a-b)/2) + H,
+ * 9 clamp(b-a + M/2), 10 clamp(M/2 + 2(b-a)), 11 clamp(a-b + M/2),
+ * 12 clamp(M/2 + 2(a-b)), 100 clamp(2b-a), 101 clamp(3b-2a),
+ * 102 clamp(5b-4a); clamps to [0, M], M/2 = (M-1)/2; other modes -1.
+ * All five types, colour. */
+MVIP_API int32_t mvip8_pairsub(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst,
+                               int32_t mode);
+/* (a + b) >> 1 (floats: the exact mean); max; min.  All five types. */
+MVIP_API int32_t mvip8_pairave(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst);
+MVIP_API int32_t mvip8_pairmax(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst);
+MVIP_API int32_t mvip8_pairmin(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst);
+/* a AND / OR / XOR b.  Integer types, colour. */
+MVIP_API int32_t mvip8_pairand(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst);
+MVIP_API int32_t mvip8_pairor(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst);
+MVIP_API int32_t mvip8_pairxor(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst);
+/* 0 where |a - b| <= threshold, else b.  u8, u16, one pixie. */
+MVIP_API int32_t mvip8_pairinsdiff(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst,
+                                   uint32_t threshold);
+/* a where b == 0, else b.  u8, u16, one pixie. */
+MVIP_API int32_t mvip8_pairinsert(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst);
+/* clamp(((a p0 + p1) (b p2 + p3)) / d, 0, M), d = p4 or 1 when p4 == 0,
+ * in wrapping signed 32-bit arithmetic, truncating.  Integer types. */
+MVIP_API int32_t mvip8_pairprod(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst,
+                                int32_t reserved, const int32_t coef[5]);
+/* den = a q2 + q3; den == 0: M; else clamp((b q0 + q1) / den, 0, M).
+ * Integer types. */
+MVIP_API int32_t mvip8_pairratio(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst,
+                                 int32_t reserved, const int32_t coef[4]);
+/* Per pixel: when any pixie of a differs from key[pixie], the whole pixel
+ * of a replaces b's; pixels equal to the key are transparent.  u8, u16. */
+MVIP_API int32_t mvip8_pairoverlay(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst,
+                                   int32_t reserved, const uint32_t *key);
+/* Float forms (float and double images): double coefficients and key, no
+ * clipping; pairratio gives hi for a zero denominator. */
+MVIP_API int32_t mvipf_pairprod(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst,
+                                int32_t reserved, const double coef[5]);
+MVIP_API int32_t mvipf_pairratio(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst,
+                                 int32_t reserved, const double coef[4]);
+MVIP_API int32_t mvipf_pairoverlay(mvabort *hook, mvimage *a, mvimage *b, mvimage *dst,
+                                   int32_t reserved, const double *key);
+/* Weight w from the second source: min(M, ((M - w) c) / M + (a w) / M),
+ * each quotient truncated.  u8, u16, colour. */
+MVIP_API int32_t mvip8_pairblend(mvabort *hook, mvimage *a, mvimage *weight, mvimage *c,
+                                 mvimage *dst);
+/* With l, h, v the three sources: v < l: 0; l < h: min(M, ((v - l) scale)
+ * / (h - l)); otherwise M.  u8, u16, colour. */
+MVIP_API int32_t mvip8_tripletnormalize(mvabort *hook, mvimage *low, mvimage *high,
+                                        mvimage *value, mvimage *dst, uint32_t scale);
+
+/* ------------------------------------------------------------------ */
 /* Copies                                                              */
 /* ------------------------------------------------------------------ */
-/* Copy the source window into the destination window (equal sizes, data
- * types, bits and pixie counts).  A line is one memory copy; when the
- * destination maps the very memory of the source nothing moves. */
+/*
+ * Common to the copies and the interlace reorderings: the first argument
+ * is the abort hook (called at entry and every eighth line, see mvabort);
+ * all pixies of a pixel move together; all five data types (u8, u16, u32,
+ * float, double) are accepted, colour included.  Only the windows take
+ * part: memory outside the destination window is never written.  Unless
+ * an operation says otherwise, source and destination must agree in data
+ * type, bits per pixie and pixie count, and their windows in size (-1
+ * otherwise; an image that cannot serve the source's pixies may answer
+ * its own code, e.g. -21).  A null image is -1, a data type outside the
+ * five -19, a failed working allocation -2.  Stopped by the hook, an
+ * operation returns the hook's value with the lines before the stop done
+ * and the rest untouched.  The destination may be the source itself (in
+ * place); windows of one image that overlap without being the same window
+ * are supported only where stated.
+ */
+
+/* Copy the source window into the destination window.  A line is one
+ * memory copy; each side uses its directly mapped line when the image
+ * grants one, else a buffer (written back with access flag 0x1000).  When
+ * the destination maps the very memory of the source nothing moves, so
+ * copying an image onto itself changes nothing.  Windows of one image that
+ * overlap within a line are copied correctly; windows overlapping on
+ * different lines are copied top to bottom, line by line. */
 MVIP_API int32_t mvip8_copy(mvabort *hook, mvimage *src, mvimage *dst);
-/* Exchange the contents of two windows. */
+/* Exchange the contents of two windows of equal size and format.  Both
+ * lines y are read before either is written, so the exchange is exact
+ * also for two records over the same memory; exchanging twice restores
+ * both images. */
 MVIP_API int32_t mvip8_copyexchange(mvabort *hook, mvimage *first,
                                     mvimage *second);
-/* Copy pixie srcindex of every source pixel into pixie dstindex of the
- * destination pixel; -1 for an index out of range (checked first). */
+/* Copy pixie srcindex (0-based) of every source pixel into pixie dstindex
+ * of the destination pixel; the other pixies of the destination keep their
+ * values.  The pixie counts may differ; data type and bits must agree.
+ * Null images and indexes outside 0 .. pixies - 1 answer -1 before the
+ * hook is called.  Source and destination may be one record (one pixie
+ * into another of the same image); two different records that are views of
+ * one parent record are not supported, as each would set up the parent's
+ * access for its own pixie. */
 MVIP_API int32_t mvip8_copyslice(mvabort *hook, mvimage *src, mvimage *dst,
                                  int32_t srcindex, int32_t dstindex);
-/* Copy the source presented in colour space `colorspace` (0: -1); the
- * fourth argument is reserved. */
+/* Copy the source presented in colour space `colorspace` (a colour
+ * converter view over the source's window; see mvimage_colorconverter);
+ * the destination must have that space's pixie count.  A source already
+ * in that space is copied as mvip8_copy does.  colorspace 0, or a null
+ * image: -1; a pair of spaces that cannot be converted: the converter's
+ * code (-21).  The fourth argument is reserved and ignored. */
 MVIP_API int32_t mvip8_copycolorconvert(mvabort *hook, mvimage *src,
                                         mvimage *dst, int32_t reserved,
                                         uint32_t colorspace);
 /* Resampling copies: the source window resampled to the destination
- * window's size, by nearest neighbour and by bilinear interpolation. */
+ * window's size (the sizes may differ on either axis; data type, bits and
+ * pixies must agree).  Pixel centres are aligned: destination column x
+ * samples source coordinate cx = (x + 0.5) * sw / dw - 0.5, and likewise
+ * destination line y at cy with the heights (sw, dw: source and
+ * destination window widths).
+ *  - nearest: the source pixel at cx, cy rounded half away from zero and
+ *    clamped to the source window;
+ *  - bilinear: cx, cy clamped to [0, size - 1]; with i = floor(cx),
+ *    fx = cx - i, j = floor(cy), fy = cy - j and neighbours i + 1, j + 1
+ *    clamped to the window, p(x, y) the source value:
+ *      top = p(i, j) (1 - fx) + p(i + 1, j) fx
+ *      bottom = p(i, j + 1) (1 - fx) + p(i + 1, j + 1) fx
+ *      value = top (1 - fy) + bottom fy
+ *    computed in double precision per pixie; integer results rounded half
+ *    away from zero, float results rounded once to float.
+ * Equal window sizes are a plain copy (mvip8_copy).  An empty destination
+ * window answers 0; an empty source window with a non-empty destination
+ * -1.  Works one destination line at a time with per-column tables built
+ * once per call; the hook is told (y, destination height).  The two
+ * windows must not overlap in memory unless they are the same window. */
 MVIP_API int32_t mvip8_copyinterpnearest(mvabort *hook, mvimage *src,
                                          mvimage *dst);
 MVIP_API int32_t mvip8_copyinterpbilinear(mvabort *hook, mvimage *src,
                                           mvimage *dst);
-/* Copy displaced by (dx, dy): destination pixel (x, y) takes source pixel
- * (x - dx, y - dy); destination pixels without a source keep their values. */
+/* Copy displaced by (dx, dy) between windows of equal size: destination
+ * pixel (x, y) takes source pixel (x - dx, y - dy); destination pixels
+ * without a source keep their values (a displacement of the window's size
+ * or more changes nothing).  In place the result is that of a copy into
+ * another image: lines are taken bottom up when dy > 0, else top down, and
+ * each line is read whole before it is written.  The hook is told the
+ * count of lines done and the count of lines that have a source
+ * (H - |dy|). */
 MVIP_API int32_t mvip8_copyshift(mvabort *hook, mvimage *src, mvimage *dst,
                                  int32_t dx, int32_t dy);
-/* Mirrored copy: mode bit 1 reverses left-right, bit 2 top-bottom. */
+/* Mirrored copy between windows of equal size: mode 1 reverses left to
+ * right (destination pixel x takes source pixel W - 1 - x), mode 2 top to
+ * bottom (line y takes line H - 1 - y), mode 3 both, mode 0 is a plain
+ * copy; other mode bits: -1.  Top to bottom works on line pairs (y,
+ * H - 1 - y), both read before either is written, so in place gives the
+ * same result as into another image; the hook is then told the count of
+ * pairs done and (H + 1) / 2 (a stop leaves the first and last lines of
+ * the window written). */
 MVIP_API int32_t mvip8_copyreverse(mvabort *hook, mvimage *src, mvimage *dst,
                                    uint32_t mode);
-/* The source window repeated (tiled) over the destination window. */
+/* The source window repeated (tiled) over the destination window, of any
+ * sizes: destination pixel (x, y) takes source pixel (x mod sw, y mod sh).
+ * Equal sizes are a plain copy; an empty destination window answers 0, an
+ * empty source window with a non-empty destination -1.  The two windows
+ * must not overlap in memory unless they are the same window. */
 MVIP_API int32_t mvip8_copyreplic(mvabort *hook, mvimage *src, mvimage *dst);
 
 /* ------------------------------------------------------------------ */
 /* Interlace reordering                                                */
 /* ------------------------------------------------------------------ */
-/* Line permutations of the window (H lines), in place when the
- * destination is the source.  linetofield: even lines to the top half, odd
- * lines to the bottom half; fieldtoline: the inverse.  linetoNfield:
- * line i goes to i / N + ((i mod N) * H) / N; Nfieldtoline: the inverse.
- * Trailing H mod N lines stay where they are.  -1 for fewer than 2 lines
- * or N < 1. */
+/* Whole lines of the window (H lines) are reordered, averaged or
+ * duplicated; source and destination windows must agree in size and
+ * format (see "Copies" above).  In place (the destination is the source)
+ * the result is the same as into another image.  Every operation answers
+ * -1 for a window of fewer than 2 lines.
+ *
+ * Line permutations: source line i goes to destination line dest(i) for
+ * the largest multiple M of N lines; the trailing H mod N lines are copied
+ * unchanged (first, before the permutation).  With integer division:
+ *   linetofield (N = 2): even i to i / 2, odd i to M/2 + i / 2 (even lines
+ *     to the top half, odd lines to the bottom half);
+ *   fieldtoline (N = 2): i < M/2 to 2i, else to 2(i - M/2) + 1 (the
+ *     inverse);
+ *   linetoNfield: i to i / N + ((i mod N) * M) / N;
+ *   Nfieldtoline: i to i / (M/N) + (i mod (M/N)) * N (the inverse).
+ * N < 1 answers -1; N = 1, or N greater than H, leaves the lines as they
+ * are.  Each cycle of the permutation is followed with two line buffers
+ * and one visited bit per line ((H + 7) / 8 bytes; -2 when it cannot be
+ * had).  The hook is told (s, M) at every start line s that is a multiple
+ * of 8 and (moves, M) at every eighth line moved; a stop leaves each line
+ * either in its final place or untouched. */
 MVIP_API int32_t mvip8_ilacelinetofield(mvabort *hook, mvimage *src,
                                         mvimage *dst);
 MVIP_API int32_t mvip8_ilacefieldtoline(mvabort *hook, mvimage *src,
@@ -808,15 +958,19 @@ MVIP_API int32_t mvip8_ilacelinetoNfield(mvabort *hook, mvimage *src,
                                          mvimage *dst, int32_t n);
 MVIP_API int32_t mvip8_ilaceNfieldtoline(mvabort *hook, mvimage *src,
                                          mvimage *dst, int32_t n);
-/* Both lines of every pair (2k, 2k+1) become their average ((a + b) >> 1
- * for integers, the exact mean for floats); an odd last line is copied. */
+/* Pair operations on lines (2k, 2k + 1); the last line of an odd height
+ * has no partner and is copied unchanged.  The hook is told (y, H) at
+ * every eighth line. */
+/* Both lines of every pair become their average, value by value:
+ * (a + b) >> 1 for integers, the mean for float (rounded once) and double
+ * (half of each value when the sum would overflow). */
 MVIP_API int32_t mvip8_ilacepairave(mvabort *hook, mvimage *src,
                                     mvimage *dst);
-/* Both lines of every pair receive the odd line when `which` is odd, else
- * the even line. */
+/* Both lines of every pair receive the odd line when `which` is odd
+ * (negative odd values included), else the even line. */
 MVIP_API int32_t mvip8_ilacepairdup(mvabort *hook, mvimage *src,
                                     mvimage *dst, int32_t which);
-/* The two lines of every pair are swapped; an odd last line is copied. */
+/* The two lines of every pair are swapped. */
 MVIP_API int32_t mvip8_ilacepairswap(mvabort *hook, mvimage *src,
                                      mvimage *dst);
 

@@ -67,14 +67,20 @@ int32_t Frame::open_image(int i, mvimage* im, uint32_t type) {
 
 int32_t Frame::open(const Setup& setup, int extra_buffers) {
     setup_ = setup;
-    mvimage* given[3] = {setup.sources[0], setup.source_count > 1 ? setup.sources[1] : nullptr,
-                         setup.destination};
+    if (setup.source_count < 1 || setup.source_count > 3) return MVERR_USAGE;
+    mvimage* given[4] = {};
+    for (int i = 0; i < setup.source_count; ++i) {
+        if (!setup.sources[i]) return MVERR_USAGE;
+        given[i] = setup.sources[i];
+    }
+    given[kDestination] = setup.destination;
     for (mvimage* im : given)
         if (im && !valid_record(im)) return MVERR_USAGE;
     const int buffers = setup.source_count + extra_buffers;
     if (!given[0] || buffers > 4 || setup.mask == 0) return MVERR_USAGE;
 
-    mvimage* reference = given[2] ? given[2] : given[1] ? given[1] : given[0];
+    // The reference: the destination, else the last source.
+    mvimage* reference = given[kDestination] ? given[kDestination] : given[setup.source_count - 1];
     if (reference->pixfmt.pixies >= 2 && !(setup.options & kColor)) return MVERR_COLORS;
     if (!setup.fixed_type) {
         for (mvimage* im : given)
@@ -86,7 +92,7 @@ int32_t Frame::open(const Setup& setup, int extra_buffers) {
 
     uint32_t max_pixies = 0;
     uint64_t line_length = 0;
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 4; ++i) {
         mvimage* im = given[i];
         if (!im) continue;
         const uint32_t type = setup.fixed_type ? type_ : type_of(im->pixfmt.datatype);
@@ -181,11 +187,11 @@ int32_t Frame::walk_rows(Kernel in_place, Kernel buffered, const void* params) {
         const int32_t kx = (setup_.options & kFixedArgs) ? setup_.fixed[0] : first->wind.nw.x;
         const int32_t ky = (setup_.options & kFixedArgs) ? setup_.fixed[1]
                                                           : first->wind.nw.y + static_cast<int32_t>(y);
-        void* lines[2] = {};
-        mvmapdesc other{};
+        void* lines[3] = {};
+        mvmapdesc other[2]{};
         // Sources other than the working one are only read.
         for (int i = 0; i < work; ++i) {
-            lines[i] = mapping_ ? map_line(i, y, other) : nullptr;
+            lines[i] = mapping_ ? map_line(i, y, other[i]) : nullptr;
             if (!lines[i]) {
                 read_line(i, buffers_[i].get(), y);
                 lines[i] = buffers_[i].get();
@@ -214,7 +220,7 @@ int32_t Frame::walk_rows(Kernel in_place, Kernel buffered, const void* params) {
             buffered(lines, values, kx, ky, params);
             if (has_destination) write_line(kDestination, lines[work], y);
         }
-        for (int i = 0; i < work; ++i) unmap(i, other);
+        for (int i = 0; i < work; ++i) unmap(i, other[i]);
     }
     return 0;
 }
@@ -230,7 +236,7 @@ int32_t Frame::walk_columns(Kernel buffered, const void* params) {
         const int32_t kx = (setup_.options & kFixedArgs) ? setup_.fixed[0]
                                                           : first->wind.nw.x + static_cast<int32_t>(x);
         const int32_t ky = (setup_.options & kFixedArgs) ? setup_.fixed[1] : first->wind.nw.y;
-        void* lines[2] = {};
+        void* lines[3] = {};
         for (int i = 0; i < n; ++i) {
             images_[i]->ioread(images_[i], 0, buffers_[i].get(), height_, static_cast<int32_t>(x), 0);
             lines[i] = buffers_[i].get();
@@ -246,9 +252,9 @@ int32_t Frame::walk_columns(Kernel buffered, const void* params) {
 int32_t run(const Setup& setup, const KernelSet& in_place, const KernelSet& buffered,
             const void* params) {
     if (const int32_t stop = hook_at_entry(setup.hook)) return stop;
-    if (!setup.sources[0] || (setup.source_count > 1 && !setup.sources[1]) ||
-        (!setup.source_only && !setup.destination))
-        return MVERR_USAGE;
+    for (int i = 0; i < setup.source_count && i < 3; ++i)
+        if (!setup.sources[i]) return MVERR_USAGE;
+    if (!setup.sources[0] || (!setup.source_only && !setup.destination)) return MVERR_USAGE;
     const uint32_t type = setup.fixed_type ? setup.fixed_type : setup.sources[0]->pixfmt.datatype;
     const int slot = type_slot(type);
     if (slot < 0 || !buffered[slot]) return MVERR_DATATYPE;

@@ -43,8 +43,8 @@ uint32_t max_value(const mvpixfmt& fmt);
 
 struct Setup {
     mvabort* hook = nullptr;
-    mvimage* sources[2] = {nullptr, nullptr};
-    int source_count = 1;
+    mvimage* sources[3] = {nullptr, nullptr, nullptr};
+    int source_count = 1;            // 1 to 3; the last source's line takes the result
     mvimage* destination = nullptr;  // null: a source-only walk
     bool source_only = false;        // no destination expected (else null is -1)
     uint32_t options = 0;
@@ -77,7 +77,7 @@ public:
     uint32_t value_bytes() const { return value_bytes_; }
     size_t line_values() const { return size_t{width_} * pixies_; }
     uint32_t type() const { return type_; }
-    mvimage* image(int i) const { return images_[i]; }  // 0, 1: sources; 2: destination
+    mvimage* image(int i) const { return images_[i]; }  // 0-2: sources; 3: destination
     void* buffer(int i) const { return buffers_[i].get(); }
     bool mapping() const { return mapping_; }
     uint32_t read_line(int i, void* buf, uint32_t y) const;
@@ -88,7 +88,7 @@ public:
     void unmap(int i, mvmapdesc& desc) const;
     void stop_mapping() { mapping_ = false; }
 
-    static constexpr int kDestination = 2;
+    static constexpr int kDestination = 3;
 
 private:
     int32_t open_image(int i, mvimage* im, uint32_t type);
@@ -96,10 +96,10 @@ private:
     int32_t walk_columns(Kernel buffered, const void* params);
 
     Setup setup_{};
-    std::array<mvimage*, 3> images_{};
-    std::array<std::unique_ptr<mvimage>, 3> views_{};      // converters we built
+    std::array<mvimage*, 4> images_{};
+    std::array<std::unique_ptr<mvimage>, 4> views_{};      // converters we built
     std::array<std::unique_ptr<unsigned char[]>, 4> buffers_{};
-    std::array<bool, 3> mappable_{};
+    std::array<bool, 4> mappable_{};
     bool mapping_ = false;
     uint32_t width_ = 0, height_ = 0, pixies_ = 0, value_bytes_ = 0, type_ = 0;
     uint32_t pixel_bytes_ = 0;

@@ -1,0 +1,57 @@
+// Three-source operations: weighted blend and per-pixel normalisation.
+// The result is formed in the third source's line.
+#include "ops/pair.hpp"
+
+namespace mvip::ops {
+namespace {
+
+struct Blend {  // a, weight w, c: min(M, ((M - w) c) / M + (a w) / M)
+    template <class T>
+    static void apply(const T* a, const T* w, T* c, size_t n, const PairParams& p) {
+        const uint64_t m = p.maxval ? p.maxval : 1;
+        for (size_t i = 0; i < n; ++i) {
+            const uint64_t weight = w[i] > m ? m : w[i];
+            const uint64_t r = ((m - weight) * c[i]) / m + (uint64_t{a[i]} * weight) / m;
+            c[i] = static_cast<T>(r > m ? m : r);
+        }
+    }
+};
+
+struct Normalize {  // low, high, value; u: scale
+    template <class T>
+    static void apply(const T* l, const T* h, T* v, size_t n, const PairParams& p) {
+        const uint64_t m = p.maxval;
+        for (size_t i = 0; i < n; ++i) {
+            if (v[i] < l[i]) {
+                v[i] = 0;
+            } else if (l[i] < h[i]) {
+                const uint64_t r = (uint64_t(v[i] - l[i]) * p.u) / uint64_t(h[i] - l[i]);
+                v[i] = static_cast<T>(r > m ? m : r);
+            } else {
+                v[i] = static_cast<T>(m);
+            }
+        }
+    }
+};
+
+}  // namespace
+}  // namespace mvip::ops
+
+using namespace mvip;
+using namespace mvip::ops;
+
+extern "C" MVIP_API int32_t mvip8_pairblend(mvabort* hook, mvimage* a, mvimage* weight, mvimage* c,
+                                            mvimage* dst) {
+    static constexpr KernelSet kernels = pair_kernels<Blend, kU8U16, true>();
+    mvimage* sources[3] = {a, weight, c};
+    return run_sources(hook, sources, 3, dst, kernels, a ? pair_params_for(a) : PairParams{}, true);
+}
+
+extern "C" MVIP_API int32_t mvip8_tripletnormalize(mvabort* hook, mvimage* low, mvimage* high,
+                                                   mvimage* value, mvimage* dst, uint32_t scale) {
+    static constexpr KernelSet kernels = pair_kernels<Normalize, kU8U16, true>();
+    PairParams p = low ? pair_params_for(low) : PairParams{};
+    p.u = scale;
+    mvimage* sources[3] = {low, high, value};
+    return run_sources(hook, sources, 3, dst, kernels, p, true);
+}
