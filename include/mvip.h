@@ -822,6 +822,45 @@ MVIP_API int32_t mvip8_tripletnormalize(mvabort *hook, mvimage *low, mvimage *hi
                                         mvimage *value, mvimage *dst, uint32_t scale);
 
 /* ------------------------------------------------------------------ */
+/* Neighbourhood filters                                               */
+/* ------------------------------------------------------------------ */
+/* Every destination pixel, borders included, is computed from the source
+ * extended beyond its window: smoothing, sharpening, rank, median and
+ * binary-median filters and mode 1 of the edge operators replicate the
+ * edge pixels outward; the other edge modes and life read zeros outside.
+ * Colour images are filtered one pixie plane at a time.  In place (the
+ * destination is the source) works.  A..C..B name the rows above, at and
+ * below the pixel, 0..2 the columns left to right, C the centre. */
+/* min(maxval, (A0+A1+A2+M0+M2+B0+B1+B2 + w C + (w+8)/2) / (w+8)); 64-bit
+ * arithmetic when (w+8) maxval needs more than 32 bits; w + 8 <= 0: -1.
+ * u8, u16. */
+MVIP_API int32_t mvip8_3x3lowpass(mvabort *hook, mvimage *src, mvimage *dst, int32_t weight);
+MVIP_API int32_t mvip8_3x3lowpassf(mvabort *hook, mvimage *src, mvimage *dst);
+MVIP_API int32_t mvip8_3x3sharpenl(mvabort *hook, mvimage *src, mvimage *dst);
+MVIP_API int32_t mvip8_3x3lowpassmear(mvabort *hook, mvimage *src, mvimage *dst,
+                                      uint32_t tolerance);
+MVIP_API int32_t mvip8_3x3lowpasssalt(mvabort *hook, mvimage *src, mvimage *dst,
+                                      uint32_t threshold, uint32_t neighbours);
+MVIP_API int32_t mvip8_3x3ranklow(mvabort *hook, mvimage *src, mvimage *dst);
+MVIP_API int32_t mvip8_3x3rankhigh(mvabort *hook, mvimage *src, mvimage *dst);
+MVIP_API int32_t mvip8_3x3median(mvabort *hook, mvimage *src, mvimage *dst);
+MVIP_API int32_t mvip8_3x3medianw(mvabort *hook, mvimage *src, mvimage *dst);
+MVIP_API int32_t mvip8_3x3binmedian(mvabort *hook, mvimage *src, mvimage *dst);
+MVIP_API int32_t mvip8_3x3sobel(mvabort *hook, mvimage *src, mvimage *dst, uint32_t mode);
+MVIP_API int32_t mvip8_3x3sobela(mvabort *hook, mvimage *src, mvimage *dst, uint32_t mode);
+MVIP_API int32_t mvip8_2x2roberts(mvabort *hook, mvimage *src, mvimage *dst, uint32_t mode);
+MVIP_API int32_t mvip8_3x3kirsch(mvabort *hook, mvimage *src, mvimage *dst, uint32_t mode);
+MVIP_API int32_t mvip8_3x3life(mvabort *hook, mvimage *src, mvimage *dst);
+MVIP_API int32_t mvip8_NxNconvolve(mvabort *hook, mvimage *src, mvimage *dst, uint32_t n,
+                                   const int32_t *coef, int32_t offset, int32_t divisor,
+                                   uint32_t mode);
+MVIP_API int32_t mvip8_NxNconvolvef(mvabort *hook, mvimage *src, mvimage *dst, uint32_t n,
+                                    const double *coef, double offset, double divisor,
+                                    uint32_t mode);
+MVIP_API int32_t mvip8_NxNdynthreshold(mvabort *hook, mvimage *src, mvimage *dst, uint32_t n,
+                                       int32_t offset);
+
+/* ------------------------------------------------------------------ */
 /* Copies                                                              */
 /* ------------------------------------------------------------------ */
 /*
