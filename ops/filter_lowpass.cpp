@@ -1,14 +1,96 @@
 // The weighted 3 x 3 mean: the eight neighbours plus the centre counted w
 // times, rounded, divided by w + 8.
+//
+// N = ring + w C + (w + 8) / 2 is formed from column sums (each column
+// summed once), then divided without an integer division instruction,
+// which would keep the loop scalar:
+// - in 16-bit lanes when 0 <= N <= 65535 can be guaranteed, by a multiply
+//   high with a magic number that is exact for every N the image can give;
+// - in single precision when N < 2^22;
+// - otherwise by integer division in 32 or 64 bits.
+// The kernels are compiled for the baseline instruction set and, as a
+// clone, for AVX2, chosen when the call starts.
 #include "ops/neighbourhood.hpp"
+
+#include <cstdlib>
+#include <type_traits>
 
 namespace mvip::ops {
 namespace {
 
-template <class Acc>
-struct Lowpass {  // arg[0]: centre weight w
+constexpr size_t kChunk = 512;  // columns per pass: the working rows stay in L1
+
+// Column sums a + m + b of columns x0 - 1 .. x0 + count.
+template <class Acc, class T>
+[[gnu::always_inline]] inline void column_sums(const T* const* rows, size_t x0, size_t count,
+                                               Acc* __restrict col) {
+    const T* a = rows[0] + x0 - 1;
+    const T* m = rows[1] + x0 - 1;
+    const T* b = rows[2] + x0 - 1;
+    for (size_t i = 0; i < count + 2; ++i) col[i] = static_cast<Acc>(Acc(a[i]) + Acc(m[i]) + Acc(b[i]));
+}
+
+// 16-bit lanes.  arg[0]: w >= 0; arg[1]: the magic multiplier m < 2^16;
+// arg[2]: the shift s, so that N / (w + 8) = ((N m) >> 16) >> s.  Sums
+// wrap modulo 2^16; N itself lies in 0 .. 65535, so it comes out exact.
+struct LowpassMagic {
     template <class T>
-    static void apply(const T* const* rows, T* out, size_t width, const NeighbourhoodParams& p) {
+    [[gnu::always_inline]] static void apply(const T* const* rows, T* out, size_t width,
+                                             const NeighbourhoodParams& p) {
+        const uint16_t weight_less_one = static_cast<uint16_t>(p.arg[0] - 1);
+        const uint16_t round = static_cast<uint16_t>((p.arg[0] + 8) / 2);
+        const uint32_t magic = static_cast<uint32_t>(p.arg[1]);
+        const unsigned shift = static_cast<unsigned>(p.arg[2]);
+        alignas(32) uint16_t col[kChunk + 2];
+        for (size_t x0 = 0; x0 < width; x0 += kChunk) {
+            const size_t count = std::min(kChunk, width - x0);
+            column_sums(rows, x0, count, col);
+            const T* c = rows[1] + x0;
+            T* o = out + x0;
+            for (size_t i = 0; i < count; ++i) {
+                const uint16_t n = static_cast<uint16_t>(
+                    col[i] + col[i + 1] + col[i + 2] + uint32_t(weight_less_one) * c[i] + round);
+                o[i] = static_cast<T>(static_cast<uint16_t>((uint32_t(n) * magic) >> 16) >> shift);
+            }
+        }
+    }
+};
+
+// Single precision: q = trunc((N + 0.5) (1 / (w + 8))).  (N + 0.5) / (w + 8)
+// lies at least 0.5 / (w + 8) from any integer and the two roundings move
+// it by less than (N + 0.5) 2^-23 / (w + 8): exact for N + 0.5 < 2^22.  A
+// negative N (w < 0) gives q <= 0, clipped to 0 like its exact quotient.
+// arg[0]: w.
+struct LowpassFloat {
+    template <class T>
+    [[gnu::always_inline]] static void apply(const T* const* rows, T* out, size_t width,
+                                             const NeighbourhoodParams& p) {
+        const int32_t weight_less_one = static_cast<int32_t>(p.arg[0] - 1);
+        const int32_t round = static_cast<int32_t>((p.arg[0] + 8) / 2);
+        const float inverse = 1.0f / float(p.arg[0] + 8);
+        const int32_t top = static_cast<int32_t>(p.maxval);
+        alignas(32) int32_t col[kChunk + 2];
+        for (size_t x0 = 0; x0 < width; x0 += kChunk) {
+            const size_t count = std::min(kChunk, width - x0);
+            column_sums(rows, x0, count, col);
+            const T* c = rows[1] + x0;
+            T* o = out + x0;
+            for (size_t i = 0; i < count; ++i) {
+                const int32_t n = col[i] + col[i + 1] + col[i + 2] + weight_less_one * int32_t(c[i]) + round;
+                int32_t q = static_cast<int32_t>((float(n) + 0.5f) * inverse);
+                q = q < 0 ? 0 : q;
+                o[i] = static_cast<T>(q > top ? top : q);
+            }
+        }
+    }
+};
+
+// Integer division in Acc (32 or 64 bits).  arg[0]: w.
+template <class Acc>
+struct LowpassDivide {
+    template <class T>
+    [[gnu::always_inline]] static void apply(const T* const* rows, T* out, size_t width,
+                                             const NeighbourhoodParams& p) {
         const T* a = rows[0];
         const T* m = rows[1];
         const T* b = rows[2];
@@ -25,6 +107,54 @@ struct Lowpass {  // arg[0]: centre weight w
     }
 };
 
+// ---- kernel choice ------------------------------------------------------
+
+template <class Op, class T>
+__attribute__((target("avx2"))) void avx2_kernel(const void* const* lines, void* out, size_t width,
+                                                 const void* params) {
+    Op::template apply<T>(reinterpret_cast<const T* const*>(lines), static_cast<T*>(out), width,
+                          *static_cast<const NeighbourhoodParams*>(params));
+}
+
+// AVX2 when the processor has it, unless MVIP_NO_AVX2 is set to a value
+// other than "0" (so the baseline kernels can be run and compared).
+bool use_avx2() {
+    static const bool cpu = __builtin_cpu_supports("avx2");
+    if (!cpu) return false;
+    const char* off = std::getenv("MVIP_NO_AVX2");
+    return !off || !*off || (off[0] == '0' && !off[1]);
+}
+
+using Kernels = std::array<NeighbourhoodKernel, 5>;
+
+template <class Op>
+const Kernels& kernels_for_call() {
+    static constexpr Kernels plain = neighbourhood_kernels<Op, kU8U16>();
+    static constexpr Kernels wide{avx2_kernel<Op, uint8_t>, avx2_kernel<Op, uint16_t>};
+    return use_avx2() ? wide : plain;
+}
+
+// The magic multiplier for N / d in 16-bit lanes, d >= 2: with
+// s = floor(log2 d), m = ceil(2^(16+s) / d) and e = m d - 2^(16+s),
+// floor(N m / 2^(16+s)) = floor(N / d) for every N with N e < 2^(16+s).
+// Powers of two take m = 2^15 and s - 1 (e = 0).  False when m does not
+// serve every N up to `largest`.
+bool magic_for(uint32_t d, uint32_t largest, int64_t& magic, int64_t& shift) {
+    uint32_t s = 0;
+    while ((2u << s) <= d) ++s;
+    if ((d & (d - 1)) == 0) {
+        magic = 1 << 15;
+        shift = s - 1;
+        return true;
+    }
+    const uint64_t power = uint64_t{1} << (16 + s);
+    const uint64_t m = (power + d - 1) / d;
+    if (m >= (1u << 16) || uint64_t{largest} * (m * d - power) >= power) return false;
+    magic = static_cast<int64_t>(m);
+    shift = s;
+    return true;
+}
+
 }  // namespace
 }  // namespace mvip::ops
 
@@ -33,15 +163,22 @@ using namespace mvip::ops;
 
 extern "C" MVIP_API int32_t mvip8_3x3lowpass(mvabort* hook, mvimage* src, mvimage* dst,
                                              int32_t weight) {
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!src || !dst) return MVERR_USAGE;
-    // Signed 32-bit arithmetic unless (w + 8) x maxval needs more.
     if (weight + int64_t{8} <= 0) return MVERR_USAGE;
-    const bool wide = (int64_t{weight} + 8) * int64_t{max_value(src->pixfmt)} > INT32_MAX;
-    static constexpr auto narrow_kernels = neighbourhood_kernels<Lowpass<int32_t>, kU8U16>();
-    static constexpr auto wide_kernels = neighbourhood_kernels<Lowpass<int64_t>, kU8U16>();
+    const int64_t div = int64_t{weight} + 8;
+    // The largest N: every value maxval, plus the rounding term.
+    const int64_t largest = div * int64_t{max_value(src->pixfmt)} + div / 2;
     NeighbourhoodParams p;
     p.arg[0] = weight;
-    return run_neighbourhood(hook, src, dst, Neighbourhood{}, wide ? wide_kernels : narrow_kernels, p,
-                             false);
+    const Kernels* kernels;
+    if (weight >= 0 && largest <= 0xFFFF && magic_for(uint32_t(div), uint32_t(largest), p.arg[1], p.arg[2]))
+        kernels = &kernels_for_call<LowpassMagic>();
+    else if (largest < (int64_t{1} << 22) - 1)
+        kernels = &kernels_for_call<LowpassFloat>();
+    else if (largest <= INT32_MAX)
+        kernels = &kernels_for_call<LowpassDivide<int32_t>>();
+    else
+        kernels = &kernels_for_call<LowpassDivide<int64_t>>();
+    return run_neighbourhood(hook, src, dst, Neighbourhood{}, *kernels, p, false);
 }

@@ -17,9 +17,9 @@ int type_slot(uint32_t datatype) {
     }
 }
 
-int32_t hook_at_entry(mvabort* hook) {
-    if (!hook || !hook->abortfn) return 0;
-    if (hook->abortfn(hook, 0, 0) == 0) return 0;
+std::optional<int32_t> hook_at_entry(mvabort* hook) {
+    if (!hook || !hook->abortfn) return std::nullopt;
+    if (hook->abortfn(hook, 0, 0) == 0) return std::nullopt;
     return hook->abortfn(hook, 0, 0);
 }
 
@@ -28,6 +28,11 @@ uint32_t max_value(const mvpixfmt& fmt) {
 }
 
 namespace {
+
+bool ranges_overlap(const void* a, const void* b, size_t bytes) {
+    const auto x = reinterpret_cast<uintptr_t>(a), y = reinterpret_cast<uintptr_t>(b);
+    return x < y + bytes && y < x + bytes;
+}
 
 bool valid_record(const mvimage* im) {
     return im->ioset && im->xwind && im->ioread && im->iorite && im->imapset &&
@@ -187,7 +192,7 @@ int32_t Frame::walk_rows(Kernel in_place, Kernel buffered, const void* params) {
         const int32_t kx = (setup_.options & kFixedArgs) ? setup_.fixed[0] : first->wind.nw.x;
         const int32_t ky = (setup_.options & kFixedArgs) ? setup_.fixed[1]
                                                           : first->wind.nw.y + static_cast<int32_t>(y);
-        void* lines[3] = {};
+        void* lines[4] = {};
         mvmapdesc other[2]{};
         // Sources other than the working one are only read.
         for (int i = 0; i < work; ++i) {
@@ -205,9 +210,22 @@ int32_t Frame::walk_rows(Kernel in_place, Kernel buffered, const void* params) {
             if (p && (!has_destination || p == q)) {
                 // Source and destination share this memory (or there is no
                 // destination): work on it directly.
-                lines[work] = p;
+                lines[work] = lines[kOutLine] = p;
                 in_place(lines, values, kx, ky, params);
                 done = true;
+            } else if (p && q) {
+                // Both lines are memory of their own: the kernel reads the
+                // source line and writes the destination's, unless the
+                // destination line overlaps one of the sources' lines.
+                const size_t bytes = values * value_bytes_;
+                bool overlaps = ranges_overlap(q, p, bytes);
+                for (int i = 0; i < work; ++i) overlaps |= ranges_overlap(q, lines[i], bytes);
+                if (!overlaps) {
+                    lines[work] = p;
+                    lines[kOutLine] = q;
+                    in_place(lines, values, kx, ky, params);
+                    done = true;
+                }
             } else if (has_destination) {
                 stop_mapping();
             }
@@ -216,7 +234,7 @@ int32_t Frame::walk_rows(Kernel in_place, Kernel buffered, const void* params) {
         }
         if (!done) {
             read_line(work, buffers_[work].get(), y);
-            lines[work] = buffers_[work].get();
+            lines[work] = lines[kOutLine] = buffers_[work].get();
             buffered(lines, values, kx, ky, params);
             if (has_destination) write_line(kDestination, lines[work], y);
         }
@@ -236,11 +254,12 @@ int32_t Frame::walk_columns(Kernel buffered, const void* params) {
         const int32_t kx = (setup_.options & kFixedArgs) ? setup_.fixed[0]
                                                           : first->wind.nw.x + static_cast<int32_t>(x);
         const int32_t ky = (setup_.options & kFixedArgs) ? setup_.fixed[1] : first->wind.nw.y;
-        void* lines[3] = {};
+        void* lines[4] = {};
         for (int i = 0; i < n; ++i) {
             images_[i]->ioread(images_[i], 0, buffers_[i].get(), height_, static_cast<int32_t>(x), 0);
             lines[i] = buffers_[i].get();
         }
+        lines[kOutLine] = lines[work];
         buffered(lines, values, kx, ky, params);
         if (has_destination)
             images_[kDestination]->iorite(images_[kDestination], 0, lines[work], height_,
@@ -251,7 +270,7 @@ int32_t Frame::walk_columns(Kernel buffered, const void* params) {
 
 int32_t run(const Setup& setup, const KernelSet& in_place, const KernelSet& buffered,
             const void* params) {
-    if (const int32_t stop = hook_at_entry(setup.hook)) return stop;
+    if (const auto stop = hook_at_entry(setup.hook)) return *stop;
     for (int i = 0; i < setup.source_count && i < 3; ++i)
         if (!setup.sources[i]) return MVERR_USAGE;
     if (!setup.sources[0] || (!setup.source_only && !setup.destination)) return MVERR_USAGE;

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 
 namespace mvip::ops {
 
@@ -25,17 +26,20 @@ enum Option : uint32_t {
 };
 constexpr uint32_t kAllTypes = MVTYPE_U8 | MVTYPE_U16 | MVTYPE_U32 | MVTYPE_FLOAT | MVTYPE_DOUBLE;
 
-// A kernel transforms `count` values of one line in place.  `lines` holds
-// one line per source (the last source's line receives the result).
+// A kernel computes `count` values of one line.  lines[0 .. sources) are
+// the sources' lines; lines[kOutLine] receives the result and may be the
+// last source's line itself (the kernel then works in place).
 using Kernel = void (*)(void* const* lines, size_t count, int32_t x, int32_t y, const void* params);
+constexpr int kOutLine = 3;
 
 // Kernel index of a data type: u8, u16, u32, float, double; -1 otherwise.
 int type_slot(uint32_t datatype);
 using KernelSet = std::array<Kernel, 5>;  // null entries: type not supported
 
-// Calls the hook with (0, 0) at entry; a non-zero answer is asked again and
-// the second answer is returned.  0 means go on.
-int32_t hook_at_entry(mvabort* hook);
+// Calls the hook with (0, 0) at entry.  A non-zero answer stops the
+// operation: the hook is asked again and its second answer (whatever it
+// is, 0 included) is what the operation returns.  Empty: go on.
+std::optional<int32_t> hook_at_entry(mvabort* hook);
 
 // The pixie maximum of an integer format: 2^bits - 1 (all ones for 32 bits
 // or more).
@@ -114,8 +118,9 @@ int32_t run(const Setup& setup, const KernelSet& in_place, const KernelSet& buff
 // const Params&) transforms one line.
 template <class Op, class T>
 void typed_kernel(void* const* lines, size_t count, int32_t, int32_t, const void* params) {
-    Op::template apply<T>(static_cast<T*>(lines[0]), count,
-                          *static_cast<const typename Op::Params*>(params));
+    T* out = static_cast<T*>(lines[kOutLine]);
+    if (out != lines[0]) std::memcpy(out, lines[0], count * sizeof(T));
+    Op::template apply<T>(out, count, *static_cast<const typename Op::Params*>(params));
 }
 // Which value types an operation has kernels for.
 enum TypeSet : unsigned { kU8 = 1, kU16 = 2, kU32 = 4, kF32 = 8, kF64 = 16,

@@ -48,7 +48,7 @@ using namespace mvip::ops;
 
 extern "C" MVIP_API int32_t mvip8_histab2(mvabort* hook, mvimage* src, uint32_t* hist,
                                           uint32_t bins) {
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     return count_values(hook, src, hist, bins);
 }
 
@@ -71,7 +71,7 @@ extern "C" MVIP_API int32_t mvip8_histstat2f(const uint32_t* hist, uint32_t bins
 extern "C" MVIP_API int32_t mvip8_pixcontrastperc(mvabort* hook, mvimage* src, mvimage* dst,
                                                   uint32_t lowperc, uint32_t highperc,
                                                   uint32_t* lowvalue, uint32_t* highvalue) {
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!src || !dst || lowperc > 100 || highperc > 100) return MVERR_USAGE;
     const uint32_t type = type_of(src->pixfmt.datatype);
     if (type != MVTYPE_U8 && type != MVTYPE_U16) return MVERR_DATATYPE;

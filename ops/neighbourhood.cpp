@@ -96,7 +96,7 @@ int32_t run_neighbourhood(mvabort* hook, mvimage* src, mvimage* dst, const Neigh
                           const std::array<NeighbourhoodKernel, 5>& kernels,
                           NeighbourhoodParams params, bool poll_entry) {
     if (poll_entry)
-        if (const int32_t stop = hook_at_entry(hook)) return stop;
+        if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!src || !dst) return MVERR_USAGE;
     if (shape.size < 2 || shape.size > 15) return MVERR_USAGE;
     const uint32_t type = shape.fixed_type ? type_of(shape.fixed_type) : type_of(src->pixfmt.datatype);

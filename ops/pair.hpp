@@ -1,7 +1,6 @@
 // Pair and triple operations: parameter block, kernel adapters and the
-// runner.  A pair kernel reads the first source's line (a) and overwrites
-// the second's (b) with the result; a triple kernel forms it in the third
-// source's line (c).
+// runner.  A pair kernel reads the lines a and b and writes `out`, which
+// may be b's own line (in place); a triple kernel reads a, b, c likewise.
 #pragma once
 
 #include "ops/frame.hpp"
@@ -25,13 +24,15 @@ PairParams pair_params_for(const mvimage* first);
 
 template <class Op, class T>
 void pair_kernel(void* const* lines, size_t count, int32_t, int32_t, const void* params) {
-    Op::template apply<T>(static_cast<const T*>(lines[0]), static_cast<T*>(lines[1]), count,
+    Op::template apply<T>(static_cast<const T*>(lines[0]), static_cast<const T*>(lines[1]),
+                          static_cast<T*>(lines[kOutLine]), count,
                           *static_cast<const PairParams*>(params));
 }
 template <class Op, class T>
 void triple_kernel(void* const* lines, size_t count, int32_t, int32_t, const void* params) {
     Op::template apply<T>(static_cast<const T*>(lines[0]), static_cast<const T*>(lines[1]),
-                          static_cast<T*>(lines[2]), count, *static_cast<const PairParams*>(params));
+                          static_cast<const T*>(lines[2]), static_cast<T*>(lines[kOutLine]), count,
+                          *static_cast<const PairParams*>(params));
 }
 
 template <class Op, class T, bool Triple>

@@ -11,18 +11,18 @@ namespace {
 
 struct InsertDifference {  // u: threshold
     template <class T>
-    static void apply(const T* a, T* b, size_t n, const PairParams& p) {
+    static void apply(const T* a, const T* b, T* out, size_t n, const PairParams& p) {
         for (size_t i = 0; i < n; ++i) {
             const uint64_t d = a[i] > b[i] ? a[i] - b[i] : b[i] - a[i];
-            b[i] = d <= p.u ? T(0) : b[i];
+            out[i] = d <= p.u ? T(0) : b[i];
         }
     }
 };
 
 struct InsertWhereZero {
     template <class T>
-    static void apply(const T* a, T* b, size_t n, const PairParams&) {
-        for (size_t i = 0; i < n; ++i) b[i] = b[i] == 0 ? a[i] : b[i];
+    static void apply(const T* a, const T* b, T* out, size_t n, const PairParams&) {
+        for (size_t i = 0; i < n; ++i) out[i] = b[i] == 0 ? a[i] : b[i];
     }
 };
 
@@ -43,50 +43,50 @@ inline T clip_int(int64_t v, uint32_t maxval) {
 
 struct Product {  // coef p0..p4
     template <class T>
-    static void apply(const T* a, T* b, size_t n, const PairParams& p) {
+    static void apply(const T* a, const T* b, T* out, size_t n, const PairParams& p) {
         const int32_t* c = p.coef;
         const int32_t d = c[4] ? c[4] : 1;
         for (size_t i = 0; i < n; ++i) {
             const int32_t left = wrap_add(wrap_mul(static_cast<int32_t>(a[i]), c[0]), c[1]);
             const int32_t right = wrap_add(wrap_mul(static_cast<int32_t>(b[i]), c[2]), c[3]);
-            b[i] = clip_int<T>(divide(wrap_mul(left, right), d), p.maxval);
+            out[i] = clip_int<T>(divide(wrap_mul(left, right), d), p.maxval);
         }
     }
 };
 
 struct Ratio {  // coef q0..q3
     template <class T>
-    static void apply(const T* a, T* b, size_t n, const PairParams& p) {
+    static void apply(const T* a, const T* b, T* out, size_t n, const PairParams& p) {
         const int32_t* c = p.coef;
         for (size_t i = 0; i < n; ++i) {
             const int32_t den = wrap_add(wrap_mul(static_cast<int32_t>(a[i]), c[2]), c[3]);
             if (den == 0) {
-                b[i] = static_cast<T>(p.maxval);
+                out[i] = static_cast<T>(p.maxval);
                 continue;
             }
             const int32_t num = wrap_add(wrap_mul(static_cast<int32_t>(b[i]), c[0]), c[1]);
-            b[i] = clip_int<T>(divide(num, den), p.maxval);
+            out[i] = clip_int<T>(divide(num, den), p.maxval);
         }
     }
 };
 
 struct ProductF {  // fcoef p0..p4, no clipping
     template <class T>
-    static void apply(const T* a, T* b, size_t n, const PairParams& p) {
+    static void apply(const T* a, const T* b, T* out, size_t n, const PairParams& p) {
         const double* c = p.fcoef;
         const double d = c[4] != 0 ? c[4] : 1.0;
         for (size_t i = 0; i < n; ++i)
-            b[i] = static_cast<T>((a[i] * c[0] + c[1]) * (b[i] * c[2] + c[3]) / d);
+            out[i] = static_cast<T>((a[i] * c[0] + c[1]) * (b[i] * c[2] + c[3]) / d);
     }
 };
 
 struct RatioF {  // fcoef q0..q3; a zero denominator gives the top of the range
     template <class T>
-    static void apply(const T* a, T* b, size_t n, const PairParams& p) {
+    static void apply(const T* a, const T* b, T* out, size_t n, const PairParams& p) {
         const double* c = p.fcoef;
         for (size_t i = 0; i < n; ++i) {
             const double den = a[i] * c[2] + c[3];
-            b[i] = static_cast<T>(den == 0 ? p.hi : (b[i] * c[0] + c[1]) / den);
+            out[i] = static_cast<T>(den == 0 ? p.hi : (b[i] * c[0] + c[1]) / den);
         }
     }
 };
@@ -96,7 +96,7 @@ struct RatioF {  // fcoef q0..q3; a zero denominator gives the top of the range
 template <bool ZeroKey>
 struct Overlay {
     template <class T>
-    static void apply(const T* a, T* b, size_t n, const PairParams& p) {
+    static void apply(const T* a, const T* b, T* out, size_t n, const PairParams& p) {
         const uint32_t k = p.pixies;
         const T* key = static_cast<const T*>(p.key);
         for (size_t i = 0; i + k <= n; i += k) {
@@ -105,8 +105,8 @@ struct Overlay {
                 if constexpr (ZeroKey) opaque |= a[i + j] != 0;
                 else opaque |= a[i + j] != key[j];
             }
-            if (opaque)
-                for (uint32_t j = 0; j < k; ++j) b[i + j] = a[i + j];
+            const T* from = opaque ? a : b;
+            for (uint32_t j = 0; j < k; ++j) out[i + j] = from[i + j];
         }
     }
 };
@@ -124,7 +124,7 @@ int32_t keyed(mvabort* hook, mvimage* a, mvimage* b, mvimage* dst, PairParams p,
 template <class Key>
 int32_t overlay(mvabort* hook, mvimage* a, mvimage* b, mvimage* dst, const Key* key,
                 unsigned types) {
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!a || !b || !dst || !key) return MVERR_USAGE;
     PairParams p = pair_params_for(a);
     const uint32_t k = p.pixies;
@@ -173,7 +173,7 @@ extern "C" MVIP_API int32_t mvip8_pairinsert(mvabort* hook, mvimage* a, mvimage*
 extern "C" MVIP_API int32_t mvip8_pairprod(mvabort* hook, mvimage* a, mvimage* b, mvimage* dst,
                                            int32_t reserved, const int32_t coef[5]) {
     (void)reserved;
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!a || !b || !dst || !coef) return MVERR_USAGE;
     PairParams p = pair_params_for(a);
     for (int i = 0; i < 5; ++i) p.coef[i] = coef[i];
@@ -183,7 +183,7 @@ extern "C" MVIP_API int32_t mvip8_pairprod(mvabort* hook, mvimage* a, mvimage* b
 extern "C" MVIP_API int32_t mvip8_pairratio(mvabort* hook, mvimage* a, mvimage* b, mvimage* dst,
                                             int32_t reserved, const int32_t coef[4]) {
     (void)reserved;
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!a || !b || !dst || !coef) return MVERR_USAGE;
     PairParams p = pair_params_for(a);
     for (int i = 0; i < 4; ++i) p.coef[i] = coef[i];
@@ -199,7 +199,7 @@ extern "C" MVIP_API int32_t mvip8_pairoverlay(mvabort* hook, mvimage* a, mvimage
 extern "C" MVIP_API int32_t mvipf_pairprod(mvabort* hook, mvimage* a, mvimage* b, mvimage* dst,
                                            int32_t reserved, const double coef[5]) {
     (void)reserved;
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!a || !b || !dst || !coef) return MVERR_USAGE;
     PairParams p = pair_params_for(a);
     for (int i = 0; i < 5; ++i) p.fcoef[i] = coef[i];
@@ -209,7 +209,7 @@ extern "C" MVIP_API int32_t mvipf_pairprod(mvabort* hook, mvimage* a, mvimage* b
 extern "C" MVIP_API int32_t mvipf_pairratio(mvabort* hook, mvimage* a, mvimage* b, mvimage* dst,
                                             int32_t reserved, const double coef[4]) {
     (void)reserved;
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!a || !b || !dst || !coef) return MVERR_USAGE;
     PairParams p = pair_params_for(a);
     for (int i = 0; i < 4; ++i) p.fcoef[i] = coef[i];

@@ -22,7 +22,7 @@ int32_t run_sources(mvabort* hook, mvimage* const* sources, int count, mvimage* 
                     const KernelSet& kernels, const PairParams& params, bool colour,
                     bool poll_entry, uint32_t extra_options, Kernel chosen) {
     if (poll_entry)
-        if (const int32_t stop = hook_at_entry(hook)) return stop;
+        if (const auto stop = hook_at_entry(hook)) return *stop;
     for (int i = 0; i < count; ++i)
         if (!sources[i]) return MVERR_USAGE;
     if (!dst) return MVERR_USAGE;

@@ -56,7 +56,7 @@ using namespace mvip;
 using namespace mvip::ops;
 
 extern "C" MVIP_API int32_t mvip8_pixset(mvabort* hook, mvimage* im, uint32_t value) {
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!im) return MVERR_USAGE;
     const double v = static_cast<double>(static_cast<uint32_t>(value));
     return fill_window(hook, im, MVTYPE_U8 | MVTYPE_U16 | MVTYPE_U32, all_pixies(im), &v, 1);
@@ -64,7 +64,7 @@ extern "C" MVIP_API int32_t mvip8_pixset(mvabort* hook, mvimage* im, uint32_t va
 
 extern "C" MVIP_API int32_t mvip8_pixset3(mvabort* hook, mvimage* im, uint32_t v0, uint32_t v1,
                                           uint32_t v2) {
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!im) return MVERR_USAGE;
     if (im->pixfmt.pixies < 3) return MVERR_COLORS;
     const double v[3] = {double(v0), double(v1), double(v2)};
@@ -73,7 +73,7 @@ extern "C" MVIP_API int32_t mvip8_pixset3(mvabort* hook, mvimage* im, uint32_t v
 
 extern "C" MVIP_API int32_t mvipf_pixset3(mvabort* hook, mvimage* im, double v0, double v1,
                                           double v2) {
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!im) return MVERR_USAGE;
     if (im->pixfmt.pixies < 3) return MVERR_COLORS;
     const double v[3] = {storable(v0, im->pixfmt), storable(v1, im->pixfmt),

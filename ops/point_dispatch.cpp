@@ -45,7 +45,7 @@ int32_t try_table(mvabort* hook, mvimage* src, mvimage* dst, Kernel kernel,
         case 2: fill_identity<uint16_t>(table.get(), n); break;
         default: fill_identity<uint32_t>(table.get(), n); break;
     }
-    void* lines[1] = {table.get()};
+    void* lines[4] = {table.get(), nullptr, nullptr, table.get()};
     kernel(lines, n, src->wind.nw.x, src->wind.nw.y, &params);
     return map_through_table(hook, src, dst, table.get(), n);
 }
@@ -54,7 +54,7 @@ int32_t try_table(mvabort* hook, mvimage* src, mvimage* dst, Kernel kernel,
 
 int32_t point_dispatch(mvabort* hook, mvimage* src, mvimage* dst, const KernelSet& kernels,
                        const PointParams& params, bool table_route, uint32_t extra_options) {
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     return point_run(hook, src, dst, kernels, params, table_route, extra_options);
 }
 

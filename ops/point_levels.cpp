@@ -203,7 +203,7 @@ extern "C" MVIP_API int32_t mvip8_pixadd(mvabort* hook, mvimage* src, mvimage* d
 
 extern "C" MVIP_API int32_t mvip8_pixscale(mvabort* hook, mvimage* src, mvimage* dst,
                                            uint32_t numerator, uint32_t denominator) {
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!src || !dst || denominator == 0) return MVERR_USAGE;
     PointParams p = params_for(src);
     p.u[0] = numerator, p.u[1] = denominator, p.u[2] = max_value(dst->pixfmt);

@@ -28,7 +28,7 @@ bool table_covers(const mvimage* src, uint64_t entries) {
 
 int32_t map_checked(mvabort* hook, mvimage* src, mvimage* dst, const void* table, uint64_t entries,
                     uint32_t type) {
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!src || !dst || !table) return MVERR_USAGE;
     if (type_of(src->pixfmt.datatype) != type) return MVERR_DATATYPE;
     if (!table_covers(src, entries)) return MVERR_USAGE;
@@ -77,7 +77,7 @@ extern "C" MVIP_API int32_t mvip8_pixmapl(mvabort* hook, mvimage* src, mvimage* 
 
 extern "C" MVIP_API int32_t mvip8_pixmaplut(mvabort* hook, mvimage* src, mvimage* dst,
                                             mvimage* lut) {
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!src || !dst || !lut) return MVERR_USAGE;
     const uint32_t type = type_of(src->pixfmt.datatype);
     if (type != MVTYPE_U8 && type != MVTYPE_U16 && type != MVTYPE_U32) return MVERR_DATATYPE;

@@ -129,7 +129,7 @@ extern "C" MVIP_API int32_t mvip8_pixieave(mvabort* hook, mvimage* src, mvimage*
 extern "C" MVIP_API int32_t mvip8_pixthreshold3(mvabort* hook, mvimage* src, mvimage* dst,
                                                 const uint32_t low[3], const uint32_t high[3],
                                                 const uint32_t value[3]) {
-    if (const int32_t stop = hook_at_entry(hook)) return stop;
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!src || !dst || !low || !high || !value) return MVERR_USAGE;
     if (src->pixfmt.pixies < 3) return MVERR_COLORS;
     ColorRange range;

@@ -7,28 +7,28 @@ namespace {
 
 struct Blend {  // a, weight w, c: min(M, ((M - w) c) / M + (a w) / M)
     template <class T>
-    static void apply(const T* a, const T* w, T* c, size_t n, const PairParams& p) {
+    static void apply(const T* a, const T* w, const T* c, T* out, size_t n, const PairParams& p) {
         const uint64_t m = p.maxval ? p.maxval : 1;
         for (size_t i = 0; i < n; ++i) {
             const uint64_t weight = w[i] > m ? m : w[i];
             const uint64_t r = ((m - weight) * c[i]) / m + (uint64_t{a[i]} * weight) / m;
-            c[i] = static_cast<T>(r > m ? m : r);
+            out[i] = static_cast<T>(r > m ? m : r);
         }
     }
 };
 
 struct Normalize {  // low, high, value; u: scale
     template <class T>
-    static void apply(const T* l, const T* h, T* v, size_t n, const PairParams& p) {
+    static void apply(const T* l, const T* h, const T* v, T* out, size_t n, const PairParams& p) {
         const uint64_t m = p.maxval;
         for (size_t i = 0; i < n; ++i) {
             if (v[i] < l[i]) {
-                v[i] = 0;
+                out[i] = 0;
             } else if (l[i] < h[i]) {
                 const uint64_t r = (uint64_t(v[i] - l[i]) * p.u) / uint64_t(h[i] - l[i]);
-                v[i] = static_cast<T>(r > m ? m : r);
+                out[i] = static_cast<T>(r > m ? m : r);
             } else {
-                v[i] = static_cast<T>(m);
+                out[i] = static_cast<T>(m);
             }
         }
     }
