@@ -1,0 +1,301 @@
+// A plain per-pixel reference model of a memory image, used to check the
+// library's transfer routines (run copies, direct mapping, scattered
+// transfers) over random formats, windows and requests.
+//
+// The model works one pixie at a time on values held in 64-bit words:
+//   read:  stored bytes -> swap if stored in foreign order -> read-side
+//          adjustment -> swap if the caller wants foreign order
+//   write: caller value -> swap if the caller's order is foreign ->
+//          write-side adjustment -> swap if stored in foreign order
+// and addresses pixels as
+//   priv + (nw.x + x) * pixelsize + (nw.y + y) * pitch + first * pixiesize.
+#pragma once
+
+#include "mvip.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace mvmodel {
+
+using Rng = std::mt19937_64;
+
+inline uint32_t pick(Rng& rng, uint32_t n) { return (uint32_t)(rng() % n); }
+inline bool chance(Rng& rng, uint32_t percent) { return pick(rng, 100) < percent; }
+
+inline uint32_t pixie_bytes(uint32_t type) {
+    switch (type & 0xFFu) {
+        case 1: return 1;
+        case 2: return 2;
+        case 4: case 8: case 16: return 4;
+        case 32: return 8;
+        default: return 0;
+    }
+}
+inline bool is_float(uint32_t type) { return (type & 0x30u) != 0; }
+
+inline uint64_t swap_bytes(uint64_t v, uint32_t n) {
+    uint64_t r = 0;
+    for (uint32_t i = 0; i < n; ++i) r |= ((v >> (8 * i)) & 0xFFu) << (8 * (n - 1 - i));
+    return r;
+}
+
+inline uint64_t load(const uint8_t* p, uint32_t n) {
+    uint64_t v = 0;
+    std::memcpy(&v, p, n);  // the test machine is little-endian
+    return v;
+}
+inline void store(uint8_t* p, uint64_t v, uint32_t n) { std::memcpy(p, &v, n); }
+
+enum class Adjust { none, shl, shr, mask };
+
+// How one access converts values between stored and caller form.
+struct Conversion {
+    uint32_t n = 1;            // pixie bytes
+    uint64_t cmask = 0xFF;     // all bits of a container
+    bool stored_foreign = false;
+    bool caller_foreign = false;
+    Adjust read = Adjust::none, write = Adjust::none;
+    uint32_t shift = 0;
+    uint64_t keep = 0;         // significant-bit mask
+
+    uint64_t adjust(Adjust a, uint64_t v) const {
+        switch (a) {
+            case Adjust::shl: return (v << shift) & cmask;
+            case Adjust::shr: return (v & cmask) >> shift;
+            case Adjust::mask: return v & keep;
+            default: return v;
+        }
+    }
+    uint64_t to_caller(uint64_t raw) const {
+        uint64_t v = stored_foreign ? swap_bytes(raw, n) : raw;
+        v = adjust(read, v);
+        return caller_foreign ? swap_bytes(v, n) : v;
+    }
+    uint64_t to_stored(uint64_t val) const {
+        uint64_t v = caller_foreign ? swap_bytes(val, n) : val;
+        v = adjust(write, v);
+        return stored_foreign ? swap_bytes(v, n) : v;
+    }
+};
+
+// The conversion an ioset/bxts request selects on an image of format f.
+inline Conversion conversion_for(const mvpixfmt& f, uint32_t request) {
+    Conversion c;
+    c.n = pixie_bytes(f.datatype);
+    c.cmask = c.n >= 8 ? ~0ull : ((1ull << (8 * c.n)) - 1);
+    c.stored_foreign = (f.byteorder & 0x800u) != 0;
+    c.caller_foreign = (request & 0x800u) != 0;
+    if (is_float(f.datatype) || f.valform == 0x300u) return c;
+    const uint32_t container = 8 * c.n;
+    c.shift = container - f.bits;
+    c.keep = ((f.bits >= 64 ? ~0ull : ((1ull << f.bits) - 1))) << (f.valform == 0x200u ? 0 : c.shift);
+    c.keep &= c.cmask;
+    const uint32_t rd = f.valflags & 0xFFFFu, wr = f.valflags >> 16;
+    if ((request & 0x100u) && !(f.valform & 0x100u))
+        c.read = Adjust::shl;
+    else if ((request & 0x200u) && !(f.valform & 0x200u))
+        c.read = Adjust::shr;
+    else if ((request & rd) != (rd & 0x400u))
+        c.read = Adjust::mask;
+    if ((request & 0x100u) && !(f.valform & 0x100u))
+        c.write = Adjust::shr;
+    else if ((request & 0x200u) && !(f.valform & 0x200u))
+        c.write = Adjust::shl;
+    else if ((wr & request) != (request & 0x400u))
+        c.write = Adjust::mask;
+    return c;
+}
+
+// Pixels available from (x, y) in a 2-D scan mode, unsigned 32-bit.
+inline uint32_t available(uint32_t mode, uint32_t w, uint32_t h, int32_t x, int32_t y) {
+    uint32_t ux = (uint32_t)x, uy = (uint32_t)y;
+    if (!(mode & 0x2000u) && (ux >= w || uy >= h)) return 0;
+    switch (mode & 0x42u) {
+        case 0x00: return w - ux;
+        case 0x02: return h - uy;
+        case 0x40: return (h - uy - 1) * w + (w - ux);
+        default: return (w - ux - 1) * h + (h - uy);
+    }
+}
+
+// A random format for a memory image.
+inline mvpixfmt random_format(Rng& rng) {
+    static const uint32_t types[] = {1, 2, 4, 8, 16, 32};
+    mvpixfmt f{};
+    f.datatype = types[pick(rng, 6)];
+    if (chance(rng, 85))
+        f.pixies = 1 + pick(rng, 5);
+    else {
+        static const uint32_t many[] = {6, 7, 8, 16, 31, 32};
+        f.pixies = many[pick(rng, 6)];
+    }
+    f.colorspace = pick(rng, 4) == 0 ? 0u : f.pixies;
+    const uint32_t container = 8 * pixie_bytes(f.datatype);
+    if (is_float(f.datatype)) {
+        f.bits = 0;
+        // The top of the value range; transfers never look at it.
+        static const float highs[] = {1.0f, 1.0f, 255.0f, 4095.0f};
+        std::memcpy(&f.valform, &highs[pick(rng, 4)], 4);
+        static const float lows[] = {0.0f, -1.0f, 0.5f};
+        float lo = lows[pick(rng, 3)];
+        std::memcpy(&f.valflags, &lo, 4);
+    } else {
+        uint32_t r = pick(rng, 100);
+        if (r < 30) {
+            f.valform = 0x300;
+            f.bits = container;
+        } else {
+            f.valform = chance(rng, 50) ? 0x100u : 0x200u;
+            f.bits = r < 35 ? container : 1 + pick(rng, container - 1);
+        }
+        f.valflags = (chance(rng, 50) ? 0x400u : 0u) | (chance(rng, 50) ? 0x04000000u : 0u);
+    }
+    f.byteorder = chance(rng, 40) ? 0x800u : 0u;
+    return f;
+}
+
+// A finite value, exact in both float and double arithmetic.
+inline uint64_t finite_bits(Rng& rng, uint32_t type) {
+    double d = (double)((int)pick(rng, 4001) - 2000) / 16.0;
+    if ((type & 0xFFu) == 32) {
+        uint64_t u;
+        std::memcpy(&u, &d, 8);
+        return u;
+    }
+    float f = (float)d;
+    uint32_t u;
+    std::memcpy(&u, &f, 4);
+    return u;
+}
+
+inline uint64_t random_value(Rng& rng, uint32_t nbytes) {
+    uint64_t v = rng();
+    return nbytes >= 8 ? v : (v & ((1ull << (8 * nbytes)) - 1));
+}
+
+enum class PitchKind { packed_zero, packed, padded, negative_packed, negative_padded };
+
+// Pixel memory with guard bytes on both sides, a shadow copy that the model
+// updates, and the library's record over it.
+struct MemImage {
+    mvpixfmt fmt{};
+    uint32_t xdim = 0, ydim = 0;
+    uint32_t ps = 0, pxs = 0;     // pixie and pixel bytes
+    int32_t pitch = 0;            // effective pitch
+    int32_t pitch_arg = 0;        // what the constructor was given
+    static constexpr size_t kGuard = 64;
+    std::vector<uint64_t> backing;  // 8-byte aligned
+    uint8_t* arena = nullptr;
+    size_t arena_bytes = 0;
+    uint8_t* priv = nullptr;
+    std::vector<uint8_t> shadow;
+    mvimage im{};
+    int32_t build_rc = 0;
+
+    MemImage(const MemImage&) = delete;
+    MemImage& operator=(const MemImage&) = delete;
+
+    MemImage(Rng& rng, const mvpixfmt& f, uint32_t xd, uint32_t yd, PitchKind pk) : fmt(f), xdim(xd), ydim(yd) {
+        ps = pixie_bytes(f.datatype);
+        pxs = ps * f.pixies;
+        const int32_t packed = (int32_t)(pxs * xdim);
+        const int32_t padded = packed + (int32_t)(ps * (1 + pick(rng, 5)));
+        switch (pk) {
+            case PitchKind::packed_zero: pitch = packed; pitch_arg = 0; break;
+            case PitchKind::packed: pitch = pitch_arg = packed; break;
+            case PitchKind::padded: pitch = pitch_arg = padded; break;
+            case PitchKind::negative_packed: pitch = pitch_arg = -packed; break;
+            case PitchKind::negative_padded: pitch = pitch_arg = -padded; break;
+        }
+        const size_t apitch = (size_t)(pitch < 0 ? -(int64_t)pitch : pitch);
+        const size_t region = (ydim - 1) * apitch + (size_t)packed;
+        arena_bytes = region + 2 * kGuard;
+        backing.assign((arena_bytes + 7) / 8, 0);
+        arena = reinterpret_cast<uint8_t*>(backing.data());
+        for (size_t i = 0; i < arena_bytes; ++i) arena[i] = (uint8_t)rng();
+        uint8_t* base = arena + kGuard;
+        priv = pitch < 0 ? base + (ydim - 1) * apitch : base;
+        if (is_float(f.datatype)) {
+            // Finite values in every pixie, so that arithmetic stays exact.
+            for (uint32_t y = 0; y < ydim; ++y)
+                for (uint32_t x = 0; x < xdim; ++x)
+                    for (uint32_t k = 0; k < f.pixies; ++k) {
+                        uint64_t v = finite_bits(rng, f.datatype);
+                        if (f.byteorder & 0x800u) v = swap_bytes(v, ps);
+                        store_at(pixel(x, y) + k * ps, v);
+                    }
+        }
+        shadow.assign(arena, arena + arena_bytes);
+        const uint32_t dims[2] = {xdim, ydim};
+        const uint64_t size = chance(rng, 50) ? 0 : (uint64_t)ydim * apitch;
+        build_rc = mvimage_memdata(&im, priv, size, dims, pitch_arg, &fmt, nullptr, 0);
+    }
+
+    // Byte address of image pixel (x, y) (whole-image coordinates).
+    uint8_t* pixel(uint32_t x, uint32_t y) { return priv + (int64_t)x * pxs + (int64_t)y * pitch; }
+    size_t offset_of(const uint8_t* p) const { return (size_t)(p - arena); }
+    uint64_t shadow_load(const uint8_t* p) const { return load(shadow.data() + offset_of(p), ps); }
+    void shadow_store(const uint8_t* p, uint64_t v) { mvmodel::store(shadow.data() + offset_of(p), v, ps); }
+    void store_at(uint8_t* p, uint64_t v) { mvmodel::store(p, v, ps); }
+
+    bool memory_matches_shadow() const { return std::memcmp(arena, shadow.data(), arena_bytes) == 0; }
+    // First differing byte, for messages.
+    long first_difference() const {
+        for (size_t i = 0; i < arena_bytes; ++i)
+            if (arena[i] != shadow[i]) return (long)i;
+        return -1;
+    }
+};
+
+// Random window inside xdim x ydim; sometimes empty, sometimes whole.
+inline mvywindow random_window(Rng& rng, uint32_t xdim, uint32_t ydim) {
+    mvywindow w;
+    uint32_t r = pick(rng, 100);
+    if (r < 25) return mvywindow{{0, 0}, {(int32_t)xdim, (int32_t)ydim}};
+    if (r < 35) {  // whole lines, some of them
+        int32_t ny = (int32_t)pick(rng, ydim);
+        return mvywindow{{0, ny}, {(int32_t)xdim, ny + 1 + (int32_t)pick(rng, ydim - ny)}};
+    }
+    w.nw.x = (int32_t)pick(rng, xdim + 1);
+    w.nw.y = (int32_t)pick(rng, ydim + 1);
+    w.se.x = w.nw.x + (int32_t)pick(rng, xdim - w.nw.x + 1);
+    w.se.y = w.nw.y + (int32_t)pick(rng, ydim - w.nw.y + 1);
+    if (r < 90 && (w.se.x == w.nw.x || w.se.y == w.nw.y)) {
+        // mostly non-empty windows
+        if (w.nw.x == (int32_t)xdim) --w.nw.x;
+        if (w.nw.y == (int32_t)ydim) --w.nw.y;
+        w.se.x = std::max(w.se.x, w.nw.x + 1);
+        w.se.y = std::max(w.se.y, w.nw.y + 1);
+    }
+    return w;
+}
+
+inline uint32_t all_mask(uint32_t pixies) { return pixies >= 32 ? 0xFFFFFFFFu : ((1u << pixies) - 1); }
+
+// A contiguous pixie mask; all pixies about half the time.
+inline uint32_t random_mask(Rng& rng, uint32_t pixies, uint32_t& first, uint32_t& count) {
+    if (chance(rng, 45)) {
+        first = 0;
+        count = pixies;
+    } else {
+        count = 1 + pick(rng, pixies);
+        first = pick(rng, pixies - count + 1);
+    }
+    uint32_t run = count >= 32 ? 0xFFFFFFFFu : ((1u << count) - 1);
+    return run << first;
+}
+
+inline uint32_t random_request(Rng& rng, uint32_t type) {
+    static const uint32_t just[] = {0, 0x100, 0x200, 0x100, 0x200, 0x300};
+    uint32_t r = type | just[pick(rng, 6)];
+    if (chance(rng, 40)) r |= 0x400;
+    if (chance(rng, 40)) r |= 0x800;
+    return r;
+}
+
+}  // namespace mvmodel
