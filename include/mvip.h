@@ -63,7 +63,8 @@ extern "C" {
 
 /* Message for a result code: a constant string owned by the library.
  * Null for zero or positive codes; "Unknown error" for codes beyond the
- * table.  The 0x4000 marker bit of the magnitude is ignored. */
+ * table and for -29, which has no message of its own.  The 0x4000 marker
+ * bit of the magnitude is ignored. */
 MVIP_API const char *mverrnomesg(int32_t code);
 
 /* ------------------------------------------------------------------ */
@@ -464,6 +465,11 @@ MVIP_API int32_t mvimage3_setwind(mvimage3 *im, int32_t nwx, int32_t nwy,
  * side: a foreign stored value is swapped before it is adjusted, a value
  * for a foreign caller after.
  *
+ * Direct mapping (imapset) hands out raw memory, so the stored form must
+ * be what the caller asks for; the byte order is checked for every data
+ * type.  Y-major mapping needs MVREQ_DIRTY (0x400) in the mode and a
+ * positive pitch (a bottom-up image answers -11).
+ *
  * Transfers never touch memory outside the image: ioread/iorite refuse
  * (move 0 pixels) a start outside the window even under MVMODE_NOCHECK,
  * which only skips the test in iolen; bxta skips entries whose offset
@@ -612,9 +618,39 @@ MVIP_API int32_t mvimage3_colorslice(mvimage3 *view, mvimage3 *parent,
 /* Colour converter ("MVIMCLR"): presents the parent in another colour
  * space, in the parent's data type; the view has the pixie count of the
  * target space (low four bits of its code).  `flag` is the follow-window
- * flag.  Formulas and the handling of each space: see the notes in
- * COLOUR CONVERSION below.  0, or a negative result code (-1 null view or
- * parent, -21 a pair of colour spaces that cannot be converted). */
+ * flag.  0, or a negative result code (-1 null view or parent, -19 a
+ * parent of no valid data type, -21 a space that is not one of those
+ * below, or a parent whose pixie count is not its space's).
+ * Spaces: grey, BGR, BGRx, RGBx, RGB, YCrCb, YCrCbx, CbYCrY, YCbYCr,
+ * CrYCbY, YCrYCb, HSB (pixies B, S, H), YIQ, CMY, CMYK; any pair converts.
+ * Values range 0..maxval (integers, maxval = 2^bits - 1 of the parent) or
+ * over the parent's [low, high] (floats); mid is (maxval + 1) / 2, or
+ * (low + high) / 2.  Grey = (299 R + 587 G + 114 B) / 1000; grey to colour
+ * repeats it.  YCrCb is full-range BT.601 (JFIF): Y as grey,
+ * Cr = mid + (R - Y) / 1.402, Cb = mid + (B - Y) / 1.772; back
+ * R = Y + 1.402 Cr', G = Y - 0.344136 Cb' - 0.714136 Cr', B = Y + 1.772 Cb'
+ * (Cr' = Cr - mid ...).  HSB: B = max(R, G, B), S = (max - min) / max,
+ * H = hexcone hue as a fraction of a turn times maxval + 1 (wrapping to 0;
+ * floats: onto [low, high)).  YIQ: I = 0.595716 R - 0.274453 G - 0.321263 B,
+ * Q = 0.211456 R - 0.522591 G + 0.311135 B, scaled by 1 / (2 x 0.595716)
+ * and 1 / (2 x 0.522591), plus mid.  CMY: C = maxval - R (floats:
+ * low + high - R).  CMYK on 0..1: K = 1 - max, C = (max - R) / max ...
+ * Integer results are rounded half away from zero and clipped to
+ * [0, maxval]; float results are not clipped.  Between grey and the YCrCb
+ * spaces Y, Cr, Cb pass directly; other pairs go through R, G, B, clipped
+ * (integers) when they come from YCrCb or YIQ values.  Pads read as 0 and
+ * are written as 0.  4:2:2: pixels 2k, 2k+1 of the 4:2:2 image share their
+ * chroma (the mean of the pair's own); reads widen runs to whole pairs, so
+ * a pixel reads alike in any run; writes change only the run's pixels, and
+ * into a 4:2:2 parent a pixel written without its partner (run ends, y-scan)
+ * stores its own chroma.  ioset answers -21 when a pixel of the window has
+ * its partner outside the parent's window, or when both sides are 4:2:2
+ * with pairs that do not coincide.  Equal spaces: everything goes to the
+ * parent unchanged.  Otherwise runs are converted through a staging area
+ * (x- and y-scan); writes that set only some pixies, that go through a view
+ * of more pixies than the parent or through a 4:2:2 view read the run
+ * first and write it back with access flag 0x1000; scattered transfers
+ * answer -11 and mapping -19. */
 MVIP_API int32_t mvimage_colorconverter(mvimage *view, mvimage *parent,
                                         uint32_t colorspace, int8_t flag);
 /* 3-D form: declared for 3-D images, which this build does not have yet;
