@@ -22,7 +22,7 @@ struct ConvState {
     uint8_t mode;             // the constructor's mode byte (reserved)
     uint8_t direct;           // current access goes to the parent unchanged
     uint8_t caller_plain;     // the caller's form equals the view's own
-    uint8_t reserved;
+    uint8_t parent_maps;      // staged reads may convert from the parent's mapped lines
     uint32_t run_mode;        // scan mode of the current run access
     uint32_t sel_count;       // pixies per caller pixel
     uint32_t bxt_count;       // pixies per scattered entry
@@ -110,12 +110,28 @@ uint32_t staged_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int
             s.to_parent.run(values, stage, nv);
             moved = p->iorite(p, parent_flags(flags), stage, k, at.x, at.y);
         } else {
-            moved = p->ioread(p, parent_flags(flags), stage, k, at.x, at.y);
+            // The parent's own memory when it hands out whole lines, else
+            // a copy of the run in the staging area.
+            const void* from = nullptr;
+            mvmapdesc map{};
+            if (s.parent_maps && p->imap(p, &map, at.x, at.y) == 1) {
+                if (map.count >= k && map.stride == p->pixelsize &&
+                    reinterpret_cast<uintptr_t>(map.address) % pbytes == 0)
+                    from = map.address;
+                else
+                    p->imapr(p, &map);
+            }
+            moved = from ? k : p->ioread(p, parent_flags(flags), stage, k, at.x, at.y);
+            if (!from) from = stage;
             const size_t got = size_t{moved} * c;
             const ptrdiff_t gb = static_cast<ptrdiff_t>(got * vbytes);
-            s.to_view.run(stage, values, got);
-            if (s.caller_plain) std::memcpy(buf, values, static_cast<size_t>(gb));
-            else s.read_move(buf, gb, values, gb, 1, got, s.read_arg);
+            if (s.caller_plain && reinterpret_cast<uintptr_t>(buf) % vbytes == 0) {
+                s.to_view.run(from, buf, got);  // straight into the caller's buffer
+            } else {
+                s.to_view.run(from, values, got);
+                s.read_move(buf, gb, values, gb, 1, got, s.read_arg);
+            }
+            if (map.runs) p->imapr(p, &map);
         }
         buf += size_t{moved} * c * vbytes;
         return moved;
@@ -157,6 +173,9 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     s.write_move = write.move;
     s.write_arg = write.arg;
     s.caller_plain = read.move == mem::choose_move(v->pixiesize, mem::Adjust::none, mem::swap_none);
+    // Reads along lines of whole pixels may convert from mapped memory.
+    s.parent_maps = !(mode & MVMODE_YSCAN) && mask == all_pixies_mask(p->pixfmt.pixies) &&
+                    p->imapset(p, 0, parent_request(p, s), mask) > 0;
     v->ioread = staged_io<false>;
     v->iorite = staged_io<true>;
     v->iolen = iolen;
