@@ -145,14 +145,17 @@ int32_t Frame::poll(uint32_t done, uint32_t total) {
     return setup_.hook->abortfn(setup_.hook, static_cast<int32_t>(done), static_cast<int32_t>(total));
 }
 
+// Lines are as long as the image's own window (windows may differ in size
+// when the operation allows it).
 uint32_t Frame::read_line(int i, void* buf, uint32_t y) const {
     mvimage* im = images_[i];
-    return im->ioread(im, 0, buf, width_, 0, static_cast<int32_t>(y));
+    return im->ioread(im, 0, buf, std::min(width_, wind_width(im)), 0, static_cast<int32_t>(y));
 }
 
 uint32_t Frame::write_line(int i, const void* buf, uint32_t y, uint32_t flags) const {
     mvimage* im = images_[i];
-    return im->iorite(im, flags, const_cast<void*>(buf), width_, 0, static_cast<int32_t>(y));
+    return im->iorite(im, flags, const_cast<void*>(buf), std::min(width_, wind_width(im)), 0,
+                      static_cast<int32_t>(y));
 }
 
 void* Frame::map_line(int i, uint32_t y, mvmapdesc& desc) const {

@@ -1,0 +1,93 @@
+// Whole-window copies: mvip8_copy and mvip8_copyexchange.  No kernel
+// touches the values; a line is one memory copy, and nothing moves at all
+// when the destination maps the very memory of the source.
+#include "ops/copy.hpp"
+
+#include "ops/frame.hpp"
+
+#include <cstring>
+
+namespace mvip::ops {
+
+namespace {
+
+// Access flag of the copy's write-back of a buffered line.
+constexpr uint32_t kCopyWriteFlag = 0x1000;
+
+Setup copy_setup(mvabort* hook, mvimage* src, mvimage* dst, uint32_t mask) {
+    Setup setup;
+    setup.hook = hook;
+    setup.sources[0] = src;
+    setup.destination = dst;
+    setup.options = kAllTypes | kColor;
+    setup.mask = mask;
+    return setup;
+}
+
+}  // namespace
+
+int32_t copy_window(mvabort* hook, mvimage* src, mvimage* dst) {
+    if (!src || !dst) return MVERR_USAGE;
+    Frame frame;
+    if (const int32_t rc =
+            frame.open(copy_setup(hook, src, dst, all_pixies_mask(src->pixfmt.pixies)));
+        rc < 0)
+        return rc;
+    const uint32_t height = frame.height();
+    const size_t bytes = frame.line_values() * frame.value_bytes();
+    void* const buffer = frame.buffer(0);
+    for (uint32_t y = 0; y < height; ++y) {
+        if (const int32_t stop = frame.poll(y, height)) return stop;
+        // Each side is its mapped line when the image grants one covering
+        // the width, else the working buffer.
+        mvmapdesc src_map{}, dst_map{};
+        void* from = frame.map_line(0, y, src_map);
+        if (!from) {
+            frame.read_line(0, buffer, y);
+            from = buffer;
+        }
+        void* to = frame.map_line(Frame::kDestination, y, dst_map);
+        if (!to) to = buffer;
+        // Equal pointers: the destination is the source's own memory (or
+        // both sides are the buffer).  memmove because two windows of one
+        // image may overlap within a line.
+        if (from != to) std::memmove(to, from, bytes);
+        frame.unmap(0, src_map);
+        if (to == buffer) frame.write_line(Frame::kDestination, buffer, y, kCopyWriteFlag);
+        frame.unmap(Frame::kDestination, dst_map);
+    }
+    return 0;
+}
+
+}  // namespace mvip::ops
+
+using namespace mvip;
+using namespace mvip::ops;
+
+extern "C" MVIP_API int32_t mvip8_copy(mvabort* hook, mvimage* src, mvimage* dst) {
+    if (const auto stop = hook_at_entry(hook)) return *stop;
+    return copy_window(hook, src, dst);
+}
+
+// Two frames, one each way, so that each image is opened for reading and
+// for writing.  Both lines are read before either is written: the exchange
+// is exact also when the images share memory line by line.
+extern "C" MVIP_API int32_t mvip8_copyexchange(mvabort* hook, mvimage* first, mvimage* second) {
+    if (const auto stop = hook_at_entry(hook)) return *stop;
+    if (!first || !second) return MVERR_USAGE;
+    const uint32_t mask = all_pixies_mask(first->pixfmt.pixies);
+    Frame to_second, to_first;
+    if (const int32_t rc = to_second.open(copy_setup(hook, first, second, mask)); rc < 0) return rc;
+    if (const int32_t rc = to_first.open(copy_setup(hook, second, first, mask)); rc < 0) return rc;
+    const uint32_t height = to_second.height();
+    void* const one = to_second.buffer(0);
+    void* const two = to_first.buffer(0);
+    for (uint32_t y = 0; y < height; ++y) {
+        if (const int32_t stop = to_second.poll(y, height)) return stop;
+        to_second.read_line(0, one, y);
+        to_first.read_line(0, two, y);
+        to_second.write_line(Frame::kDestination, one, y);
+        to_first.write_line(Frame::kDestination, two, y);
+    }
+    return 0;
+}
