@@ -66,7 +66,12 @@ int32_t Frame::open_image(int i, mvimage* im, uint32_t type) {
         if (rc < 0) return rc;
     }
     images_[i] = im;
-    mappable_[i] = !(setup_.options & kColumns) && im->imapset(im, 0, request, setup_.mask) > 0;
+    // Ask for runs that continue across lines: packed whole-width windows
+    // then map as one block, which saves a mapping per line.
+    const int32_t grant =
+        (setup_.options & kColumns) ? -1 : im->imapset(im, MVMODE_CONTINUE, request, setup_.mask);
+    mappable_[i] = grant > 0;
+    blockable_[i] = grant == MVMAP_GRANT_CONTINUE;
     return 0;
 }
 
@@ -174,6 +179,53 @@ void* Frame::map_line(int i, uint32_t y, mvmapdesc& desc) const {
     return address;
 }
 
+void* Frame::map_block(int i, uint32_t y, uint32_t rows, mvmapdesc& desc) const {
+    desc.runs = 0;
+    mvimage* im = images_[i];
+    if (!blockable_[i] || !im) return nullptr;
+    if (im->imap(im, &desc, 0, static_cast<int32_t>(y)) != 1) return nullptr;
+    void* address = desc.address;
+    const bool usable = desc.count >= uint64_t{rows} * width_ && desc.stride == pixel_bytes_ &&
+                        reinterpret_cast<uintptr_t>(address) % value_bytes_ == 0;
+    if (!usable) {
+        im->imapr(im, &desc);
+        return nullptr;
+    }
+    return address;
+}
+
+// Runs the kernel once over `rows` whole lines mapped as one block, when
+// every image hands them out so and the destination either is the working
+// source's memory or overlaps none of the sources.  False: nothing done.
+bool Frame::walk_block(uint32_t y, uint32_t rows, Kernel kernel, const void* params) {
+    const int n = setup_.source_count;
+    const int work = n - 1;
+    const bool has_destination = images_[kDestination] != nullptr;
+    const size_t values = line_values() * rows;
+    const size_t bytes = values * value_bytes_;
+    mvmapdesc maps[4]{};
+    void* lines[4] = {};
+    bool ok = true;
+    for (int i = 0; i < n && ok; ++i) ok = (lines[i] = map_block(i, y, rows, maps[i])) != nullptr;
+    void* out = lines[work];
+    if (ok && has_destination) {
+        out = map_block(kDestination, y, rows, maps[kDestination]);
+        ok = out != nullptr;
+        for (int i = 0; i < n && ok && out != lines[work]; ++i)
+            ok = !ranges_overlap(out, lines[i], bytes);
+    }
+    if (ok) {
+        lines[kOutLine] = out;
+        const mvimage* first = setup_.sources[0];
+        const int32_t kx = (setup_.options & kFixedArgs) ? setup_.fixed[0] : first->wind.nw.x;
+        const int32_t ky = (setup_.options & kFixedArgs) ? setup_.fixed[1]
+                                                          : first->wind.nw.y + static_cast<int32_t>(y);
+        kernel(lines, values, kx, ky, params);
+    }
+    for (int i = 0; i < 4; ++i) unmap(i, maps[i]);
+    return ok;
+}
+
 void Frame::unmap(int i, mvmapdesc& desc) const {
     if (desc.runs && images_[i]) images_[i]->imapr(images_[i], &desc);
     desc.runs = 0;
@@ -190,8 +242,20 @@ int32_t Frame::walk_rows(Kernel in_place, Kernel buffered, const void* params) {
     const bool has_destination = images_[kDestination] != nullptr;
     const size_t values = line_values();
     const mvimage* first = setup_.sources[0];
+    bool blocks = mapping_ && blockable_[work] &&
+                  (!has_destination || blockable_[kDestination]);
+    for (int i = 0; i < work; ++i) blocks = blocks && blockable_[i];
     for (uint32_t y = 0; y < height_; ++y) {
         if (const int32_t stop = poll(y, height_)) return stop;
+        // Eight lines (one hook period) at a time where they map as a block.
+        if (blocks && y % 8 == 0) {
+            const uint32_t rows = std::min<uint32_t>(8, height_ - y);
+            if (walk_block(y, rows, in_place, params)) {
+                y += rows - 1;
+                continue;
+            }
+            blocks = false;
+        }
         const int32_t kx = (setup_.options & kFixedArgs) ? setup_.fixed[0] : first->wind.nw.x;
         const int32_t ky = (setup_.options & kFixedArgs) ? setup_.fixed[1]
                                                           : first->wind.nw.y + static_cast<int32_t>(y);

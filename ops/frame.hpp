@@ -97,6 +97,8 @@ public:
 private:
     int32_t open_image(int i, mvimage* im, uint32_t type);
     int32_t walk_rows(Kernel in_place, Kernel buffered, const void* params);
+    void* map_block(int i, uint32_t y, uint32_t rows, mvmapdesc& desc) const;
+    bool walk_block(uint32_t y, uint32_t rows, Kernel kernel, const void* params);
     int32_t walk_columns(Kernel buffered, const void* params);
 
     Setup setup_{};
@@ -104,6 +106,7 @@ private:
     std::array<std::unique_ptr<mvimage>, 4> views_{};      // converters we built
     std::array<std::unique_ptr<unsigned char[]>, 4> buffers_{};
     std::array<bool, 4> mappable_{};
+    std::array<bool, 4> blockable_{};  // one mapping may cover many whole lines
     bool mapping_ = false;
     uint32_t width_ = 0, height_ = 0, pixies_ = 0, value_bytes_ = 0, type_ = 0;
     uint32_t pixel_bytes_ = 0;
@@ -114,13 +117,28 @@ private:
 int32_t run(const Setup& setup, const KernelSet& in_place, const KernelSet& buffered,
             const void* params);
 
-// Adapters from typed kernels: Op::template apply<T>(T* values, size_t n,
-// const Params&) transforms one line.
+// Adapters from typed kernels.  An operation provides either
+// Op::apply<T>(const T* in, T* out, size_t n, const Params&), reading one
+// line and writing another (which may be the same), or
+// Op::apply<T>(T* values, size_t n, const Params&), working in place (the
+// line is then copied to the output first).
 template <class Op, class T>
 void typed_kernel(void* const* lines, size_t count, int32_t, int32_t, const void* params) {
+    const auto& p = *static_cast<const typename Op::Params*>(params);
+    const T* in = static_cast<const T*>(lines[0]);
     T* out = static_cast<T*>(lines[kOutLine]);
-    if (out != lines[0]) std::memcpy(out, lines[0], count * sizeof(T));
-    Op::template apply<T>(out, count, *static_cast<const typename Op::Params*>(params));
+    if constexpr (requires { Op::template apply<T>(in, out, count, p); }) {
+        Op::template apply<T>(in, out, count, p);
+    } else {
+        if (out != in) std::memcpy(out, in, count * sizeof(T));
+        Op::template apply<T>(out, count, p);
+    }
+}
+
+// The data-type codes a kernel set serves.
+constexpr uint32_t types_of(const KernelSet& k) {
+    return (k[0] ? MVTYPE_U8 : 0u) | (k[1] ? MVTYPE_U16 : 0u) | (k[2] ? MVTYPE_U32 : 0u) |
+           (k[3] ? MVTYPE_FLOAT : 0u) | (k[4] ? MVTYPE_DOUBLE : 0u);
 }
 // Which value types an operation has kernels for.
 enum TypeSet : unsigned { kU8 = 1, kU16 = 2, kU32 = 4, kF32 = 8, kF64 = 16,

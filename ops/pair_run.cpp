@@ -37,11 +37,7 @@ int32_t run_sources(mvabort* hook, mvimage* const* sources, int count, mvimage* 
     for (int i = 0; i < count; ++i) setup.sources[i] = sources[i];
     setup.source_count = count;
     setup.destination = dst;
-    uint32_t types = 0;
-    for (size_t i = 0; i < kernels.size(); ++i)
-        if (kernels[i]) types |= i == 0 ? MVTYPE_U8 : i == 1 ? MVTYPE_U16 : i == 2 ? MVTYPE_U32
-                                 : i == 3 ? MVTYPE_FLOAT : MVTYPE_DOUBLE;
-    setup.options = types | extra_options | (colour ? uint32_t{kColor} : 0u);
+    setup.options = types_of(kernels) | extra_options | (colour ? uint32_t{kColor} : 0u);
     setup.mask = colour ? all_pixies_mask(dst->pixfmt.pixies) : 1u;
     Frame frame;
     if (const int32_t rc = frame.open(setup); rc < 0) return rc;

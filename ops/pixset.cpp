@@ -2,6 +2,7 @@
 #include "ops/point.hpp"
 
 #include <cmath>
+#include <type_traits>
 
 namespace mvip::ops {
 namespace {
@@ -9,7 +10,12 @@ namespace {
 template <class T>
 void fill(void* buffer, size_t count, const double* values, uint32_t per) {
     T* v = static_cast<T*>(buffer);
-    for (size_t i = 0; i < count; ++i) v[i] = static_cast<T>(values[i % per]);
+    for (size_t i = 0; i < count; ++i) {
+        // Integer values are truncated to the container (through a 64-bit
+        // integer: a double out of the container's range cannot be cast).
+        if constexpr (std::is_floating_point_v<T>) v[i] = static_cast<T>(values[i % per]);
+        else v[i] = static_cast<T>(static_cast<uint64_t>(values[i % per]));
+    }
 }
 
 // A value converted for storage in an image of the given format: integers

@@ -24,7 +24,9 @@ PointParams params_for(const mvimage* im);
 
 // Runs `kernels` over src -> dst (all pixies, colour accepted).  With
 // `table_route`, integer images large enough for it go through a table of
-// 2^bits entries built by running the kernel once over the identity.
+// 2^bits entries built by running the kernel once over the identity.  Both
+// routes give identical results; operations ask for the table where their
+// kernel costs more than a lookup (contrast, pivoted contrast, gamma).
 int32_t point_dispatch(mvabort* hook, mvimage* src, mvimage* dst, const KernelSet& kernels,
                        const PointParams& params, bool table_route, uint32_t extra_options = 0);
 

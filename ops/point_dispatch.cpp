@@ -71,7 +71,7 @@ int32_t point_run(mvabort* hook, mvimage* src, mvimage* dst, const KernelSet& ke
     setup.hook = hook;
     setup.sources[0] = src;
     setup.destination = dst;
-    setup.options = kAllTypes | kColor | extra_options;
+    setup.options = types_of(kernels) | kColor | extra_options;
     setup.mask = all_pixies(src);
     Frame frame;
     if (const int32_t rc = frame.open(setup); rc < 0) return rc;

@@ -3,6 +3,7 @@
 #include "ops/point.hpp"
 
 #include <cmath>
+#include <cstring>
 
 namespace mvip::ops {
 namespace {
@@ -13,24 +14,49 @@ inline T clip(int64_t v, uint32_t maxval) {
     return static_cast<T>(v < 0 ? 0 : v > int64_t{maxval} ? int64_t{maxval} : v);
 }
 
+// Whether low <= v <= high, as one unsigned comparison in the value's own
+// type (so the loops vectorize): (v - low) <= (high - low) modulo 2^bits.
+template <class T>
+struct Band {
+    T low = 0, span = 0;
+    bool empty = false;
+    Band(uint64_t lo, uint64_t hi) {
+        const uint64_t top = static_cast<T>(~T(0));
+        if (lo > hi || lo > top) {
+            empty = true;
+            return;
+        }
+        low = static_cast<T>(lo);
+        span = static_cast<T>((hi > top ? top : hi) - lo);
+    }
+    bool holds(T v) const { return static_cast<T>(v - low) <= span; }
+};
+
 struct Threshold {  // u[0] low, u[1] high, u[2] value
     using Params = PointParams;
     template <class T>
-    static void apply(T* v, size_t n, const Params& p) {
-        const uint64_t low = p.u[0], high = p.u[1];
+    static void apply(const T* in, T* out, size_t n, const Params& p) {
+        const Band<T> band(p.u[0], p.u[1]);
         const T value = static_cast<T>(p.u[2]);
-        for (size_t i = 0; i < n; ++i)
-            if (v[i] >= low && v[i] <= high) v[i] = value;
+        if (band.empty) {
+            if (out != in) std::memcpy(out, in, n * sizeof(T));
+            return;
+        }
+        for (size_t i = 0; i < n; ++i) out[i] = band.holds(in[i]) ? value : in[i];
     }
 };
 
 struct Threshold2 {  // u[0] low, u[1] high, u[2] inside, u[3] outside
     using Params = PointParams;
     template <class T>
-    static void apply(T* v, size_t n, const Params& p) {
-        const uint64_t low = p.u[0], high = p.u[1];
+    static void apply(const T* in, T* out, size_t n, const Params& p) {
+        const Band<T> band(p.u[0], p.u[1]);
         const T inside = static_cast<T>(p.u[2]), outside = static_cast<T>(p.u[3]);
-        for (size_t i = 0; i < n; ++i) v[i] = (v[i] >= low && v[i] <= high) ? inside : outside;
+        if (band.empty) {
+            for (size_t i = 0; i < n; ++i) out[i] = outside;
+            return;
+        }
+        for (size_t i = 0; i < n; ++i) out[i] = band.holds(in[i]) ? inside : outside;
     }
 };
 
@@ -60,12 +86,26 @@ struct Contrast {  // s[0] low, s[1] high
 struct Add {  // s[0] value, u[0] mode (2: saturating)
     using Params = PointParams;
     template <class T>
-    static void apply(T* v, size_t n, const Params& p) {
-        if (p.u[0] == 2) {
-            for (size_t i = 0; i < n; ++i) v[i] = clip<T>(int64_t{v[i]} + p.s[0], p.maxval);
+    static void apply(const T* in, T* out, size_t n, const Params& p) {
+        const int64_t value = p.s[0];
+        if (p.u[0] != 2) {
+            const T add = static_cast<T>(value);
+            for (size_t i = 0; i < n; ++i) out[i] = static_cast<T>(in[i] + add);
+            return;
+        }
+        // Saturating, in the value's own type: clip(v + value, 0, maxval).
+        const T top = static_cast<T>(p.maxval);
+        if (value >= 0) {
+            const T a = static_cast<T>(value > int64_t{p.maxval} ? p.maxval : value);
+            const T limit = static_cast<T>(top - a);
+            for (size_t i = 0; i < n; ++i) out[i] = in[i] > limit ? top : static_cast<T>(in[i] + a);
         } else {
-            const T add = static_cast<T>(p.s[0]);
-            for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(v[i] + add);
+            const uint64_t m = static_cast<uint64_t>(-value);
+            const T a = static_cast<T>(m > static_cast<T>(~T(0)) ? static_cast<T>(~T(0)) : m);
+            for (size_t i = 0; i < n; ++i) {
+                const T d = in[i] < a ? T(0) : static_cast<T>(in[i] - a);
+                out[i] = d < top ? d : top;
+            }
         }
     }
 };
@@ -176,7 +216,7 @@ extern "C" MVIP_API int32_t mvip8_pixthreshold(mvabort* hook, mvimage* src, mvim
                                                uint32_t low, uint32_t high, uint32_t value) {
     PointParams p = base(src);
     p.u[0] = low, p.u[1] = high, p.u[2] = value;
-    return dispatch<Threshold, kU8U16>(hook, src, dst, p);
+    return dispatch<Threshold, kU8U16>(hook, src, dst, p, false);
 }
 
 extern "C" MVIP_API int32_t mvip8_pixthreshold2(mvabort* hook, mvimage* src, mvimage* dst,
@@ -184,7 +224,7 @@ extern "C" MVIP_API int32_t mvip8_pixthreshold2(mvabort* hook, mvimage* src, mvi
                                                 uint32_t outside) {
     PointParams p = base(src);
     p.u[0] = low, p.u[1] = high, p.u[2] = inside, p.u[3] = outside;
-    return dispatch<Threshold2, kU8U16>(hook, src, dst, p);
+    return dispatch<Threshold2, kU8U16>(hook, src, dst, p, false);
 }
 
 extern "C" MVIP_API int32_t mvip8_pixcontrast(mvabort* hook, mvimage* src, mvimage* dst,
@@ -198,7 +238,7 @@ extern "C" MVIP_API int32_t mvip8_pixadd(mvabort* hook, mvimage* src, mvimage* d
                                          int32_t value, int32_t mode) {
     PointParams p = base(src);
     p.s[0] = value, p.u[0] = static_cast<uint32_t>(mode);
-    return dispatch<Add, kU8U16>(hook, src, dst, p);
+    return dispatch<Add, kU8U16>(hook, src, dst, p, false);
 }
 
 extern "C" MVIP_API int32_t mvip8_pixscale(mvabort* hook, mvimage* src, mvimage* dst,

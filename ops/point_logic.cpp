@@ -8,13 +8,13 @@ namespace {
 struct Negate {
     using Params = PointParams;
     template <class T>
-    static void apply(T* v, size_t n, const Params& p) {
+    static void apply(const T* in, T* out, size_t n, const Params& p) {
         if constexpr (std::is_floating_point_v<T>) {
             const T sum = static_cast<T>((p.hi - p.lo) + 2 * p.lo);
-            for (size_t i = 0; i < n; ++i) v[i] = sum - v[i];
+            for (size_t i = 0; i < n; ++i) out[i] = sum - in[i];
         } else {
             const T top = static_cast<T>(p.maxval);
-            for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(top - v[i]);
+            for (size_t i = 0; i < n; ++i) out[i] = static_cast<T>(top - in[i]);
         }
     }
 };
@@ -22,55 +22,63 @@ struct Negate {
 struct ShiftRight {
     using Params = PointParams;
     template <class T>
-    static void apply(T* v, size_t n, const Params& p) {
+    static void apply(const T* in, T* out, size_t n, const Params& p) {
         const unsigned s = static_cast<unsigned>(p.u[0] % 32);
-        for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(uint32_t{v[i]} >> s);
+        if (s >= 8 * sizeof(T)) {
+            for (size_t i = 0; i < n; ++i) out[i] = 0;
+            return;
+        }
+        for (size_t i = 0; i < n; ++i) out[i] = static_cast<T>(in[i] >> s);
     }
 };
 
 struct ShiftLeft {  // truncated to the value's type, never clipped
     using Params = PointParams;
     template <class T>
-    static void apply(T* v, size_t n, const Params& p) {
+    static void apply(const T* in, T* out, size_t n, const Params& p) {
         const unsigned s = static_cast<unsigned>(p.u[0] % 32);
-        for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(uint32_t{v[i]} << s);
+        if (s >= 8 * sizeof(T)) {
+            for (size_t i = 0; i < n; ++i) out[i] = 0;
+            return;
+        }
+        for (size_t i = 0; i < n; ++i) out[i] = static_cast<T>(uint32_t{in[i]} << s);
     }
 };
 
 struct And {
     using Params = PointParams;
     template <class T>
-    static void apply(T* v, size_t n, const Params& p) {
+    static void apply(const T* in, T* out, size_t n, const Params& p) {
         const T m = static_cast<T>(p.u[0]);
-        for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(v[i] & m);
+        for (size_t i = 0; i < n; ++i) out[i] = static_cast<T>(in[i] & m);
     }
 };
 
 struct Or {
     using Params = PointParams;
     template <class T>
-    static void apply(T* v, size_t n, const Params& p) {
+    static void apply(const T* in, T* out, size_t n, const Params& p) {
         const T m = static_cast<T>(p.u[0]);
-        for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(v[i] | m);
+        for (size_t i = 0; i < n; ++i) out[i] = static_cast<T>(in[i] | m);
     }
 };
 
 struct Xor {
     using Params = PointParams;
     template <class T>
-    static void apply(T* v, size_t n, const Params& p) {
+    static void apply(const T* in, T* out, size_t n, const Params& p) {
         const T m = static_cast<T>(p.u[0]);
-        for (size_t i = 0; i < n; ++i) v[i] = static_cast<T>(v[i] ^ m);
+        for (size_t i = 0; i < n; ++i) out[i] = static_cast<T>(in[i] ^ m);
     }
 };
 
 struct MostSignificantBit {
     using Params = PointParams;
     template <class T>
-    static void apply(T* v, size_t n, const Params& p) {
+    static void apply(const T* in, T* out, size_t n, const Params& p) {
         const T bit = static_cast<T>(p.bits ? uint64_t{1} << (p.bits - 1) : 0);
         const T top = static_cast<T>(p.maxval);
-        for (size_t i = 0; i < n; ++i) v[i] = (v[i] & bit) ? top : T(0);
+        for (size_t i = 0; i < n; ++i) out[i] = (in[i] & bit) ? top : T(0);
     }
 };
 
@@ -79,7 +87,8 @@ int32_t point(mvabort* hook, mvimage* src, mvimage* dst, uint64_t arg = 0) {
     static constexpr KernelSet kernels = kernels_for<Op, Set>();
     PointParams p = src ? params_for(src) : PointParams{};
     p.u[0] = arg;
-    return point_dispatch(hook, src, dst, kernels, p, true);
+    // These kernels vectorize: a table would only be slower.
+    return point_dispatch(hook, src, dst, kernels, p, false);
 }
 
 }  // namespace
