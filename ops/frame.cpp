@@ -50,7 +50,12 @@ Frame::~Frame() {
 int32_t Frame::open_image(int i, mvimage* im, uint32_t type) {
     const uint32_t mode = (setup_.options & kColumns) ? MVMODE_YSCAN : 0;
     const uint32_t request = type | MVREQ_LOW;
-    int32_t rc = (setup_.options & kConvert) ? -1 : im->ioset(im, mode, request, setup_.mask);
+    // An operation that fixes the type works on full-width values of it: an
+    // image with fewer significant bits is scaled through a converter too.
+    const bool rescale = setup_.fixed_type && is_int_type(type) &&
+                         im->pixfmt.bits != 8 * pixie_bytes(type);
+    int32_t rc = ((setup_.options & kConvert) || rescale) ? -1
+                                                          : im->ioset(im, mode, request, setup_.mask);
     if (rc < 0) {
         // The image cannot serve the type itself: present it through a
         // converter whose image is the current window.
@@ -58,7 +63,7 @@ int32_t Frame::open_image(int i, mvimage* im, uint32_t type) {
         if (!views_[i]) return MVERR_MEMORY;
         mvpixfmt fmt = im->pixfmt;
         fmt.datatype = type;
-        const bool keep_bits = type_of(type) == type_of(im->pixfmt.datatype);
+        const bool keep_bits = type_of(type) == type_of(im->pixfmt.datatype) && !rescale;
         rc = mvimage_converter(views_[i].get(), im, &fmt, 0, 0, keep_bits ? 0 : 8 * pixie_bytes(type), 0);
         if (rc < 0) return rc;
         im = views_[i].get();
@@ -117,13 +122,16 @@ int32_t Frame::open(const Setup& setup, int extra_buffers) {
         line_length = std::max(line_length, sized);
     }
 
-    if (!setup.fixed_type) {
+    {
         for (mvimage* im : given) {
             if (!im) continue;
-            if (!(setup.options & kAnyType) &&
+            // With a fixed type every image is opened in it: types and bits
+            // need not match, pixie counts and window sizes still must.
+            if (!setup.fixed_type && !(setup.options & kAnyType) &&
                 type_of(im->pixfmt.datatype) != type_of(reference->pixfmt.datatype))
                 return MVERR_USAGE;
-            if (!(setup.options & kAnyBits) && im->pixfmt.bits != reference->pixfmt.bits)
+            if (!setup.fixed_type && !(setup.options & kAnyBits) &&
+                im->pixfmt.bits != reference->pixfmt.bits)
                 return MVERR_USAGE;
             if (im->pixfmt.pixies != reference->pixfmt.pixies) return MVERR_USAGE;
             if (!(setup.options & kAnyDims) &&
