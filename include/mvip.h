@@ -882,10 +882,42 @@ MVIP_API int32_t mvip8_3x3rankhigh(mvabort *hook, mvimage *src, mvimage *dst);
 MVIP_API int32_t mvip8_3x3median(mvabort *hook, mvimage *src, mvimage *dst);
 MVIP_API int32_t mvip8_3x3medianw(mvabort *hook, mvimage *src, mvimage *dst);
 MVIP_API int32_t mvip8_3x3binmedian(mvabort *hook, mvimage *src, mvimage *dst);
+/* Sobel gradient on 8-bit values (other types are read and written through
+ * a type converter at 8 bits): gx = (A2 + 2M2 + B2) - (A0 + 2M0 + B0),
+ * gy = (A0 + 2A1 + A2) - (B0 + 2B1 + B2), mag = isqrt(gx^2 + gy^2) (exact),
+ * at most 1140.  mode & 3: 0 (mag 255 + 570) / 1140; 1 clamp(C - that, 0,
+ * 255) on the replicated border; 2 T[mag] << 3 | d with T[i] =
+ * trunc(ln(i + 1) 31 / ln 1141 + 0.5) (1141-byte table built per call, -2
+ * when it cannot be had) and d the chain direction of (gx, gy): 0 east,
+ * counter-clockwise in 45-degree sectors centred on each code (1 up-right,
+ * 2 up, 4 west, 6 down), 0 when T[mag] is 0; 3 min(mag, 255).  Modes 0, 2, 3
+ * read zeros outside the window. */
 MVIP_API int32_t mvip8_3x3sobel(mvabort *hook, mvimage *src, mvimage *dst, uint32_t mode);
+/* As mvip8_3x3sobel on the 3-10-3 gradient: gx = 3(A2 - A0) + 10(M2 - M0)
+ * + 3(B2 - B0), gy = 3(A0 - B0) + 10(A1 - B1) + 3(A2 - B2); the largest
+ * magnitude is 4811, so mode 0 is (mag 255 + 2405) / 4811 and mode 2 uses a
+ * 4812-entry table with ln 4812. */
 MVIP_API int32_t mvip8_3x3sobela(mvabort *hook, mvimage *src, mvimage *dst, uint32_t mode);
+/* Roberts cross on 8-bit values over lines y (U) and y + 1 (L):
+ * sum = |L[x+1] - U[x]| + |U[x+1] - L[x]| (0..510).  mode & 3: 0 sum / 2;
+ * 1 clamp(U[x] - sum / 2, 0, 255) on the replicated border; 2 T[sum] << 3 | d,
+ * T[i] = trunc(ln(i + 1) 31 / ln 511 + 0.5) (511-byte table per call, -2),
+ * d the chain direction (as Sobel) of gx = (U[x+1] + L[x+1]) - (U[x] + L[x]),
+ * gy = (U[x] + U[x+1]) - (L[x] + L[x+1]), 0 when T[sum] is 0;
+ * 3 min(sum, 255).  Zeros outside the window except in mode 1. */
 MVIP_API int32_t mvip8_2x2roberts(mvabort *hook, mvimage *src, mvimage *dst, uint32_t mode);
+/* Kirsch compass on 8-bit values: n = A0 A1 A2 M2 B2 B1 B0 M0; response
+ * of direction k = 5 (n[k] + n[k+1] + n[k+2]) - 3 (the other five), indices
+ * mod 8; the largest (earliest k on ties) is kept; it is never negative,
+ * the eight responses summing to zero.  mode & 3: 0 max / 15; 1 clamp(C -
+ * max / 15, 0, 255) on the replicated border; 2 ((trunc(ln(max + 1) 31 /
+ * 8.24957515) & 31) << 3) | ((2 - k) & 7), direction bits 0 when the field
+ * is 0; 3 min(max, 255).  Zeros outside the window except in mode 1. */
 MVIP_API int32_t mvip8_3x3kirsch(mvabort *hook, mvimage *src, mvimage *dst, uint32_t mode);
+/* One generation of life on u8 images (other types -19): alive = value >=
+ * 128; s = live cells of the nine, centre included; a live cell survives
+ * when s is 3 or 4, a dead one is born when s is 3; the new value is
+ * (C >> 2) | (128 if alive).  Cells outside the window are dead. */
 MVIP_API int32_t mvip8_3x3life(mvabort *hook, mvimage *src, mvimage *dst);
 MVIP_API int32_t mvip8_NxNconvolve(mvabort *hook, mvimage *src, mvimage *dst, uint32_t n,
                                    const int32_t *coef, int32_t offset, int32_t divisor,
