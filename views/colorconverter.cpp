@@ -25,7 +25,7 @@
 // -21.
 #include "core/memvalue.hpp"
 #include "views/colorspaces.hpp"
-#include "views/view.hpp"
+#include "views/forward.hpp"
 
 namespace mvip::view {
 namespace {
@@ -49,7 +49,6 @@ struct ClrState {
     uint32_t sel_count;     // pixies per caller pixel
     uint32_t pair_parity;   // added to a parent-relative x: odd = second pixel of a pair
     uint32_t chunk;         // pixels per staged step
-    uint32_t map_mode;      // scan mode of the current mapping
     mem::MoveFn read_move;  // view form -> caller form
     mem::MoveFn write_move; // caller form -> view form
     uint32_t read_arg, write_arg;
@@ -64,15 +63,6 @@ ClrState& st(mvimage* v) { return state_of<ClrState>(v); }
 mvimage* parent(mvimage* v) { return parent_of<ClrState>(v); }
 
 // Coordinates relative to the parent's window.
-mvpoint on_parent(mvimage* v, uint32_t x, uint32_t y) {
-    const mvpoint off = parent_offset(v, st(v).head.follow);
-    return {static_cast<int32_t>(x) + off.x, static_cast<int32_t>(y) + off.y};
-}
-
-bool starts_inside(mvimage* v, int32_t x, int32_t y) {
-    return static_cast<uint32_t>(x) < wind_width(v) && static_cast<uint32_t>(y) < wind_height(v);
-}
-
 bool aligned(const void* p, size_t bytes) {
     return reinterpret_cast<uintptr_t>(p) % bytes == 0;
 }
@@ -95,7 +85,7 @@ uint32_t forward_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, in
     auto* buf = static_cast<unsigned char*>(buffer);
     const bool yscan = (s.run_mode & MVMODE_YSCAN) != 0;
     return walk_run(n, x, y, w, h, yscan, s.head.follow, n, [&](uint32_t cx, uint32_t cy, uint32_t k) {
-        const mvpoint at = on_parent(v, cx, cy);
+        const mvpoint at = offset_to_parent(v, cx, cy);
         const uint32_t moved = Write ? p->iorite(p, parent_flags(flags), buf, k, at.x, at.y)
                                      : p->ioread(p, parent_flags(flags), buf, k, at.x, at.y);
         buf += moved * pixel_bytes;
@@ -118,7 +108,7 @@ struct Fetched {
 // pairs it is 0 unless everything was delivered.
 Fetched fetch(mvimage* v, mvimage* p, const ClrState& s, uint32_t pflags, uint32_t cx,
               uint32_t cy, uint32_t k, bool yscan, unsigned char* stage, unsigned char* scratch) {
-    const mvpoint at = on_parent(v, cx, cy);
+    const mvpoint at = offset_to_parent(v, cx, cy);
     if (!s.pairs) return {p->ioread(p, pflags, stage, k, at.x, at.y), 0, 1};
     const uint32_t lead = (s.pair_parity + static_cast<uint32_t>(at.x)) & 1u;
     const int32_t x0 = at.x - static_cast<int32_t>(lead);
@@ -175,7 +165,7 @@ uint32_t staged_read(mvimage* v, uint32_t flags, void* buffer, uint32_t count, i
         Fetched f{0, 0, 1};
         if (s.mapped) {
             mvmapdesc desc{};
-            const mvpoint at = on_parent(v, cx, cy);
+            const mvpoint at = offset_to_parent(v, cx, cy);
             if (p->imap(p, &desc, at.x, at.y) == 1 && desc.stride == ppix && desc.count >= k &&
                 aligned(desc.address, vsize)) {
                 from_parent = static_cast<const unsigned char*>(desc.address);
@@ -217,7 +207,7 @@ uint32_t staged_write(mvimage* v, uint32_t flags, void* buffer, uint32_t count, 
     auto* buf = static_cast<unsigned char*>(buffer);
     return walk_run(n, x, y, w, h, yscan, s.head.follow && !s.pairs, s.chunk,
                     [&](uint32_t cx, uint32_t cy, uint32_t k) -> uint32_t {
-        const mvpoint at = on_parent(v, cx, cy);
+        const mvpoint at = offset_to_parent(v, cx, cy);
         const uint32_t position = s.pairs ? (s.pair_parity + static_cast<uint32_t>(at.x)) & 1u : 0;
         const uint32_t phase = yscan ? (color::kPhaseColumn | position) : position;
         uint32_t moved;
@@ -342,31 +332,6 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
 
 // ---- scattered transfers: equal spaces only -----------------------------------
 
-int32_t bxtp(mvimage* v, int32_t operation, mvbxtentry* list, uint32_t n) {
-    mvimage* p = parent(v);
-    if (!prepares(operation) || !list || p == v) return operation;
-    for (uint32_t i = 0; i < n; ++i) {
-        const bool inside = starts_inside(v, list[i].x, list[i].y);
-        const mvpoint at = inside ? on_parent(v, list[i].x, list[i].y) : mvpoint{-1, -1};
-        list[i].x = at.x;
-        list[i].y = at.y;
-    }
-    return p->bxtp(p, operation, list, n);
-}
-
-uint32_t bxta(mvimage* v, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
-              int32_t code) {
-    mvimage* p = parent(v);
-    if (p == v) return 0;
-    if (prepares(operation)) bxtp(v, operation, list, n);
-    return p->bxta(p, operation & ~0x80, buffer, list, n, code);
-}
-
-int32_t bxtw(mvimage* v) {
-    mvimage* p = parent(v);
-    return p == v ? 1 : p->bxtw(p);
-}
-
 int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     v->bxtp = noop::bxtp;
     v->bxta = noop::bxta;
@@ -379,82 +344,22 @@ int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (!st(v).forward) return MVERR_UNSUPPORTED;
     const int32_t rc = p->bxts(p, mode, type, mask);
     if (rc < 0) return rc;
-    v->bxtp = bxtp;
-    v->bxta = bxta;
-    v->bxtw = bxtw;
+    v->bxtp = offset_bxtp;
+    v->bxta = offset_bxta;
+    v->bxtw = forward_bxtw;
     return rc;
 }
 
 // ---- direct mapping: equal spaces only --------------------------------------
 
-int32_t imap(mvimage* v, mvmapdesc* desc, int32_t x, int32_t y) {
-    if (!desc) return 0;
-    mvimage* p = parent(v);
-    const uint32_t n = run_length_2d(st(v).map_mode & ~MVMODE_NOCHECK, wind_width(v),
-                                     wind_height(v), x, y);
-    if (n == 0 || p == v) {
-        desc->runs = 0;
-        return 0;
-    }
-    const mvpoint at = on_parent(v, x, y);
-    const int32_t rc = p->imap(p, desc, at.x, at.y);
-    if (rc == 1 && desc->count > n) desc->count = n;
-    return rc;
-}
-
-int32_t imapr(mvimage* v, mvmapdesc* desc) {
-    mvimage* p = parent(v);
-    if (p == v) {
-        if (desc) desc->runs = 0;
-        return 0;
-    }
-    return p->imapr(p, desc);
-}
-
+// Mapping only where the parent already holds the view's form.
 int32_t imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     v->imap = noop::imap;
     v->imapr = noop::imapr;
     mvimage* p = parent(v);
-    NestingGuard guard;
-    if (p == v || guard.too_deep()) return kSelfParent;
-    if (!st(v).forward || type_of(type) != type_of(v->pixfmt.datatype)) return MVERR_DATATYPE;
-    // Runs across lines only match when the view shares the parent's window.
-    if (!st(v).head.follow) mode &= ~MVMODE_CONTINUE;
-    const int32_t rc = p->imapset(p, mode, type, mask);
-    if (rc < 0) return rc;
-    st(v).map_mode = mode & ~MVMODE_WRITE;
-    if (rc == MVMAP_GRANT) st(v).map_mode &= ~MVMODE_CONTINUE;
-    v->imap = imap;
-    v->imapr = imapr;
-    return rc;
-}
-
-uint32_t aeiou(mvimage* v, uint32_t code, void* arg) {
-    mvimage* p = parent(v);
-    NestingGuard guard;
-    if (p == v || guard.too_deep()) return 0;
-    const uint32_t answer = p->aeiou(p, code, arg);
-    return (code == 'b' || code == 'i' || code == 'm') ? layered(answer, 0) : answer;
-}
-
-mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
-    switch (code) {
-        case 's': {
-            if (!set_own_window(v, w)) return nullptr;
-            mvimage* p = parent(v);
-            NestingGuard guard;
-            if (st(v).head.follow && p != v && !guard.too_deep()) p->xwind(p, &v->wind, 's');
-            set_idle_slots(v, ioset, bxts, imapset);
-            return &v->wind;
-        }
-        case 'w':
-            if (w) *w = v->wind;
-            return &v->wind;
-        case 'i':
-            if (w) *w = v->imdim;
-            return &v->imdim;
-        default: return nullptr;
-    }
+    if (p != v && (!st(v).forward || type_of(type) != type_of(v->pixfmt.datatype)))
+        return MVERR_DATATYPE;
+    return forward_imapset(v, mode, type, mask);
 }
 
 // The view's format: equal spaces keep the parent's; otherwise the parent's
@@ -473,6 +378,10 @@ mvpixfmt view_format(const mvpixfmt& parent_fmt, uint32_t space) {
         f.valflags = 0;
     }
     return f;
+}
+
+mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
+    return follow_xwind(v, w, code, [](mvimage* view) { set_idle_slots(view, ioset, bxts, imapset); });
 }
 
 }  // namespace
@@ -521,7 +430,7 @@ extern "C" MVIP_API int32_t mvimage_colorconverter(mvimage* v, mvimage* parent_r
     v->pixfmt = view_format(d.pixfmt, colorspace);
     derive_sizes(v);
     set_kind(v, "MVIMCLR");
-    v->aeiou = aeiou;
+    v->aeiou = forward_aeiou;
     v->xwind = xwind;
     ClrState& s = st(v);
     s.head.parent_ref = ref;

@@ -6,7 +6,7 @@
 //    of each view line and sent line by line;
 //  - pfbix: the parent serves only whole pixels; they are staged 2048 bytes
 //    at a time and the wanted pixie is taken out (or put in) here.
-#include "views/view.hpp"
+#include "views/forward.hpp"
 
 namespace mvip::view {
 namespace {
@@ -58,15 +58,6 @@ ElementFn element_for(uint32_t type) {
     }
 }
 
-mvpoint on_parent(mvimage* v, uint32_t x, uint32_t y) {
-    const mvpoint off = parent_offset(v, st(v).head.follow);
-    return {static_cast<int32_t>(x) + off.x, static_cast<int32_t>(y) + off.y};
-}
-
-bool starts_inside(mvimage* v, int32_t x, int32_t y) {
-    return static_cast<uint32_t>(x) < wind_width(v) && static_cast<uint32_t>(y) < wind_height(v);
-}
-
 template <bool Write>
 uint32_t io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y) {
     mvimage* p = parent(v);
@@ -81,7 +72,7 @@ uint32_t io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
 
     if (s.strategy != Strategy::pfbix) {
         return walk_run(n, x, y, w, h, yscan, whole_runs, n, [&](uint32_t cx, uint32_t cy, uint32_t k) {
-            const mvpoint at = on_parent(v, cx, cy);
+            const mvpoint at = offset_to_parent(v, cx, cy);
             const uint32_t moved = Write ? p->iorite(p, pf, buf, k, at.x, at.y)
                                          : p->ioread(p, pf, buf, k, at.x, at.y);
             buf += size_t{moved} * s.pixie_bytes;
@@ -92,7 +83,7 @@ uint32_t io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
     const uint32_t pixies = p->pixfmt.pixies;
     const bool across = s.head.follow != 0;
     return walk_run(n, x, y, w, h, yscan, across, s.chunk, [&](uint32_t cx, uint32_t cy, uint32_t k) {
-        const mvpoint at = on_parent(v, cx, cy);
+        const mvpoint at = offset_to_parent(v, cx, cy);
         // Writes read the whole pixels first so the other pixies stay.
         uint32_t moved = p->ioread(p, pf, stage, k, at.x, at.y);
         if constexpr (Write) {
@@ -158,31 +149,6 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
 }
 
 // Scattered transfers go to the parent with the slice mask.
-int32_t bxtp(mvimage* v, int32_t operation, mvbxtentry* list, uint32_t n) {
-    mvimage* p = parent(v);
-    if (!prepares(operation) || !list || p == v) return operation;
-    for (uint32_t i = 0; i < n; ++i) {
-        const bool inside = starts_inside(v, list[i].x, list[i].y);
-        const mvpoint at = inside ? on_parent(v, list[i].x, list[i].y) : mvpoint{-1, -1};
-        list[i].x = at.x;
-        list[i].y = at.y;
-    }
-    return p->bxtp(p, operation, list, n);
-}
-
-uint32_t bxta(mvimage* v, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
-              int32_t code) {
-    mvimage* p = parent(v);
-    if (p == v) return 0;
-    if (prepares(operation)) bxtp(v, operation, list, n);
-    return p->bxta(p, operation & ~0x80, buffer, list, n, code);
-}
-
-int32_t bxtw(mvimage* v) {
-    mvimage* p = parent(v);
-    return p == v ? 1 : p->bxtw(p);
-}
-
 int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     v->bxtp = noop::bxtp;
     v->bxta = noop::bxta;
@@ -192,40 +158,14 @@ int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (mask != 1) return MVERR_COLORS;
     const int32_t rc = p->bxts(p, mode, type, st(v).slice_mask);
     if (rc < 0) return rc;
-    v->bxtp = bxtp;
-    v->bxta = bxta;
-    v->bxtw = bxtw;
+    v->bxtp = offset_bxtp;
+    v->bxta = offset_bxta;
+    v->bxtw = forward_bxtw;
     return rc;
 }
 
-uint32_t aeiou(mvimage* v, uint32_t code, void* arg) {
-    mvimage* p = parent(v);
-    NestingGuard guard;
-    if (p == v || guard.too_deep()) return 0;
-    const uint32_t answer = p->aeiou(p, code, arg);
-    return (code == 'b' || code == 'i' || code == 'm') ? layered(answer, 0) : answer;
-}
-
 mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
-    switch (code) {
-        case 's': {
-            if (!set_own_window(v, w)) return nullptr;
-            mvimage* p = parent(v);
-            NestingGuard guard;
-            if (st(v).head.follow && p != v && !guard.too_deep()) p->xwind(p, &v->wind, 's');
-            // A pixie one pixel apart from the next cannot be mapped as a
-            // run of this view's pixels: mapping stays unsupported.
-            set_idle_slots(v, ioset, bxts, noop::imapset);
-            return &v->wind;
-        }
-        case 'w':
-            if (w) *w = v->wind;
-            return &v->wind;
-        case 'i':
-            if (w) *w = v->imdim;
-            return &v->imdim;
-        default: return nullptr;
-    }
+    return follow_xwind(v, w, code, [](mvimage* view) { set_idle_slots(view, ioset, bxts, noop::imapset); });
 }
 
 }  // namespace
@@ -248,7 +188,7 @@ extern "C" MVIP_API int32_t mvimage_colorslice(mvimage* v, mvimage* parent_ref, 
     d.pixfmt.pixies = 1;
     fill_description(v, d, follow != 0);
     set_kind(v, "ClrSlice");
-    v->aeiou = aeiou;
+    v->aeiou = forward_aeiou;
     v->xwind = xwind;
     SliceState& s = st(v);
     s.head.parent_ref = ref;

@@ -5,7 +5,7 @@
 // converted (rules in views/typeconvert.hpp).
 #include "core/memvalue.hpp"
 #include "views/typeconvert.hpp"
-#include "views/view.hpp"
+#include "views/forward.hpp"
 
 #include <memory>
 #include <new>
@@ -26,7 +26,6 @@ struct ConvState {
     uint32_t run_mode;        // scan mode of the current run access
     uint32_t sel_count;       // pixies per caller pixel
     uint32_t bxt_count;       // pixies per scattered entry
-    uint32_t map_mode;        // scan mode of the current mapping
     conv::Plan to_view;       // parent values -> view values
     conv::Plan to_parent;     // view values -> parent values
     mem::MoveFn read_move;    // view form -> caller form
@@ -48,15 +47,6 @@ uint32_t parent_request(const mvimage* p, const ConvState& s) {
 }
 
 // Coordinates relative to the parent's window.
-mvpoint on_parent(mvimage* v, uint32_t x, uint32_t y) {
-    const mvpoint off = parent_offset(v, st(v).head.follow);
-    return {static_cast<int32_t>(x) + off.x, static_cast<int32_t>(y) + off.y};
-}
-
-bool starts_inside(mvimage* v, int32_t x, int32_t y) {
-    return static_cast<uint32_t>(x) < wind_width(v) && static_cast<uint32_t>(y) < wind_height(v);
-}
-
 uint32_t iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
     return std::min(count, run_length_2d(st(v).run_mode, wind_width(v), wind_height(v), x, y));
 }
@@ -75,7 +65,7 @@ uint32_t forward_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, in
     auto* buf = static_cast<unsigned char*>(buffer);
     const bool yscan = (s.run_mode & MVMODE_YSCAN) != 0;
     return walk_run(n, x, y, w, h, yscan, s.head.follow, n, [&](uint32_t cx, uint32_t cy, uint32_t k) {
-        const mvpoint at = on_parent(v, cx, cy);
+        const mvpoint at = offset_to_parent(v, cx, cy);
         const uint32_t moved = Write ? p->iorite(p, parent_flags(flags), buf, k, at.x, at.y)
                                      : p->ioread(p, parent_flags(flags), buf, k, at.x, at.y);
         buf += moved * pixel_bytes;
@@ -101,7 +91,7 @@ uint32_t staged_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int
     auto* buf = static_cast<unsigned char*>(buffer);
     const bool yscan = (s.run_mode & MVMODE_YSCAN) != 0;
     return walk_run(n, x, y, w, h, yscan, s.head.follow, chunk, [&](uint32_t cx, uint32_t cy, uint32_t k) {
-        const mvpoint at = on_parent(v, cx, cy);
+        const mvpoint at = offset_to_parent(v, cx, cy);
         const size_t nv = size_t{k} * c;
         const ptrdiff_t vb = static_cast<ptrdiff_t>(nv * vbytes);
         uint32_t moved;
@@ -184,32 +174,12 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
 
 // ---- scattered transfers ------------------------------------------------
 
-int32_t bxtp(mvimage* v, int32_t operation, mvbxtentry* list, uint32_t n) {
-    mvimage* p = parent(v);
-    if (!prepares(operation) || !list || p == v) return operation;
-    for (uint32_t i = 0; i < n; ++i) {
-        const bool inside = starts_inside(v, list[i].x, list[i].y);
-        const mvpoint at = inside ? on_parent(v, list[i].x, list[i].y) : mvpoint{-1, -1};
-        list[i].x = at.x;
-        list[i].y = at.y;
-    }
-    return p->bxtp(p, operation, list, n);
-}
-
-uint32_t bxta_forward(mvimage* v, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
-                      int32_t code) {
-    mvimage* p = parent(v);
-    if (p == v) return 0;
-    if (prepares(operation)) bxtp(v, operation, list, n);
-    return p->bxta(p, operation & ~0x80, buffer, list, n, code);
-}
-
 uint32_t bxta_staged(mvimage* v, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
                      int32_t code) {
     mvimage* p = parent(v);
     const ConvState& s = st(v);
     if (p == v || !buffer || !list) return 0;
-    if (prepares(operation)) bxtp(v, operation, list, n);
+    if (prepares(operation)) offset_bxtp(v, operation, list, n);
     const size_t values = size_t{n} * s.bxt_count;
     const size_t bytes = values * std::max(v->pixiesize, p->pixiesize);
     std::unique_ptr<unsigned char[]> stage(new (std::nothrow) unsigned char[bytes ? bytes : 1]);
@@ -226,11 +196,6 @@ uint32_t bxta_staged(mvimage* v, int32_t operation, void* buffer, mvbxtentry* li
     return rc;
 }
 
-int32_t bxtw(mvimage* v) {
-    mvimage* p = parent(v);
-    return p == v ? 1 : p->bxtw(p);
-}
-
 int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     v->bxtp = noop::bxtp;
     v->bxta = noop::bxta;
@@ -245,7 +210,7 @@ int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (can_forward(v, p)) {
         rc = p->bxts(p, mode, type, mask);
         if (rc < 0) return rc;
-        v->bxta = bxta_forward;
+        v->bxta = offset_bxta;
     } else {
         const mem::SideChoice read = mem::choose_side(v, type, false);
         const mem::SideChoice write = mem::choose_side(v, type, true);
@@ -259,81 +224,21 @@ int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
         v->bxta = bxta_staged;
     }
     s.bxt_count = sel.count;
-    v->bxtp = bxtp;
-    v->bxtw = bxtw;
+    v->bxtp = offset_bxtp;
+    v->bxtw = forward_bxtw;
     return rc;
 }
 
 // ---- direct mapping: only where the parent already holds the view's form
 
-int32_t imap(mvimage* v, mvmapdesc* desc, int32_t x, int32_t y) {
-    if (!desc) return 0;
-    mvimage* p = parent(v);
-    const uint32_t n = run_length_2d(st(v).map_mode & ~MVMODE_NOCHECK, wind_width(v),
-                                     wind_height(v), x, y);
-    if (n == 0 || p == v) {
-        desc->runs = 0;
-        return 0;
-    }
-    const mvpoint at = on_parent(v, x, y);
-    const int32_t rc = p->imap(p, desc, at.x, at.y);
-    if (rc == 1 && desc->count > n) desc->count = n;
-    return rc;
-}
-
-int32_t imapr(mvimage* v, mvmapdesc* desc) {
-    mvimage* p = parent(v);
-    if (p == v) {
-        if (desc) desc->runs = 0;
-        return 0;
-    }
-    return p->imapr(p, desc);
-}
-
+// Mapping only where the parent already holds the view's form.
 int32_t imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     v->imap = noop::imap;
     v->imapr = noop::imapr;
     mvimage* p = parent(v);
-    NestingGuard guard;
-    if (p == v || guard.too_deep()) return kSelfParent;
-    if (!can_forward(v, p) || type_of(type) != type_of(v->pixfmt.datatype)) return MVERR_DATATYPE;
-    // Runs across lines only match when the view shares the parent's window.
-    if (!st(v).head.follow) mode &= ~MVMODE_CONTINUE;
-    const int32_t rc = p->imapset(p, mode, type, mask);
-    if (rc < 0) return rc;
-    st(v).map_mode = mode & ~MVMODE_WRITE;
-    if (rc == MVMAP_GRANT) st(v).map_mode &= ~MVMODE_CONTINUE;
-    v->imap = imap;
-    v->imapr = imapr;
-    return rc;
-}
-
-uint32_t aeiou(mvimage* v, uint32_t code, void* arg) {
-    mvimage* p = parent(v);
-    NestingGuard guard;
-    if (p == v || guard.too_deep()) return 0;
-    const uint32_t answer = p->aeiou(p, code, arg);
-    return (code == 'b' || code == 'i' || code == 'm') ? layered(answer, 0) : answer;
-}
-
-mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
-    switch (code) {
-        case 's': {
-            if (!set_own_window(v, w)) return nullptr;
-            mvimage* p = parent(v);
-            NestingGuard guard;
-            if (st(v).head.follow && p != v && !guard.too_deep()) p->xwind(p, &v->wind, 's');
-            set_idle_slots(v, ioset, bxts, imapset);
-            return &v->wind;
-        }
-        case 'w':
-            if (w) *w = v->wind;
-            return &v->wind;
-        case 'i':
-            if (w) *w = v->imdim;
-            return &v->imdim;
-        default: return nullptr;
-    }
+    if (p != v && (!can_forward(v, p) || type_of(type) != type_of(v->pixfmt.datatype)))
+        return MVERR_DATATYPE;
+    return forward_imapset(v, mode, type, mask);
 }
 
 // The view's own format: the requested data type (and range, for floats)
@@ -366,6 +271,10 @@ mvpixfmt view_format(const mvpixfmt& parent_fmt, const mvpixfmt* newfmt, uint32_
     return f;
 }
 
+mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
+    return follow_xwind(v, w, code, [](mvimage* view) { set_idle_slots(view, ioset, bxts, imapset); });
+}
+
 }  // namespace
 }  // namespace mvip::view
 
@@ -387,7 +296,7 @@ extern "C" MVIP_API int32_t mvimage_converter(mvimage* v, mvimage* parent_ref,
     v->pixfmt = view_format(d.pixfmt, newfmt, newbits);
     derive_sizes(v);
     set_kind(v, "MVIMCONV");
-    v->aeiou = aeiou;
+    v->aeiou = forward_aeiou;
     v->xwind = xwind;
     ConvState& s = st(v);
     s.head.parent_ref = ref;

@@ -12,6 +12,7 @@ struct ViewHead {
     int64_t parent_ref;  // parent address, or -128..-1: index relative to the view
     uint8_t follow;      // non-zero: the view shares the parent's window
     uint8_t reserved[3];
+    uint32_t map_mode;   // scan mode of the current mapping (forwarded mappings)
 };
 #pragma pack(pop)
 

@@ -1,0 +1,39 @@
+// Slots shared by the views that show their parent's pixels at the same
+// places, offset only by the view's window (type and colour converters,
+// colour slices): coordinate translation, scattered transfers, mapping,
+// inquiries and window setting, all forwarded to the parent.  Every such
+// view's private state begins with a ViewHead.
+#pragma once
+
+#include "views/view.hpp"
+
+namespace mvip::view {
+
+mvimage* head_parent(mvimage* v);
+ViewHead& head_of(mvimage* v);
+
+// Window-relative (x, y) in the parent's window coordinates.
+mvpoint offset_to_parent(mvimage* v, uint32_t x, uint32_t y);
+bool starts_inside(const mvimage* v, int32_t x, int32_t y);
+
+// Scattered transfers: entries translated (outside ones to (-1, -1)) and
+// handed to the parent.
+int32_t offset_bxtp(mvimage* v, int32_t operation, mvbxtentry* list, uint32_t n);
+uint32_t offset_bxta(mvimage* v, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
+                     int32_t code);
+int32_t forward_bxtw(mvimage* v);
+
+// Mapping forwarded to the parent: the grant, the translated runs (cut to
+// the view's window) and their release.
+int32_t forward_imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask);
+int32_t offset_imap(mvimage* v, mvmapdesc* desc, int32_t x, int32_t y);
+int32_t forward_imapr(mvimage* v, mvmapdesc* desc);
+
+// Inquiries: the parent's answer, 'b', 'i', 'm' with one more layer.
+uint32_t forward_aeiou(mvimage* v, uint32_t code, void* arg);
+
+// xwind: 's' sets the view's window (and the parent's when following) and
+// then calls install_idle; 'w' and 'i' answer from the view's own fields.
+mvywindow* follow_xwind(mvimage* v, mvywindow* w, int32_t code, void (*install_idle)(mvimage*));
+
+}  // namespace mvip::view
