@@ -866,21 +866,38 @@ MVIP_API int32_t mvip8_tripletnormalize(mvabort *hook, mvimage *low, mvimage *hi
  * edge pixels outward; the other edge modes and life read zeros outside.
  * Colour images are filtered one pixie plane at a time.  In place (the
  * destination is the source) works.  A..C..B name the rows above, at and
- * below the pixel, 0..2 the columns left to right, C the centre. */
+ * below the pixel, 0..2 the columns left to right, C the centre.  Kernels
+ * with an AVX2 form use it when the processor has one (same results). */
 /* min(maxval, (A0+A1+A2+M0+M2+B0+B1+B2 + w C + (w+8)/2) / (w+8)); 64-bit
  * arithmetic when (w+8) maxval needs more than 32 bits; w + 8 <= 0: -1.
  * u8, u16. */
 MVIP_API int32_t mvip8_3x3lowpass(mvabort *hook, mvimage *src, mvimage *dst, int32_t weight);
+/* (A0 + 2A1 + A2 + 2M0 + 4C + 2M2 + B0 + 2B1 + B2 + 8) >> 4, the rounded
+ * binomial (1-2-1) lowpass.  u8, u16. */
 MVIP_API int32_t mvip8_3x3lowpassf(mvabort *hook, mvimage *src, mvimage *dst);
+/* clamp(5C - A1 - M0 - M2 - B1, 0, maxval), four-neighbour Laplacian
+ * sharpening.  u8, u16. */
 MVIP_API int32_t mvip8_3x3sharpenl(mvabort *hook, mvimage *src, mvimage *dst);
+/* The rounded mean (sum + n/2) / n of the centre and of the neighbours
+ * within [max(C - t, 0), min(C + t, maxval)], n counting the centre and the
+ * neighbours taken.  u8, u16. */
 MVIP_API int32_t mvip8_3x3lowpassmear(mvabort *hook, mvimage *src, mvimage *dst,
                                       uint32_t tolerance);
+/* Salt removal.  neighbours == 8: when C > n + t for all eight neighbours
+ * n, (sum of the eight + 4) >> 3, else C.  Any other count: the same test
+ * on A1, M0, M2, B1 and (their sum + 2) >> 2.  u8, u16. */
 MVIP_API int32_t mvip8_3x3lowpasssalt(mvabort *hook, mvimage *src, mvimage *dst,
                                       uint32_t threshold, uint32_t neighbours);
+/* The minimum / the maximum of the nine values.  u8, u16. */
 MVIP_API int32_t mvip8_3x3ranklow(mvabort *hook, mvimage *src, mvimage *dst);
 MVIP_API int32_t mvip8_3x3rankhigh(mvabort *hook, mvimage *src, mvimage *dst);
+/* The median (fifth smallest) of the nine values.  u8, u16. */
 MVIP_API int32_t mvip8_3x3median(mvabort *hook, mvimage *src, mvimage *dst);
+/* The sixth of eleven: the nine values with the centre counted three
+ * times.  u8, u16. */
 MVIP_API int32_t mvip8_3x3medianw(mvabort *hook, mvimage *src, mvimage *dst);
+/* h = 2^(bits-1) where at least five of the nine values have bit h set,
+ * else 0 (the output is h, not maxval).  u8, u16. */
 MVIP_API int32_t mvip8_3x3binmedian(mvabort *hook, mvimage *src, mvimage *dst);
 /* Sobel gradient on 8-bit values (other types are read and written through
  * a type converter at 8 bits): gx = (A2 + 2M2 + B2) - (A0 + 2M0 + B0),
@@ -919,12 +936,29 @@ MVIP_API int32_t mvip8_3x3kirsch(mvabort *hook, mvimage *src, mvimage *dst, uint
  * when s is 3 or 4, a dead one is born when s is 3; the new value is
  * (C >> 2) | (128 if alive).  Cells outside the window are dead. */
 MVIP_API int32_t mvip8_3x3life(mvabort *hook, mvimage *src, mvimage *dst);
+/* n x n convolution, n odd, 3..15; coef: n*n signed values row by row.
+ * r = sum(coef v), exact; d = divisor, or the sum of the coefficients when
+ * divisor is 0, or 1 when that is 0 too; q = r / d rounded half away from
+ * zero.  Output clipped to [0, maxval]: mode 0 q + offset; 1 |q| + offset;
+ * 2 q + offset + (maxval + 1) / 2; 3 C + q + offset (the response added to
+ * the source).  For n = 3 the common masks (1 2 1 / 2 4 2 / 1 2 1, the
+ * sharpening, Laplacian and edge masks) run built-in kernels with the same
+ * results.  -1: null coef, n even or outside 3..15, mode > 3.  u8, u16. */
 MVIP_API int32_t mvip8_NxNconvolve(mvabort *hook, mvimage *src, mvimage *dst, uint32_t n,
                                    const int32_t *coef, int32_t offset, int32_t divisor,
                                    uint32_t mode);
+/* As NxNconvolve with double coefficients, offset and divisor (all finite,
+ * else -1): r summed in double precision, q = r / d, then the four modes
+ * (mode 2 adds the middle of the value range: (maxval + 1) / 2, or
+ * (lo + hi) / 2 for float images).  Integer images: clipped to [0, maxval],
+ * rounded half away from zero; float and double images: not clipped.
+ * u8, u16, float, double. */
 MVIP_API int32_t mvip8_NxNconvolvef(mvabort *hook, mvimage *src, mvimage *dst, uint32_t n,
                                     const double *coef, double offset, double divisor,
                                     uint32_t mode);
+/* maxval where the pixel exceeds the mean of its n x n neighbourhood plus
+ * offset, compared exactly as v n^2 > sum + offset n^2; else 0.  n odd,
+ * 3..15 (else -1).  u8, u16. */
 MVIP_API int32_t mvip8_NxNdynthreshold(mvabort *hook, mvimage *src, mvimage *dst, uint32_t n,
                                        int32_t offset);
 

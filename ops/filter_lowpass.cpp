@@ -10,8 +10,10 @@
 // - otherwise by integer division in 32 or 64 bits.
 // The kernels are compiled for the baseline instruction set and, as a
 // clone, for AVX2, chosen when the call starts.
+#include "ops/cpu.hpp"
 #include "ops/neighbourhood.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <type_traits>
 
@@ -31,15 +33,17 @@ template <class Acc, class T>
 }
 
 // 16-bit lanes.  arg[0]: w >= 0; arg[1]: the magic multiplier m < 2^16;
-// arg[2]: the shift s, so that N / (w + 8) = ((N m) >> 16) >> s.  Sums
-// wrap modulo 2^16; N itself lies in 0 .. 65535, so it comes out exact.
+// arg[2]: the shift s, so that N / (w + 8) = ((N m) >> 16) >> s (Shift
+// false: s is 0, which keeps the whole loop in 16-bit lanes).  Sums wrap
+// modulo 2^16; N itself lies in 0 .. 65535, so it comes out exact.
+template <bool Shift>
 struct LowpassMagic {
     template <class T>
     [[gnu::always_inline]] static void apply(const T* const* rows, T* out, size_t width,
                                              const NeighbourhoodParams& p) {
         const uint16_t weight_less_one = static_cast<uint16_t>(p.arg[0] - 1);
         const uint16_t round = static_cast<uint16_t>((p.arg[0] + 8) / 2);
-        const uint32_t magic = static_cast<uint32_t>(p.arg[1]);
+        const uint16_t magic = static_cast<uint16_t>(p.arg[1]);
         const unsigned shift = static_cast<unsigned>(p.arg[2]);
         alignas(32) uint16_t col[kChunk + 2];
         for (size_t x0 = 0; x0 < width; x0 += kChunk) {
@@ -49,8 +53,10 @@ struct LowpassMagic {
             T* o = out + x0;
             for (size_t i = 0; i < count; ++i) {
                 const uint16_t n = static_cast<uint16_t>(
-                    col[i] + col[i + 1] + col[i + 2] + uint32_t(weight_less_one) * c[i] + round);
-                o[i] = static_cast<T>(static_cast<uint16_t>((uint32_t(n) * magic) >> 16) >> shift);
+                    col[i] + col[i + 1] + col[i + 2] + uint16_t(weight_less_one * uint32_t(c[i])) + round);
+                // Both factors 16 bits wide: a multiply high.
+                const uint16_t q = static_cast<uint16_t>((uint32_t(n) * uint32_t(magic)) >> 16);
+                o[i] = static_cast<T>(Shift ? q >> shift : q);
             }
         }
     }
@@ -116,14 +122,6 @@ __attribute__((target("avx2"))) void avx2_kernel(const void* const* lines, void*
                           *static_cast<const NeighbourhoodParams*>(params));
 }
 
-// AVX2 when the processor has it, unless MVIP_NO_AVX2 is set to a value
-// other than "0" (so the baseline kernels can be run and compared).
-bool use_avx2() {
-    static const bool cpu = __builtin_cpu_supports("avx2");
-    if (!cpu) return false;
-    const char* off = std::getenv("MVIP_NO_AVX2");
-    return !off || !*off || (off[0] == '0' && !off[1]);
-}
 
 using Kernels = std::array<NeighbourhoodKernel, 5>;
 
@@ -131,28 +129,25 @@ template <class Op>
 const Kernels& kernels_for_call() {
     static constexpr Kernels plain = neighbourhood_kernels<Op, kU8U16>();
     static constexpr Kernels wide{avx2_kernel<Op, uint8_t>, avx2_kernel<Op, uint16_t>};
-    return use_avx2() ? wide : plain;
+    return cpu_has_avx2() ? wide : plain;
 }
 
-// The magic multiplier for N / d in 16-bit lanes, d >= 2: with
-// s = floor(log2 d), m = ceil(2^(16+s) / d) and e = m d - 2^(16+s),
-// floor(N m / 2^(16+s)) = floor(N / d) for every N with N e < 2^(16+s).
-// Powers of two take m = 2^15 and s - 1 (e = 0).  False when m does not
-// serve every N up to `largest`.
+// The magic multiplier for N / d in 16-bit lanes, d >= 1: with
+// m = ceil(2^(16+s) / d) and e = m d - 2^(16+s), floor(N m / 2^(16+s)) =
+// floor(N / d) for every N with N e < 2^(16+s).  The smallest s that serves
+// every N up to `largest` with m < 2^16; false when there is none.
 bool magic_for(uint32_t d, uint32_t largest, int64_t& magic, int64_t& shift) {
-    uint32_t s = 0;
-    while ((2u << s) <= d) ++s;
-    if ((d & (d - 1)) == 0) {
-        magic = 1 << 15;
-        shift = s - 1;
-        return true;
+    for (uint32_t s = 0; s < 16; ++s) {
+        const uint64_t power = uint64_t{1} << (16 + s);
+        const uint64_t m = (power + d - 1) / d;
+        if (m >= (1u << 16)) return false;
+        if (uint64_t{largest} * (m * d - power) < power) {
+            magic = static_cast<int64_t>(m);
+            shift = s;
+            return true;
+        }
     }
-    const uint64_t power = uint64_t{1} << (16 + s);
-    const uint64_t m = (power + d - 1) / d;
-    if (m >= (1u << 16) || uint64_t{largest} * (m * d - power) >= power) return false;
-    magic = static_cast<int64_t>(m);
-    shift = s;
-    return true;
+    return false;
 }
 
 }  // namespace
@@ -173,7 +168,7 @@ extern "C" MVIP_API int32_t mvip8_3x3lowpass(mvabort* hook, mvimage* src, mvimag
     p.arg[0] = weight;
     const Kernels* kernels;
     if (weight >= 0 && largest <= 0xFFFF && magic_for(uint32_t(div), uint32_t(largest), p.arg[1], p.arg[2]))
-        kernels = &kernels_for_call<LowpassMagic>();
+        kernels = p.arg[2] == 0 ? &kernels_for_call<LowpassMagic<false>>() : &kernels_for_call<LowpassMagic<true>>();
     else if (largest < (int64_t{1} << 22) - 1)
         kernels = &kernels_for_call<LowpassFloat>();
     else if (largest <= INT32_MAX)

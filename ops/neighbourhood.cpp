@@ -110,8 +110,11 @@ int32_t run_neighbourhood(mvabort* hook, mvimage* src, mvimage* dst, const Neigh
         params.bits = 8 * pixie_bytes(type);
         params.maxval = params.bits >= 32 ? 0xFFFFFFFFu : (1u << params.bits) - 1u;
     } else {
-        params.bits = src->pixfmt.bits;
-        params.maxval = max_value(src->pixfmt);
+        // Bits outside 1 .. container mean the whole container.
+        const uint32_t container = 8 * pixie_bytes(type);
+        const uint32_t bits = src->pixfmt.bits;
+        params.bits = (bits >= 1 && bits <= container) ? bits : container;
+        params.maxval = params.bits >= 32 ? 0xFFFFFFFFu : (1u << params.bits) - 1u;
     }
     for (uint32_t plane = 0; plane < pixies; ++plane)
         if (const int32_t rc = walk_plane(hook, src, dst, shape, kernels[slot], params, plane))
