@@ -84,8 +84,17 @@ int32_t walk_plane(mvabort* hook, mvimage* src, mvimage* dst, const Neighbourhoo
             else base = slot(static_cast<uint32_t>(sy));
             lines[i] = base + reach.margin * vb;
         }
-        kernel(lines, out.get(), width, &params);
-        frame.write_line(Frame::kDestination, out.get(), y);
+        // The ring holds copies of every source line still needed, so the
+        // kernel may write straight into the destination's memory, in place
+        // included.
+        mvmapdesc map{};
+        if (void* line = frame.map_line(Frame::kDestination, y, map)) {
+            kernel(lines, line, width, &params);
+            frame.unmap(Frame::kDestination, map);
+        } else {
+            kernel(lines, out.get(), width, &params);
+            frame.write_line(Frame::kDestination, out.get(), y);
+        }
     }
     return 0;
 }
