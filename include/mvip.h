@@ -864,7 +864,9 @@ MVIP_API int32_t mvip8_tripletnormalize(mvabort *hook, mvimage *low, mvimage *hi
  * extended beyond its window: smoothing, sharpening, rank, median and
  * binary-median filters and mode 1 of the edge operators replicate the
  * edge pixels outward; the other edge modes and life read zeros outside.
- * Colour images are filtered one pixie plane at a time.  In place (the
+ * Colour images are filtered one pixie plane at a time; the hook counts
+ * lines over all planes (line y of plane k is step k H + y of P H), so a
+ * stop leaves the earlier planes and lines done.  In place (the
  * destination is the source) works.  A..C..B name the rows above, at and
  * below the pixel, 0..2 the columns left to right, C the centre.  Kernels
  * with an AVX2 form use it when the processor has one (same results). */

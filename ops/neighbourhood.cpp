@@ -44,7 +44,8 @@ ExtendFn extender(uint32_t type) {
 
 // Filters one pixie plane.
 int32_t walk_plane(mvabort* hook, mvimage* src, mvimage* dst, const Neighbourhood& shape,
-                   NeighbourhoodKernel kernel, const NeighbourhoodParams& params, uint32_t plane) {
+                   NeighbourhoodKernel kernel, const NeighbourhoodParams& params, uint32_t plane,
+                   uint32_t planes) {
     Setup setup;
     setup.hook = hook;
     setup.sources[0] = src;
@@ -74,7 +75,11 @@ int32_t walk_plane(mvabort* hook, mvimage* src, mvimage* dst, const Neighbourhoo
     for (uint32_t line = 0; line < std::min(reach.below, height); ++line) load(line);
     const void* lines[16];
     for (uint32_t y = 0; y < height; ++y) {
-        if (const int32_t stop = frame.poll(y, height)) return stop;
+        // Progress runs over all planes: line y of plane k is step k H + y.
+        if (y % 8 == 0 && hook && hook->abortfn)
+            if (const int32_t stop = hook->abortfn(hook, static_cast<int32_t>(plane * height + y),
+                                                   static_cast<int32_t>(planes * height)))
+                return stop;
         if (y + reach.below < height) load(y + reach.below);
         for (uint32_t i = 0; i < slots; ++i) {
             const int64_t sy = int64_t{y} - reach.above + i;
@@ -126,7 +131,7 @@ int32_t run_neighbourhood(mvabort* hook, mvimage* src, mvimage* dst, const Neigh
         params.maxval = params.bits >= 32 ? 0xFFFFFFFFu : (1u << params.bits) - 1u;
     }
     for (uint32_t plane = 0; plane < pixies; ++plane)
-        if (const int32_t rc = walk_plane(hook, src, dst, shape, kernels[slot], params, plane))
+        if (const int32_t rc = walk_plane(hook, src, dst, shape, kernels[slot], params, plane, pixies))
             return rc;
     return 0;
 }
