@@ -44,9 +44,7 @@ struct ClrState {
     uint8_t plain;          // current access: bit 0 reads, bit 1 writes need no value routine
     uint8_t mapped;         // current access: the parent's lines can be read in place
     uint8_t reserved[3];
-    uint32_t run_mode;      // scan mode of the current run access
     uint32_t sel_first;     // first pixie selected by the mask
-    uint32_t sel_count;     // pixies per caller pixel
     uint32_t pair_parity;   // added to a parent-relative x: odd = second pixel of a pair
     uint32_t chunk;         // pixels per staged step
     mem::MoveFn read_move;  // view form -> caller form
@@ -62,35 +60,8 @@ static_assert(sizeof(ClrState) <= sizeof(uint32_t) * MVIMAGE_STATE_WORDS);
 ClrState& st(mvimage* v) { return state_of<ClrState>(v); }
 mvimage* parent(mvimage* v) { return parent_of<ClrState>(v); }
 
-// Coordinates relative to the parent's window.
 bool aligned(const void* p, size_t bytes) {
     return reinterpret_cast<uintptr_t>(p) % bytes == 0;
-}
-
-uint32_t iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
-    return std::min(count, run_length_2d(st(v).run_mode, wind_width(v), wind_height(v), x, y));
-}
-
-// ---- equal spaces: runs go to the parent unchanged --------------------------
-
-template <bool Write>
-uint32_t forward_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
-                    int32_t y) {
-    mvimage* p = parent(v);
-    const ClrState& s = st(v);
-    if (p == v || !buffer || !starts_inside(v, x, y)) return 0;
-    const uint32_t w = wind_width(v), h = wind_height(v);
-    const uint32_t n = std::min(count, run_length_2d(s.run_mode & ~MVMODE_NOCHECK, w, h, x, y));
-    const size_t pixel_bytes = size_t{s.sel_count} * v->pixiesize;
-    auto* buf = static_cast<unsigned char*>(buffer);
-    const bool yscan = (s.run_mode & MVMODE_YSCAN) != 0;
-    return walk_run(n, x, y, w, h, yscan, s.head.follow, n, [&](uint32_t cx, uint32_t cy, uint32_t k) {
-        const mvpoint at = offset_to_parent(v, cx, cy);
-        const uint32_t moved = Write ? p->iorite(p, parent_flags(flags), buf, k, at.x, at.y)
-                                     : p->ioread(p, parent_flags(flags), buf, k, at.x, at.y);
-        buf += moved * pixel_bytes;
-        return moved;
-    });
 }
 
 // ---- staged runs ------------------------------------------------------------
@@ -145,13 +116,13 @@ uint32_t staged_read(mvimage* v, uint32_t flags, void* buffer, uint32_t count, i
     const ClrState& s = st(v);
     if (p == v || !buffer || !starts_inside(v, x, y)) return 0;
     const uint32_t w = wind_width(v), h = wind_height(v);
-    const uint32_t n = std::min(count, run_length_2d(s.run_mode & ~MVMODE_NOCHECK, w, h, x, y));
-    const bool yscan = (s.run_mode & MVMODE_YSCAN) != 0;
+    const uint32_t n = std::min(count, run_length_2d(s.head.run_mode & ~MVMODE_NOCHECK, w, h, x, y));
+    const bool yscan = (s.head.run_mode & MVMODE_YSCAN) != 0;
     const size_t vpix = v->pixelsize, vsize = v->pixiesize;
-    const size_t cpix = size_t{s.sel_count} * vsize;
+    const size_t cpix = size_t{s.head.sel_count} * vsize;
     const uint32_t pflags = parent_flags(flags);
     // Whole pixels in the view's own form go straight into the caller's buffer.
-    const bool direct = (s.plain & 1) && !s.pairs && s.sel_count == v->pixfmt.pixies &&
+    const bool direct = (s.plain & 1) && !s.pairs && s.head.sel_count == v->pixfmt.pixies &&
                         aligned(buffer, vsize);
     const size_t ppix = p->pixelsize;
     alignas(16) unsigned char stage[kStageBytes];
@@ -182,7 +153,7 @@ uint32_t staged_read(mvimage* v, uint32_t flags, void* buffer, uint32_t count, i
             s.to_view.run(from_parent, values, f.count, 0, s.scale);
             const unsigned char* from = values + f.first * vpix + s.sel_first * vsize;
             s.read_move(buf, static_cast<ptrdiff_t>(cpix), from,
-                        static_cast<ptrdiff_t>(f.step * vpix), got, s.sel_count, s.read_arg);
+                        static_cast<ptrdiff_t>(f.step * vpix), got, s.head.sel_count, s.read_arg);
         }
         buf += got * cpix;
         return got;
@@ -195,10 +166,10 @@ uint32_t staged_write(mvimage* v, uint32_t flags, void* buffer, uint32_t count, 
     const ClrState& s = st(v);
     if (p == v || !buffer || !starts_inside(v, x, y)) return 0;
     const uint32_t w = wind_width(v), h = wind_height(v);
-    const uint32_t n = std::min(count, run_length_2d(s.run_mode & ~MVMODE_NOCHECK, w, h, x, y));
-    const bool yscan = (s.run_mode & MVMODE_YSCAN) != 0;
+    const uint32_t n = std::min(count, run_length_2d(s.head.run_mode & ~MVMODE_NOCHECK, w, h, x, y));
+    const bool yscan = (s.head.run_mode & MVMODE_YSCAN) != 0;
     const size_t vpix = v->pixelsize, vsize = v->pixiesize, ppix = p->pixelsize;
-    const size_t cpix = size_t{s.sel_count} * vsize;
+    const size_t cpix = size_t{s.head.sel_count} * vsize;
     const uint32_t pflags = parent_flags(flags);
     const bool view_pairs = color::is_422(s.space);
     const bool direct = (s.plain & 2) && aligned(buffer, vsize);
@@ -230,7 +201,7 @@ uint32_t staged_write(mvimage* v, uint32_t flags, void* buffer, uint32_t count, 
             s.to_view.run(stage, values, f.count, 0, s.scale);
             unsigned char* slot = values + f.first * vpix + s.sel_first * vsize;
             s.write_move(slot, static_cast<ptrdiff_t>(f.step * vpix), buf,
-                         static_cast<ptrdiff_t>(cpix), k, s.sel_count, s.write_arg);
+                         static_cast<ptrdiff_t>(cpix), k, s.head.sel_count, s.write_arg);
             if (view_pairs) {
                 // The view's pixels decode only as whole pairs.
                 s.to_parent.run(values, stage, f.count, 0, s.scale);
@@ -282,15 +253,15 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     mode &= ~MVMODE_WRITE;
     if (mode & MVMODE_ZSCAN) return MVERR_UNSUPPORTED;
     ClrState& s = st(v);
-    s.run_mode = mode;
+    s.head.run_mode = mode;
     s.sel_first = sel.first;
-    s.sel_count = sel.count;
+    s.head.sel_count = sel.count;
     if (s.forward) {
         const int32_t rc = p->ioset(p, mode, type, mask);
         if (rc < 0) return rc;
-        v->ioread = forward_io<false>;
-        v->iorite = forward_io<true>;
-        v->iolen = iolen;
+        v->ioread = offset_forward_io<false>;
+        v->iorite = offset_forward_io<true>;
+        v->iolen = offset_iolen;
         return rc;
     }
     // The parent must still hold whole pixels of its space in the view's type.
@@ -326,7 +297,7 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     s.chunk = static_cast<uint32_t>(s.pairs && yscan ? per_step / 2 : per_step);
     v->ioread = staged_read;
     v->iorite = staged_write;
-    v->iolen = iolen;
+    v->iolen = offset_iolen;
     return 1;
 }
 

@@ -23,8 +23,6 @@ struct ConvState {
     uint8_t direct;           // current access goes to the parent unchanged
     uint8_t caller_plain;     // the caller's form equals the view's own
     uint8_t parent_maps;      // staged reads may convert from the parent's mapped lines
-    uint32_t run_mode;        // scan mode of the current run access
-    uint32_t sel_count;       // pixies per caller pixel
     uint32_t bxt_count;       // pixies per scattered entry
     conv::Plan to_view;       // parent values -> view values
     conv::Plan to_parent;     // view values -> parent values
@@ -46,33 +44,6 @@ uint32_t parent_request(const mvimage* p, const ConvState& s) {
     return type_of(p->pixfmt.datatype) | MVREQ_LOW | s.tolerance;
 }
 
-// Coordinates relative to the parent's window.
-uint32_t iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
-    return std::min(count, run_length_2d(st(v).run_mode, wind_width(v), wind_height(v), x, y));
-}
-
-// Runs go to the parent unchanged, cut at line ends unless the view shares
-// the parent's window.
-template <bool Write>
-uint32_t forward_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
-                    int32_t y) {
-    mvimage* p = parent(v);
-    const ConvState& s = st(v);
-    if (p == v || !buffer || !starts_inside(v, x, y)) return 0;
-    const uint32_t w = wind_width(v), h = wind_height(v);
-    const uint32_t n = std::min(count, run_length_2d(s.run_mode & ~MVMODE_NOCHECK, w, h, x, y));
-    const size_t pixel_bytes = size_t{s.sel_count} * v->pixiesize;
-    auto* buf = static_cast<unsigned char*>(buffer);
-    const bool yscan = (s.run_mode & MVMODE_YSCAN) != 0;
-    return walk_run(n, x, y, w, h, yscan, s.head.follow, n, [&](uint32_t cx, uint32_t cy, uint32_t k) {
-        const mvpoint at = offset_to_parent(v, cx, cy);
-        const uint32_t moved = Write ? p->iorite(p, parent_flags(flags), buf, k, at.x, at.y)
-                                     : p->ioread(p, parent_flags(flags), buf, k, at.x, at.y);
-        buf += moved * pixel_bytes;
-        return moved;
-    });
-}
-
 // Runs are fetched in the parent's form and converted chunk by chunk.
 template <bool Write>
 uint32_t staged_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
@@ -81,15 +52,15 @@ uint32_t staged_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int
     const ConvState& s = st(v);
     if (p == v || !buffer || !starts_inside(v, x, y)) return 0;
     const uint32_t w = wind_width(v), h = wind_height(v);
-    const uint32_t n = std::min(count, run_length_2d(s.run_mode & ~MVMODE_NOCHECK, w, h, x, y));
-    const size_t c = s.sel_count;
+    const uint32_t n = std::min(count, run_length_2d(s.head.run_mode & ~MVMODE_NOCHECK, w, h, x, y));
+    const size_t c = s.head.sel_count;
     const size_t vbytes = v->pixiesize, pbytes = p->pixiesize;
     const uint32_t chunk =
         static_cast<uint32_t>(std::max<size_t>(1, kStageBytes / (c * std::max(vbytes, pbytes))));
     alignas(16) unsigned char stage[kStageBytes];
     alignas(16) unsigned char values[kStageBytes];
     auto* buf = static_cast<unsigned char*>(buffer);
-    const bool yscan = (s.run_mode & MVMODE_YSCAN) != 0;
+    const bool yscan = (s.head.run_mode & MVMODE_YSCAN) != 0;
     return walk_run(n, x, y, w, h, yscan, s.head.follow, chunk, [&](uint32_t cx, uint32_t cy, uint32_t k) {
         const mvpoint at = offset_to_parent(v, cx, cy);
         const size_t nv = size_t{k} * c;
@@ -141,15 +112,15 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     mode &= ~MVMODE_WRITE;
     if (mode & MVMODE_ZSCAN) return MVERR_UNSUPPORTED;
     ConvState& s = st(v);
-    s.run_mode = mode;
-    s.sel_count = sel.count;
+    s.head.run_mode = mode;
+    s.head.sel_count = sel.count;
     if (can_forward(v, p)) {
         const int32_t rc = p->ioset(p, mode, type, mask);
         if (rc < 0) return rc;
         s.direct = 1;
-        v->ioread = forward_io<false>;
-        v->iorite = forward_io<true>;
-        v->iolen = iolen;
+        v->ioread = offset_forward_io<false>;
+        v->iorite = offset_forward_io<true>;
+        v->iolen = offset_iolen;
         return rc;
     }
     const mem::SideChoice read = mem::choose_side(v, type, false);
@@ -168,7 +139,7 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
                     p->imapset(p, 0, parent_request(p, s), mask) > 0;
     v->ioread = staged_io<false>;
     v->iorite = staged_io<true>;
-    v->iolen = iolen;
+    v->iolen = offset_iolen;
     return 1;
 }
 

@@ -15,6 +15,32 @@ bool starts_inside(const mvimage* v, int32_t x, int32_t y) {
     return static_cast<uint32_t>(x) < wind_width(v) && static_cast<uint32_t>(y) < wind_height(v);
 }
 
+uint32_t offset_iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
+    return std::min(count, run_length_2d(head_of(v).run_mode, wind_width(v), wind_height(v), x, y));
+}
+
+template <bool Write>
+uint32_t offset_forward_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
+                           int32_t y) {
+    mvimage* p = head_parent(v);
+    const ViewHead& h = head_of(v);
+    if (p == v || !buffer || !starts_inside(v, x, y)) return 0;
+    const uint32_t w = wind_width(v), ht = wind_height(v);
+    const uint32_t n = std::min(count, run_length_2d(h.run_mode & ~MVMODE_NOCHECK, w, ht, x, y));
+    const size_t pixel_bytes = size_t{h.sel_count} * v->pixiesize;
+    auto* buf = static_cast<unsigned char*>(buffer);
+    const bool yscan = (h.run_mode & MVMODE_YSCAN) != 0;
+    return walk_run(n, x, y, w, ht, yscan, h.follow, n, [&](uint32_t cx, uint32_t cy, uint32_t k) {
+        const mvpoint at = offset_to_parent(v, cx, cy);
+        const uint32_t moved = Write ? p->iorite(p, parent_flags(flags), buf, k, at.x, at.y)
+                                     : p->ioread(p, parent_flags(flags), buf, k, at.x, at.y);
+        buf += moved * pixel_bytes;
+        return moved;
+    });
+}
+template uint32_t offset_forward_io<false>(mvimage*, uint32_t, void*, uint32_t, int32_t, int32_t);
+template uint32_t offset_forward_io<true>(mvimage*, uint32_t, void*, uint32_t, int32_t, int32_t);
+
 int32_t offset_bxtp(mvimage* v, int32_t operation, mvbxtentry* list, uint32_t n) {
     mvimage* p = head_parent(v);
     if (!prepares(operation) || !list || p == v) return operation;

@@ -16,6 +16,16 @@ ViewHead& head_of(mvimage* v);
 mvpoint offset_to_parent(mvimage* v, uint32_t x, uint32_t y);
 bool starts_inside(const mvimage* v, int32_t x, int32_t y);
 
+// Runs of the current access (head.run_mode, head.sel_count) handed to the
+// parent unchanged, cut at line ends unless the view shares the parent's
+// window; and their length.
+uint32_t offset_iolen(mvimage* v, uint32_t count, int32_t x, int32_t y);
+template <bool Write>
+uint32_t offset_forward_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
+                           int32_t y);
+extern template uint32_t offset_forward_io<false>(mvimage*, uint32_t, void*, uint32_t, int32_t, int32_t);
+extern template uint32_t offset_forward_io<true>(mvimage*, uint32_t, void*, uint32_t, int32_t, int32_t);
+
 // Scattered transfers: entries translated (outside ones to (-1, -1)) and
 // handed to the parent.
 int32_t offset_bxtp(mvimage* v, int32_t operation, mvbxtentry* list, uint32_t n);

@@ -13,6 +13,8 @@ struct ViewHead {
     uint8_t follow;      // non-zero: the view shares the parent's window
     uint8_t reserved[3];
     uint32_t map_mode;   // scan mode of the current mapping (forwarded mappings)
+    uint32_t run_mode;   // scan mode of the current run access
+    uint32_t sel_count;  // pixies per caller pixel in the current run access
 };
 #pragma pack(pop)
 
