@@ -115,14 +115,6 @@ struct LowpassDivide {
 
 // ---- kernel choice ------------------------------------------------------
 
-template <class Op, class T>
-__attribute__((target("avx2"))) void avx2_kernel(const void* const* lines, void* out, size_t width,
-                                                 const void* params) {
-    Op::template apply<T>(reinterpret_cast<const T* const*>(lines), static_cast<T*>(out), width,
-                          *static_cast<const NeighbourhoodParams*>(params));
-}
-
-
 using Kernels = std::array<NeighbourhoodKernel, 5>;
 
 template <class Op>

@@ -156,14 +156,6 @@ struct LowpassSalt {
 
 // ---- kernel choice ------------------------------------------------------
 
-template <class Op, class T>
-__attribute__((target("avx2"))) void avx2_kernel(const void* const* lines, void* out, size_t width,
-                                                 const void* params) {
-    Op::template apply<T>(reinterpret_cast<const T* const*>(lines), static_cast<T*>(out), width,
-                          *static_cast<const NeighbourhoodParams*>(params));
-}
-
-
 template <class Op>
 int32_t run_smooth(mvabort* hook, mvimage* src, mvimage* dst, NeighbourhoodParams p = {}) {
     static constexpr auto plain = neighbourhood_kernels<Op, kU8U16>();

@@ -56,4 +56,13 @@ constexpr std::array<NeighbourhoodKernel, 5> neighbourhood_kernels() {
     return k;
 }
 
+// The same kernel compiled for AVX2, for processors that have it (the
+// caller picks per call with cpu_has_avx2(); results are identical).
+template <class Op, class T>
+__attribute__((target("avx2"))) void avx2_kernel(const void* const* lines, void* out, size_t width,
+                                                 const void* params) {
+    Op::template apply<T>(reinterpret_cast<const T* const*>(lines), static_cast<T*>(out), width,
+                          *static_cast<const NeighbourhoodParams*>(params));
+}
+
 }  // namespace mvip::ops
