@@ -1117,6 +1117,250 @@ MVIP_API int32_t mvip8_ilacepairdup(mvabort *hook, mvimage *src,
 MVIP_API int32_t mvip8_ilacepairswap(mvabort *hook, mvimage *src,
                                      mvimage *dst);
 
+
+/* ------------------------------------------------------------------ */
+/* Image files                                                         */
+/* ------------------------------------------------------------------ */
+/*
+ * Every file call opens, reads or writes its file through one buffered
+ * file layer and closes it before returning.  Result codes: -1 a bad
+ * argument, -2 memory, -7 a read or write on the open file failed, -10 not
+ * a file of the format or a broken structure, -11 content or an option
+ * this build does not support, -13 a file that cannot be opened for
+ * reading or update, -14 a file that cannot be created.  A writer that
+ * fails deletes its file (also a file it was appending to).
+ *
+ * Reading frame (mvio8_tifread, mvio8_bmpread): the file's image is
+ * presented in the caller's image as follows.
+ *  - Colour: a caller image of one pixie and a file of three is given the
+ *    grey of the file (colour converter); a caller image of two or more
+ *    pixies and a file of one gets the file converted to the caller's
+ *    colour code; otherwise, with mode bit 0x100 and a caller colour code
+ *    that is non-zero and not the file's, the file is converted to it.
+ *  - Pixel format: a type converter into the caller's data type and bits
+ *    (values are rescaled by the difference of bits, as the converter
+ *    does).
+ *  - Size: equal window sizes copy plainly; otherwise the file image is
+ *    resampled into the caller's window, nearest neighbour when the mode's
+ *    low byte is 'n', bilinear otherwise.
+ *  - A palette, when the file has one and a palette image is given, goes
+ *    into the palette image's first line (entry x at pixel x, converted to
+ *    its colour order and bits); the call then answers 1 instead of 0.
+ */
+
+#define MVTEXT_DATETIME    0
+#define MVTEXT_SOFTWARE    1
+#define MVTEXT_DESCRIPTION 2
+#define MVTEXT_COPYRIGHT   3
+
+#define MVFILEINFO_AREA_WORDS 40
+
+#pragma pack(push, 4)
+
+/* TIFF fields of the file-information record.  Filled by mvio8_fileinfo
+ * and read by the TIFF writers as their parameters. */
+typedef struct mvfileinfo_tif {
+    uint32_t xresnum, xresden;  /* XResolution (0/0 when absent) */
+    uint32_t yresnum, yresden;  /* YResolution */
+    uint32_t resunit;           /* ResolutionUnit, 0 when the file has none */
+    uint32_t compression;       /* 1 none, 5 LZW, 517 LZW with horizontal
+                                   differencing, 32773 PackBits, 32885 the
+                                   library's arithmetic code (0 = none) */
+    uint32_t stripsize;         /* largest strip in bytes; 0xFFFFFFFF for a
+                                   one-strip file (writer: target strip size,
+                                   0 = 65536, 0xFFFFFFFF = one strip) */
+    uint32_t bits[4];           /* BitsPerSample of up to four samples */
+    uint32_t sampleformat[4];   /* SampleFormat of up to four samples */
+    uint32_t zero;
+    uint32_t ifdcount;          /* images in the file, counted by walking */
+    uint32_t mode;              /* the mode word given to the call */
+} mvfileinfo_tif;
+
+/* BMP fields (format "bmp"). */
+typedef struct mvfileinfo_bmp {
+    uint32_t zero[2];
+    uint32_t planes;
+    uint32_t bitcount;          /* bits per pixel of the file */
+    uint32_t palentries;        /* palette entries, 0 for 24/32-bit files */
+    uint32_t compression;       /* 0 BI_RGB, 1 RLE8, 2 RLE4, 3 BITFIELDS */
+    uint32_t xppm, yppm;        /* pixels per metre */
+    uint32_t one;               /* always 1 */
+} mvfileinfo_bmp;
+
+/* The file-information record (280 bytes, zero-filled before use). */
+typedef struct mvfileinfo {
+    uint32_t window[4];         /* 0, 0, width, height */
+    uint32_t zero[3];
+    uint32_t width;
+    uint32_t height;
+    uint32_t images;            /* images in the file (1 for single-image
+                                   formats) */
+    mvpixfmt pixfmt;            /* pixel format of the file's image, as the */
+    uint32_t pixiesize;         /* reader presents it, with its derived     */
+    uint32_t pixelsize;         /* sizes; the eleventh word is kept zero    */
+    uint32_t typeclass;
+    uint32_t pixfmt_reserved;
+    char format[4];             /* "tif", "bmp", ... zero-terminated */
+    union {
+        uint32_t words[MVFILEINFO_AREA_WORDS];
+        mvfileinfo_tif tif;
+        mvfileinfo_bmp bmp;
+    } area;
+    /* Texts (TIFF: DateTime, Software, ImageDescription, Copyright; index
+     * with MVTEXT_*).  Copies owned by the record when filled by
+     * mvio8_fileinfo (free with mvio8_fileinfodone); the caller's when the
+     * record is handed to a writer. */
+    char *texts[4];
+} mvfileinfo;
+
+#pragma pack(pop)
+
+MVIP_STATIC_ASSERT(sizeof(mvfileinfo_tif) == 72, "mvfileinfo_tif size");
+MVIP_STATIC_ASSERT(sizeof(mvfileinfo_bmp) == 36, "mvfileinfo_bmp size");
+MVIP_STATIC_ASSERT(offsetof(mvfileinfo, width) == 28, "mvfileinfo.width");
+MVIP_STATIC_ASSERT(offsetof(mvfileinfo, images) == 36, "mvfileinfo.images");
+MVIP_STATIC_ASSERT(offsetof(mvfileinfo, pixfmt) == 40, "mvfileinfo.pixfmt");
+MVIP_STATIC_ASSERT(offsetof(mvfileinfo, format) == 84, "mvfileinfo.format");
+MVIP_STATIC_ASSERT(offsetof(mvfileinfo, area) == 88, "mvfileinfo.area");
+MVIP_STATIC_ASSERT(offsetof(mvfileinfo, texts) == 248, "mvfileinfo.texts");
+MVIP_STATIC_ASSERT(sizeof(mvfileinfo) == 280, "mvfileinfo size");
+
+/* Recognise a file by its content (never by its name) and describe it.
+ * The record is zeroed, then the probes are tried in the order TIFF, BMP
+ * (further formats pass on to the next probe).  0; -1 for a null record;
+ * -13 for a file that cannot be opened; -2 memory; -10 when no probe
+ * recognises the file. */
+MVIP_API int32_t mvio8_fileinfo(const char *filename, mvfileinfo *info,
+                                uint32_t mode);
+/* Describe up to n images: for a TIFF file one record per image from
+ * number `first` (0-based) on, answering the number filled (the whole
+ * chain is walked and must be sound, else -10); for any other format one
+ * record and the answer 1.  Null records or n = 0: -1. */
+MVIP_API int32_t mvio8_fileinfoN(const char *filename, mvfileinfo *info,
+                                 uint32_t n, uint32_t first, uint32_t mode);
+/* Free the texts a record owns and clear their pointers.  Safe on a
+ * zeroed record, on a record of any format and on null.  Always 0. */
+MVIP_API int32_t mvio8_fileinfodone(mvfileinfo *info);
+
+/* TIFF files.
+ *
+ * Writing: new files are little-endian; each image is one IFD with
+ * NewSubfileType, ImageWidth, ImageLength, BitsPerSample, Compression,
+ * PhotometricInterpretation, StripOffsets, SamplesPerPixel, RowsPerStrip,
+ * StripByteCounts, PlanarConfiguration 1, DateTime (the parameters' text,
+ * else the local time as "YYYY:MM:DD hh:mm:ss"), and, when they apply,
+ * ImageDescription, X/YResolution with ResolutionUnit, Software, Predictor,
+ * ColorMap, SampleFormat and Copyright.
+ *  - bits: 1..32 rescales integer values to that many bits per sample;
+ *    -1..-32 writes them unscaled in |bits| bits (-1 when |bits| is below
+ *    the image's bits).  0 and |bits| > 32: -1.  Float and double images
+ *    are written as 32/64-bit IEEE samples (SampleFormat 3) and bits is
+ *    not looked at; they take no compression (-1).  Samples narrower than
+ *    a byte are packed most significant bit first; rows start on a byte.
+ *  - Photometric: 3 Palette for a one-pixie image with a palette; 5 CMYK
+ *    (4 samples) for colour code 68; 6 YCbCr for codes 19 and 20 (samples
+ *    stored Y, Cb, Cr); 2 RGB for codes 3, 4 (BGR pixels reordered to R, G,
+ *    B, a fourth pixie dropped), 36 and 67 (first three pixies); otherwise
+ *    1 BlackIsZero with one sample per pixie.  More than 4 samples: -1.
+ *  - palette: null, or an integer image of 3 or 4 pixies whose first line
+ *    holds entry x at pixel x (2^bits entries; missing entries are 0);
+ *    used for one-pixie images; converted to `palbits` bits (16 is what
+ *    readers expect; 0 means 16).  ColorMap is SHORT, LONG beyond 16 bits
+ *    of index.  A palette of BGR order is reordered.
+ *  - position: 0 creates (or truncates) the file; n >= 1 appends after the
+ *    n-th image of an existing file of either byte order (images after it
+ *    are cut off), writing in that file's byte order; a chain shorter than
+ *    n gives -10.
+ *  - params: null for the defaults, else a record as mvio8_fileinfo fills
+ *    it: tif.compression (0/1 none, 5 LZW, 517 LZW with horizontal
+ *    differencing, 32773 PackBits, 32885 the library's arithmetic code;
+ *    others -1), tif.stripsize (target bytes per strip; 0 = 65536,
+ *    0xFFFFFFFF = one strip), resolutions and unit (taken as they stand),
+ *    texts (null = none; DateTime null = now).
+ *  - LZW follows TIFF 6.0 (no old-style codes).  Horizontal differencing
+ *    works on 8-, 16- and 32-bit samples; other widths with 517 give -1.
+ *  - Code 32885 codes 1 to 12-bit samples (else -1), each strip on its own:
+ *    per sample an adaptive frequency model of 2^bits symbols (counts
+ *    halved, rounding up, when their total reaches 16384) codes the
+ *    residual of the prediction (left neighbour on a strip's first row;
+ *    (9 (A + L) - 8 C + 5) / 10 below, with L = 2^(bits-1) at a row's
+ *    start and the first pixel of later rows predicted from L alone)
+ *    modulo 2^bits, with a 32-bit range coder; the strip's bytes are the
+ *    coder's output, most significant byte first.
+ * Any failure deletes the file, also one that was being appended to. */
+typedef struct mvtiffile mvtiffile;
+MVIP_API int32_t mvio8_tifwrite(mvabort *hook, mvimage *im, mvimage *palette,
+                                const char *filename, int32_t bits,
+                                int32_t palbits, uint32_t position,
+                                const mvfileinfo *params);
+/* Every plane of a 3-D image as one IFD.  This build has no 3-D images:
+ * answers -11 (after the argument checks: -1 for null arguments). */
+MVIP_API int32_t mvio8_tifwriteseq(mvabort *hook, mvimage3 *im,
+                                   mvimage *palette, const char *filename,
+                                   int32_t bits, int32_t palbits,
+                                   uint32_t position,
+                                   const mvfileinfo *params);
+/* A sequence written image by image through a handle.  init: *handle must
+ * be null and filename given (else -1); position as for mvio8_tifwrite (0
+ * creates the file, n >= 1 appends after image n).  add: one image as the
+ * next IFD, with mvio8_tifwrite's front end; a failure deletes the file and
+ * frees the handle (*handle becomes null).  done: closes and frees; -1
+ * without a handle.  The filename arguments of add and done are not used
+ * (the handle has the file). */
+MVIP_API int32_t mvio8_tifwriteseqinit(mvabort *hook, mvtiffile **handle,
+                                       const char *filename,
+                                       uint32_t position);
+MVIP_API int32_t mvio8_tifwriteseqadd(mvabort *hook, mvtiffile **handle,
+                                      const char *filename, mvimage *im,
+                                      mvimage *palette, int32_t bits,
+                                      int32_t palbits,
+                                      const mvfileinfo *params);
+MVIP_API int32_t mvio8_tifwriteseqdone(mvabort *hook, mvtiffile **handle,
+                                       const char *filename);
+/* Read image `index` (0 = first) of a TIFF file of either byte order into
+ * the caller's image by the reading frame above.  Accepted: compression
+ * 1, 5 (Predictor 1 or 2), 32773, 32885; strips (not tiles); up to 4
+ * samples; chunky samples of one width, or planar with one sample;
+ * unsigned integers of 1 to 32 bits (presented in the smallest container:
+ * u8 up to 8 bits, u16 up to 16, u32 above, with the file's bits as the
+ * significant bits) or 32/64-bit IEEE floats.  Anything else: -11.  Colour
+ * code of the file image: grey for one sample with Photometric 0 or 1
+ * (Photometric 0 is inverted to BlackIsZero on reading), RGB for 3 samples
+ * with Photometric 2, YCrCb for 6, CMYK for 4 samples with 5; else 0.
+ * Resolutions set the pixel widths (denominator / numerator).  palette:
+ * null, or an integer image of 3 pixies (else -1; also -1 when the
+ * caller's image is float or double); the ColorMap, when the file has one,
+ * goes into its first line and the call answers 1.  `reserved` is not
+ * used.  0, 1, or a negative code. */
+MVIP_API int32_t mvio8_tifread(mvabort *hook, mvimage *im, mvimage *palette,
+                               const char *filename, uint32_t index,
+                               void *reserved, uint32_t mode);
+/* Consecutive images from `index` on into the planes of a 3-D image.  This
+ * build has no 3-D images: answers -11 (-1 for null arguments). */
+MVIP_API int32_t mvio8_tifreadseq(mvabort *hook, mvimage3 *im,
+                                  mvimage *palette, const char *filename,
+                                  uint32_t index, void *reserved,
+                                  uint32_t mode);
+
+/* Windows BMP files.
+ * Reading: 1-, 4- and 8-bit palette files (BI_RGB, RLE8, RLE4), 24-bit and
+ * 32-bit files (BI_RGB, BI_BITFIELDS with 8-bit masks), bottom-up and
+ * top-down.  Palette files whose palette is grey are presented as grey
+ * (colour code 1, one pixie); other palette files and colour files as u8
+ * BGR (colour code 3).  The palette, when the file has one and a palette
+ * image is given, goes into its first line as for TIFF and the call answers
+ * 1.  mode as for the reading frame above.  Other content: -11.
+ * Writing: a one-pixie image as 8-bit grey with a grey palette, an image of
+ * 3 or more pixies as 24-bit colour (BGR-order colour codes are kept, other
+ * codes are converted to BGR); values are rescaled to 8 bits; lines
+ * bottom-up, padded to 4 bytes; resolution from the image's pixel widths
+ * when they are in metres, centimetres, millimetres or inches, else 0.
+ * mode is reserved (pass 0).  Any failure deletes the file. */
+MVIP_API int32_t mvio8_bmpread(mvabort *hook, mvimage *im, mvimage *palette,
+                               const char *filename, uint32_t mode);
+MVIP_API int32_t mvio8_bmpwrite(mvabort *hook, mvimage *im,
+                                const char *filename, uint32_t mode);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

@@ -1,0 +1,49 @@
+// The frames shared by every file format: presenting a decoded file image
+// in the caller's image (reading), and reading the caller's lines in the
+// stored form (writing).
+#pragma once
+
+#include "mvip.h"
+
+#include <cstdint>
+
+namespace mvip::files {
+
+// Present `file` in `dst`: colour conversion, type conversion, then a plain
+// copy when the windows have one size, else nearest ('n' in the mode's low
+// byte) or bilinear resampling.  0 or a negative result code.
+int32_t present_image(mvabort* hook, mvimage* file, mvimage* dst, uint32_t mode);
+
+// Copy palette entries (a one-line image, entry x at pixel x) into the
+// first line of the caller's palette image, converted to its colour order
+// and bits.  0 or a negative result code.
+int32_t present_palette(mvimage* entries, mvimage* palette);
+
+// Reads the window lines of an image in a chosen data type and bits,
+// through a type converter when the image does not hold that form.  Values
+// arrive low-justified with the bits outside the significant bits clear.
+class LineReader {
+public:
+    LineReader() = default;
+    LineReader(const LineReader&) = delete;
+    LineReader& operator=(const LineReader&) = delete;
+    ~LineReader();
+
+    // bits: the significant bits wanted; the image's values are shifted by
+    // the difference (pass the image's own bits to keep them as they are).
+    int32_t open(mvimage* im, uint32_t datatype, uint32_t bits);
+    // Read window line y (0-based) whole into `line`; 0 or -7 when the
+    // image delivered fewer pixels.
+    int32_t read(uint32_t y, void* line);
+    uint32_t width() const { return width_; }
+    uint32_t height() const { return height_; }
+    uint32_t pixies() const { return pixies_; }
+
+private:
+    mvimage view_{};
+    mvimage* source_ = nullptr;
+    bool own_view_ = false;
+    uint32_t width_ = 0, height_ = 0, pixies_ = 0;
+};
+
+}  // namespace mvip::files
