@@ -1,12 +1,20 @@
 #!/bin/sh
-# Install what the build needs when it is missing (a fresh machine of the
-# project's kind already has all of it; this only acts on a bare one).
+# Install what the build and the tests need when it is missing (a fresh
+# machine of the project's kind has the compilers; this only acts on what
+# is absent).  The tests check files against independent TIFF and BMP
+# readers (libtiff's tools, Pillow, tifffile); the benchmarks compare with
+# libtiff.  Python packages from Debian land in /usr/bin/python3, which is
+# the interpreter the tests use.
 set -e
 missing=""
 command -v cmake >/dev/null 2>&1 || missing="$missing cmake"
 command -v g++ >/dev/null 2>&1 || missing="$missing g++"
 [ -f /usr/include/gtest/gtest.h ] || missing="$missing libgtest-dev"
 [ -f /usr/include/benchmark/benchmark.h ] || missing="$missing libbenchmark-dev"
+[ -f /usr/include/x86_64-linux-gnu/tiffio.h ] || [ -f /usr/include/tiffio.h ] || missing="$missing libtiff-dev"
+command -v tiffinfo >/dev/null 2>&1 || missing="$missing libtiff-tools"
+/usr/bin/python3 -c "import PIL" >/dev/null 2>&1 || missing="$missing python3-pil"
+/usr/bin/python3 -c "import tifffile" >/dev/null 2>&1 || missing="$missing python3-tifffile"
 if [ -n "$missing" ]; then
   echo "setup: installing$missing"
   SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
