@@ -1,0 +1,327 @@
+// Compression 32885: the library's lossless predictive code.  Each sample
+// is predicted from its coded neighbours and the residual is coded with an
+// adaptive arithmetic (range) coder, one model per sample of the pixel.
+//
+// Samples: 1..12 bits, 1..4 per pixel, pixels interleaved; rows reach the
+// coder unpacked (a uint8 per sample up to 8 bits, else a uint16).
+//
+// Prediction, per sample, with L the same sample of the pixel to the left,
+// A the one above and C the one above-left, and half = 2^(bits-1):
+//   first pixel of every row:        P = half
+//   rest of the first row of a strip: P = L
+//   rest of later rows:               P = (9 * (A + L) - 8 * C + 5) / 10,
+//                                     in 32-bit integers, dividing towards 0
+// The coded symbol is r = (value - P) mod 2^bits; decoding gives
+// value = (r + P) mod 2^bits.
+//
+// Model, per sample: a count for each of the 2^bits symbols, all 1 at the
+// start of a strip; after a symbol is coded its count grows by 32, and when
+// the total reaches 16384 every count c becomes (c + 1) / 2.  Symbol s
+// covers [cum(s), cum(s) + count(s)) of the total, cum(s) being the sum of
+// the counts of the symbols below s.
+//
+// Range coder: low (33 bits, for the carry) and range (32 bits) start at 0
+// and 2^32 - 1.  Coding s: r = range / total (integer), low += r * cum(s),
+// range = r * count(s); a carry out of low's 32 bits is added into the
+// bytes already written.  While range < 2^24 the top byte of low is
+// written, and low and range move 8 bits up.  At the end of a strip one
+// more byte is written: the top byte of low rounded up to a multiple of
+// 2^24 (with its carry).  The decoder reads the first 4 bytes as its code
+// value, takes bytes past the end of the strip as zeros, and finds each
+// symbol from code / r (limited to total - 1).  Bytes are thus the coded
+// number most significant first.
+//
+// A valid strip leaves the decoder exactly 3 bytes short of the end when
+// its last symbol is done; a decoder that had to read further than that
+// knows the strip was cut and answers -10.  Other damage decodes to some
+// values without harm.
+#include "files/tiff/codec.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace mvip::tiff {
+
+namespace {
+
+constexpr uint32_t kIncrement = 32;
+constexpr uint32_t kLimit = 16384;
+constexpr uint32_t kTop = 1u << 24;
+
+// Adaptive counts of 2^bits symbols.  The cumulative counts come from a
+// Fenwick tree so that looking up, finding and updating a symbol all take
+// log2(2^bits) steps, even for the 4096 symbols of 12-bit samples.
+class Model {
+public:
+    void reset(uint32_t bits) {
+        size_ = 1u << bits;
+        count_.assign(size_, 1);
+        tree_.assign(size_ + 1, 0);
+        rebuild();
+    }
+
+    uint32_t total() const { return total_; }
+    uint32_t count(uint32_t s) const { return count_[s]; }
+
+    // Sum of the counts of the symbols below s.
+    uint32_t cum(uint32_t s) const {
+        uint32_t sum = 0;
+        for (uint32_t i = s; i != 0; i &= i - 1) sum += tree_[i];
+        return sum;
+    }
+
+    // The symbol whose interval holds v (< total); its cum goes to `low`.
+    uint32_t find(uint32_t v, uint32_t& low) const {
+        uint32_t pos = 0;
+        uint32_t rest = v;
+        for (uint32_t step = size_ >> 1; step != 0; step >>= 1) {
+            const uint32_t t = tree_[pos + step];
+            if (t <= rest) {
+                pos += step;
+                rest -= t;
+            }
+        }
+        low = v - rest;
+        return pos;
+    }
+
+    void update(uint32_t s) {
+        count_[s] = uint16_t(count_[s] + kIncrement);
+        for (uint32_t i = s + 1; i <= size_; i += i & (0u - i)) tree_[i] = uint16_t(tree_[i] + kIncrement);
+        total_ += kIncrement;
+        if (total_ >= kLimit) {
+            for (auto& c : count_) c = uint16_t((c + 1) / 2);
+            rebuild();
+        }
+    }
+
+private:
+    void rebuild() {
+        total_ = 0;
+        for (uint32_t i = 1; i <= size_; ++i) {
+            tree_[i] = count_[i - 1];
+            total_ += count_[i - 1];
+        }
+        for (uint32_t i = 1; i <= size_; ++i) {
+            const uint32_t j = i + (i & (0u - i));
+            if (j <= size_) tree_[j] = uint16_t(tree_[j] + tree_[i]);
+        }
+    }
+
+    uint32_t size_ = 0;
+    uint32_t total_ = 0;
+    std::vector<uint16_t> count_;
+    std::vector<uint16_t> tree_;  // 1-based
+};
+
+class RangeEncoder {
+public:
+    void begin(std::vector<uint8_t>& out) {
+        out_ = &out;
+        start_ = out.size();
+        low_ = 0;
+        range_ = 0xFFFFFFFFu;
+    }
+
+    void code(Model& m, uint32_t s) {
+        const uint32_t r = range_ / m.total();
+        low_ += uint64_t(r) * m.cum(s);
+        range_ = r * m.count(s);
+        if (low_ >> 32) carry();
+        while (range_ < kTop) {
+            out_->push_back(uint8_t(low_ >> 24));
+            low_ = (low_ << 8) & 0xFFFFFFFFu;
+            range_ <<= 8;
+        }
+        m.update(s);
+    }
+
+    void finish() {
+        // Any value in [low, low + range) ends the strip; the one with 24
+        // zero bits below the top byte needs that byte only.
+        low_ = (low_ + kTop - 1) & ~uint64_t(kTop - 1);
+        if (low_ >> 32) carry();
+        out_->push_back(uint8_t(low_ >> 24));
+    }
+
+private:
+    // The coded number stays below 1, so a carry stops within the strip.
+    void carry() {
+        low_ &= 0xFFFFFFFFu;
+        std::vector<uint8_t>& o = *out_;
+        for (size_t i = o.size(); i > start_;) {
+            if (++o[--i] != 0) break;
+        }
+    }
+
+    std::vector<uint8_t>* out_ = nullptr;
+    size_t start_ = 0;
+    uint64_t low_ = 0;
+    uint32_t range_ = 0xFFFFFFFFu;
+};
+
+class RangeDecoder {
+public:
+    RangeDecoder(const uint8_t* in, size_t n) : p_(in), end_(in + n) {
+        for (int i = 0; i < 4; ++i) code_ = (code_ << 8) | byte();
+    }
+
+    uint32_t decode(Model& m) {
+        const uint32_t total = m.total();
+        const uint32_t r = range_ / total;
+        const uint32_t v = std::min(code_ / r, total - 1);
+        uint32_t low;
+        const uint32_t s = m.find(v, low);
+        code_ -= r * low;
+        range_ = r * m.count(s);
+        while (range_ < kTop) {
+            code_ = (code_ << 8) | byte();
+            range_ <<= 8;
+        }
+        m.update(s);
+        return s;
+    }
+
+    // True when the decoder read more than the 3 bytes past the end that a
+    // whole strip asks for.
+    bool ran_out() const { return past_ > 3; }
+
+private:
+    uint32_t byte() {
+        if (p_ < end_) return *p_++;
+        ++past_;
+        return 0;
+    }
+
+    const uint8_t* p_;
+    const uint8_t* end_;
+    size_t past_ = 0;
+    uint32_t code_ = 0;
+    uint32_t range_ = 0xFFFFFFFFu;
+};
+
+inline int32_t predict(int32_t a, int32_t l, int32_t c) { return (9 * (a + l) - 8 * c + 5) / 10; }
+
+// Code one row (above is null on the first row of a strip).
+void encode_row(const uint16_t* cur, const uint16_t* above, uint32_t width, uint32_t samples, uint32_t bits,
+                Model* models, RangeEncoder& rc) {
+    const int32_t mask = int32_t((1u << bits) - 1);
+    const int32_t half = int32_t(1u << (bits - 1));
+    for (uint32_t c = 0; c < samples; ++c) rc.code(models[c], uint32_t((cur[c] - half) & mask));
+    const size_t n = size_t(width) * samples;
+    if (above == nullptr) {
+        for (size_t i = samples; i < n; ++i)
+            rc.code(models[i % samples], uint32_t((int32_t(cur[i]) - cur[i - samples]) & mask));
+        return;
+    }
+    for (size_t i = samples, c = 0; i < n; ++i) {
+        const int32_t p = predict(above[i], cur[i - samples], above[i - samples]);
+        rc.code(models[c], uint32_t((cur[i] - p) & mask));
+        if (++c == samples) c = 0;
+    }
+}
+
+void decode_row(uint16_t* cur, const uint16_t* above, uint32_t width, uint32_t samples, uint32_t bits, Model* models,
+                RangeDecoder& rc) {
+    const int32_t mask = int32_t((1u << bits) - 1);
+    const int32_t half = int32_t(1u << (bits - 1));
+    for (uint32_t c = 0; c < samples; ++c) cur[c] = uint16_t((int32_t(rc.decode(models[c])) + half) & mask);
+    const size_t n = size_t(width) * samples;
+    if (above == nullptr) {
+        for (size_t i = samples; i < n; ++i)
+            cur[i] = uint16_t((int32_t(rc.decode(models[i % samples])) + cur[i - samples]) & mask);
+        return;
+    }
+    for (size_t i = samples, c = 0; i < n; ++i) {
+        const int32_t p = predict(above[i], cur[i - samples], above[i - samples]);
+        cur[i] = uint16_t((int32_t(rc.decode(models[c])) + p) & mask);
+        if (++c == samples) c = 0;
+    }
+}
+
+bool shape_fits(const RowShape& s) {
+    return s.bits >= 1 && s.bits <= 12 && s.samples >= 1 && s.samples <= 4 && s.width >= 1;
+}
+
+class ArithEncoder final : public Encoder {
+public:
+    explicit ArithEncoder(const RowShape& shape) : shape_(shape), models_(shape.samples) {
+        const size_t n = size_t(shape.width) * shape.samples;
+        cur_.resize(n);
+        above_.resize(n);
+    }
+
+    bool takes_unpacked_rows() const override { return true; }
+
+    void begin_strip(std::vector<uint8_t>& out) override {
+        for (auto& m : models_) m.reset(shape_.bits);
+        first_row_ = true;
+        rc_.begin(out);
+    }
+
+    void add_row(const uint8_t* row, std::vector<uint8_t>&) override {
+        // Rows are copied into aligned uint16 buffers (the caller's may not
+        // be aligned); one element type keeps the coding loops single.
+        const size_t n = cur_.size();
+        if (shape_.bits <= 8) {
+            for (size_t i = 0; i < n; ++i) cur_[i] = row[i];
+        } else {
+            std::memcpy(cur_.data(), row, n * 2);
+        }
+        encode_row(cur_.data(), first_row_ ? nullptr : above_.data(), shape_.width, shape_.samples, shape_.bits,
+                   models_.data(), rc_);
+        cur_.swap(above_);
+        first_row_ = false;
+    }
+
+    void end_strip(std::vector<uint8_t>&) override { rc_.finish(); }
+
+private:
+    RowShape shape_;
+    std::vector<Model> models_;
+    std::vector<uint16_t> cur_, above_;
+    bool first_row_ = true;
+    RangeEncoder rc_;
+};
+
+}  // namespace
+
+std::unique_ptr<Encoder> make_arith_encoder(const RowShape& shape) {
+    if (!shape_fits(shape)) return nullptr;
+    return std::make_unique<ArithEncoder>(shape);
+}
+
+// Decode `rows` rows into out[0, rows * unpacked_bytes).  -11 for a shape
+// the code does not take; -10 when the strip is cut short (the values are
+// decoded all the same, from zeros past the end); -2 when memory for the
+// row buffers is lacking.
+int32_t decode_arith(const RowShape& shape, uint32_t rows, const uint8_t* in, size_t n, uint8_t* out) {
+    if (!shape_fits(shape)) return -11;
+    const size_t count = size_t(shape.width) * shape.samples;
+    std::vector<uint16_t> cur, above;
+    std::vector<Model> models;
+    try {
+        cur.resize(count);
+        above.resize(count);
+        models.resize(shape.samples);
+        for (auto& m : models) m.reset(shape.bits);
+    } catch (const std::bad_alloc&) {
+        return -2;
+    }
+    RangeDecoder rc(in, n);
+    for (uint32_t y = 0; y < rows; ++y) {
+        decode_row(cur.data(), y == 0 ? nullptr : above.data(), shape.width, shape.samples,
+                             shape.bits, models.data(), rc);
+        if (shape.bits <= 8) {
+            uint8_t* o = out + size_t(y) * count;
+            for (size_t i = 0; i < count; ++i) o[i] = uint8_t(cur[i]);
+        } else {
+            std::memcpy(out + size_t(y) * count * 2, cur.data(), count * 2);
+        }
+        cur.swap(above);
+    }
+    return rc.ran_out() ? -10 : 0;
+}
+
+}  // namespace mvip::tiff

@@ -1,0 +1,277 @@
+// Reading TIFF images: strips decoded into a file image (kind "TIFF") that
+// the reading frame presents in the caller's image.
+#include "files/tiff/format.hpp"
+
+#include "core/record.hpp"
+#include "files/readframe.hpp"
+#include "files/tiff/codec.hpp"
+#include "ops/frame.hpp"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <new>
+
+namespace mvip::tiff {
+
+namespace {
+
+// A decoded image: owned pixels behind a memory image record.
+struct FileImage {
+    std::unique_ptr<uint8_t[]> pixels;
+    size_t row_bytes = 0;
+    mvimage image{};
+};
+
+// The most bytes one stored byte can decode to, by compression.
+double max_expansion(uint32_t compression) {
+    switch (compression) {
+    case kCompressionNone: return 1.0;
+    case kCompressionPackBits: return 64.0;     // two bytes give 128
+    case kCompressionLzw: return 4096.0;        // a 9-bit code gives at most 4096 bytes
+    default: return 16384.0;  // adaptive arithmetic coding: the cheapest symbol costs
+                              // about 1/11000 bit (1-bit samples)
+    }
+}
+
+bool native_packing(const RowShape& shape) {
+    return shape.bits == 8 || (!shape.big_endian && (shape.bits == 16 || shape.bits == 32 || shape.bits == 64));
+}
+
+template <class T>
+void invert_values(uint8_t* data, size_t count, uint32_t bits) {
+    auto* v = reinterpret_cast<T*>(data);
+    const T top = T(bits >= 32 ? 0xFFFFFFFFu : (1u << bits) - 1u);
+    for (size_t i = 0; i < count; ++i) v[i] = T(top - v[i]);
+}
+
+template <class T>
+void swap_chroma(uint8_t* data, size_t pixels) {
+    auto* v = reinterpret_cast<T*>(data);
+    for (size_t i = 0; i < pixels; ++i) std::swap(v[3 * i + 1], v[3 * i + 2]);
+}
+
+// Undo what the file's form adds to the values: photometric inversion and
+// the Y, Cb, Cr order.
+void normalise(const Directory& dir, const mvpixfmt& fmt, uint8_t* data, size_t pixels) {
+    const uint32_t t = type_of(fmt.datatype);
+    if (dir.photometric == kWhiteIsZero && fmt.colorspace == MVCS_GREY && is_int_type(t)) {
+        if (t == MVTYPE_U8) invert_values<uint8_t>(data, pixels, fmt.bits);
+        else if (t == MVTYPE_U16) invert_values<uint16_t>(data, pixels, fmt.bits);
+        else invert_values<uint32_t>(data, pixels, fmt.bits);
+    }
+    if (fmt.colorspace == MVCS_YCRCB) {
+        if (t == MVTYPE_U8) swap_chroma<uint8_t>(data, pixels);
+        else if (t == MVTYPE_U16) swap_chroma<uint16_t>(data, pixels);
+        else if (t == MVTYPE_U32 || t == MVTYPE_FLOAT) swap_chroma<uint32_t>(data, pixels);
+        else swap_chroma<uint64_t>(data, pixels);
+    }
+}
+
+int32_t poll(mvabort* hook, uint32_t done, uint32_t total) {
+    return hook && hook->abortfn ? hook->abortfn(hook, int32_t(done), int32_t(total)) : 0;
+}
+
+int32_t decode(mvabort* hook, const FileOrder& order, const Directory& dir, const mvpixfmt& fmt, FileImage& out) {
+    RowShape shape;
+    shape.width = dir.width;
+    shape.samples = dir.samples;
+    shape.bits = dir.bits[0];
+    shape.big_endian = order.big;
+    const uint32_t compression = dir.compression;
+    const bool arith = compression == kCompressionArith;
+    const size_t row_bytes = size_t(dir.width) * dir.samples * pixie_bytes(fmt.datatype);
+    const size_t packed = shape.packed_bytes();
+    out.row_bytes = row_bytes;
+    if (row_bytes > SIZE_MAX / dir.height) return -2;
+    // Refuse before allocating when the strips cannot hold the image even at
+    // the codec's largest expansion (a broken or hostile file).
+    uint64_t stored = 0;
+    for (uint32_t s = 0; s < dir.strips(); ++s) stored += dir.strip_counts[s];
+    if (double(packed) * dir.height > double(stored) * max_expansion(compression) + 64.0) return -10;
+    out.pixels.reset(new (std::nothrow) uint8_t[row_bytes * dir.height]);
+    if (!out.pixels) return -2;
+    std::memset(out.pixels.get(), 0, row_bytes * dir.height);
+
+    const uint32_t rps = std::min(dir.rows_per_strip == 0 ? dir.height : dir.rows_per_strip, dir.height);
+    const bool direct = arith || native_packing(shape);
+    std::vector<uint8_t> raw, staging;
+    const uint32_t strips = dir.strips();
+    for (uint32_t s = 0; s < strips; ++s) {
+        const uint32_t y0 = s * rps, rows = std::min(rps, dir.height - y0);
+        if (const int32_t stop = poll(hook, y0, dir.height)) return stop;
+        const uint32_t offset = dir.strip_offsets[s], count = dir.strip_counts[s];
+        if (!order.stream->holds(offset, count)) return -10;
+        raw.resize(count);
+        order.stream->read(offset, raw.data(), count);
+        if (const int32_t st = order.stream->status(); st != 0) return st;
+        uint8_t* target = out.pixels.get() + size_t(y0) * row_bytes;
+        const size_t want = size_t(rows) * (arith ? row_bytes : packed);
+        if (!direct) {
+            staging.resize(want);
+            target = staging.data();
+        }
+        const int32_t rc = decode_strip(compression, shape, rows, raw.data(), raw.size(), target, want);
+        if (rc != 0) return rc;
+        uint8_t* image_rows = out.pixels.get() + size_t(y0) * row_bytes;
+        for (uint32_t r = 0; r < rows; ++r) {
+            uint8_t* row = image_rows + size_t(r) * row_bytes;
+            if (!direct) unpack_row(staging.data() + size_t(r) * packed, shape, row);
+            if (compression == kCompressionLzw && dir.predictor == 2)
+                accumulate_row(row, dir.width, dir.samples, shape.bits);
+        }
+    }
+    normalise(dir, fmt, out.pixels.get(), size_t(dir.width) * dir.height);
+    return 0;
+}
+
+uint8_t resolution_units(uint32_t tiff_unit) {
+    switch (tiff_unit) {
+    case 1: return MVUNITS_RATIO;
+    case 3: return MVUNITS_CENTIMETER;
+    default: return MVUNITS_INCH;  // 2, and TIFF's default when the tag is absent
+    }
+}
+
+int32_t wrap(const Directory& dir, const mvpixfmt& fmt, FileImage& out) {
+    const uint32_t dims[2] = {dir.width, dir.height};
+    mvgeometry geom{1.0f, 1.0f, 1.0f, 0, 0, 0, 0};
+    const bool has_x = dir.xres[0] != 0, has_y = dir.yres[0] != 0;
+    if (has_x || has_y) {
+        const float x = has_x ? float(double(dir.xres[1]) / dir.xres[0]) : 0.0f;
+        const float y = has_y ? float(double(dir.yres[1]) / dir.yres[0]) : 0.0f;
+        geom.xwidth = has_x ? x : y;
+        geom.ywidth = has_y ? y : x;
+        geom.xunits = geom.yunits = resolution_units(dir.resolution_unit);
+    }
+    const int32_t rc = mvimage_memdata(&out.image, out.pixels.get(), out.row_bytes * dir.height, dims,
+                                       int32_t(out.row_bytes), &fmt, &geom, 0);
+    if (rc != 0) return rc;
+    set_kind(&out.image, "TIFF");
+    return 0;
+}
+
+// The palette as a one-line RGB image (16-bit, or 32-bit for values that
+// need it) of `entries` pixels.
+int32_t colormap_image(const Directory& dir, uint32_t entries, FileImage& out) {
+    const size_t n = size_t(1) << dir.bits[0];
+    entries = uint32_t(std::min<size_t>(entries, n));
+    const bool wide = std::any_of(dir.colormap.begin(), dir.colormap.end(), [](uint32_t v) { return v > 0xFFFFu; });
+    const uint32_t type = wide ? MVTYPE_U32 : MVTYPE_U16;
+    out.row_bytes = size_t(entries) * 3 * (wide ? 4 : 2);
+    out.pixels.reset(new (std::nothrow) uint8_t[out.row_bytes]);
+    if (!out.pixels) return -2;
+    for (uint32_t i = 0; i < entries; ++i)
+        for (uint32_t c = 0; c < 3; ++c) {
+            const uint32_t v = dir.colormap[c * n + i];
+            if (wide) reinterpret_cast<uint32_t*>(out.pixels.get())[3 * i + c] = v;
+            else reinterpret_cast<uint16_t*>(out.pixels.get())[3 * i + c] = uint16_t(v);
+        }
+    const uint32_t dims[2] = {entries, 1};
+    return mvimage_memory(&out.image, out.pixels.get(), dims, 0, type, wide ? 32 : 16, 3, MVCS_RGB, 0);
+}
+
+// Replace an index image by its colours (for colour destinations).
+int32_t apply_colormap(const Directory& dir, FileImage& indexed, FileImage& out) {
+    FileImage map;
+    const uint32_t n = uint32_t(1) << dir.bits[0];
+    if (const int32_t rc = colormap_image(dir, n, map); rc != 0) return rc;
+    const bool wide = map.image.pixfmt.datatype == MVTYPE_U32;
+    const size_t pixels = size_t(dir.width) * dir.height;
+    const size_t bytes = wide ? 12 : 6;
+    out.row_bytes = size_t(dir.width) * bytes;
+    out.pixels.reset(new (std::nothrow) uint8_t[pixels * bytes]);
+    if (!out.pixels) return -2;
+    const uint32_t t = indexed.image.pixfmt.datatype;
+    for (size_t i = 0; i < pixels; ++i) {
+        const uint32_t index = t == MVTYPE_U8 ? indexed.pixels[i]
+                             : t == MVTYPE_U16 ? reinterpret_cast<uint16_t*>(indexed.pixels.get())[i]
+                                               : reinterpret_cast<uint32_t*>(indexed.pixels.get())[i];
+        std::memcpy(out.pixels.get() + i * bytes, map.pixels.get() + size_t(std::min(index, n - 1)) * bytes, bytes);
+    }
+    const uint32_t dims[2] = {dir.width, dir.height};
+    const int32_t rc = mvimage_memory2(&out.image, out.pixels.get(), dims, 0, wide ? MVTYPE_U32 : MVTYPE_U16,
+                                       wide ? 32 : 16, 3, MVCS_RGB, 0, indexed.image.xwidth, indexed.image.ywidth,
+                                       indexed.image.xunits);
+    if (rc == 0) set_kind(&out.image, "TIFF");
+    return rc;
+}
+
+int32_t read_image(mvabort* hook, mvimage* im, mvimage* palette, const char* filename, uint32_t index,
+                   uint32_t mode) {
+    if (const auto stop = ops::hook_at_entry(hook)) return *stop;
+    if (im == nullptr || filename == nullptr || !window_valid_2d(im)) return -1;
+    if (palette != nullptr &&
+        (palette->pixfmt.pixies != 3 || !is_int_type(palette->pixfmt.datatype) || is_float_type(im->pixfmt.datatype)))
+        return -1;
+    files::Stream stream;
+    if (const int32_t rc = stream.open(filename, "rb"); rc != 0) return rc;
+    FileOrder order;
+    if (const int32_t rc = read_header(stream, order); rc != 0) return rc;
+    uint64_t link = 0;
+    if (const int32_t rc = find_link(order, index, link); rc != 0) return rc;
+    const uint32_t offset = order.u32(link);
+    if (offset == 0) return -10;
+    Directory dir;
+    if (const int32_t rc = read_directory(order, offset, dir); rc != 0) return rc;
+    mvpixfmt fmt;
+    if (const int32_t rc = presented_format(dir, fmt); rc != 0) return rc;
+    FileImage file;
+    if (const int32_t rc = decode(hook, order, dir, fmt, file); rc != 0) return rc;
+    if (const int32_t rc = wrap(dir, fmt, file); rc != 0) return rc;
+    stream.close();
+
+    const bool indexed = fmt.colorspace == MVCS_PALETTE;
+    int32_t result = 0;
+    if (indexed && im->pixfmt.pixies >= 2) {
+        FileImage colours;
+        if (const int32_t rc = apply_colormap(dir, file, colours); rc != 0) return rc;
+        result = files::present_image(hook, &colours.image, im, mode);
+    } else {
+        result = files::present_image(hook, &file.image, im, mode);
+    }
+    if (result < 0) return result;
+    if (dir.xres[0] != 0 || dir.yres[0] != 0) {
+        // The caller's image takes the file's pixel size, scaled when the
+        // image was resampled.
+        const double w = std::max(1u, wind_width(im)), h = std::max(1u, wind_height(im));
+        im->xwidth = float(double(file.image.xwidth) * dir.width / w);
+        im->ywidth = float(double(file.image.ywidth) * dir.height / h);
+        im->xunits = file.image.xunits;
+        im->yunits = file.image.yunits;
+    }
+    if (palette != nullptr && indexed) {
+        FileImage map;
+        if (const int32_t rc = colormap_image(dir, wind_width(palette), map); rc != 0) return rc;
+        const int32_t rc = files::present_palette(&map.image, palette);
+        return rc < 0 ? rc : 1;
+    }
+    return result;
+}
+
+}  // namespace
+
+}  // namespace mvip::tiff
+
+extern "C" {
+
+MVIP_API int32_t mvio8_tifread(mvabort* hook, mvimage* im, mvimage* palette, const char* filename, uint32_t index,
+                               void* /*reserved*/, uint32_t mode) {
+    try {
+        return mvip::tiff::read_image(hook, im, palette, filename, index, mode);
+    } catch (const std::bad_alloc&) {
+        return -2;
+    } catch (...) {
+        return -1;
+    }
+}
+
+MVIP_API int32_t mvio8_tifreadseq(mvabort* hook, mvimage3* im, mvimage* /*palette*/, const char* filename,
+                                  uint32_t /*index*/, void* /*reserved*/, uint32_t /*mode*/) {
+    if (const auto stop = mvip::ops::hook_at_entry(hook)) return *stop;
+    if (im == nullptr || filename == nullptr) return -1;
+    return -11;  // no 3-D image kinds in this build
+}
+
+}  // extern "C"
