@@ -7,9 +7,9 @@ namespace mvip::files {
 namespace {
 
 // Colour space the file image must be shown in, or -1 for none.
-int32_t colour_target(const mvimage* file, const mvimage* dst, uint32_t mode) {
-    const uint32_t fp = file->pixfmt.pixies, dp = dst->pixfmt.pixies;
-    const uint32_t fcs = file->pixfmt.colorspace, dcs = dst->pixfmt.colorspace;
+int32_t colour_target(const mvpixfmt& file, const mvimage* dst, uint32_t mode) {
+    const uint32_t fp = file.pixies, dp = dst->pixfmt.pixies;
+    const uint32_t fcs = file.colorspace, dcs = dst->pixfmt.colorspace;
     if (dp == 1 && fp >= 3) return MVCS_GREY;
     if (dp >= 2 && fp == 1) return int32_t(dcs);
     if ((mode & 0x100u) && dcs != 0 && dcs != fcs) return int32_t(dcs);
@@ -22,11 +22,16 @@ bool same_form(const mvpixfmt& a, const mvpixfmt& b) {
 
 }  // namespace
 
+bool presents_unchanged(const mvpixfmt& fmt, uint32_t width, uint32_t height, const mvimage* dst, uint32_t mode) {
+    return dst != nullptr && colour_target(fmt, dst, mode) < 0 && same_form(fmt, dst->pixfmt) &&
+           fmt.pixies == dst->pixfmt.pixies && wind_width(dst) == width && wind_height(dst) == height;
+}
+
 int32_t present_image(mvabort* hook, mvimage* file, mvimage* dst, uint32_t mode) {
     if (file == nullptr || dst == nullptr) return -1;
     mvimage colour{}, typed{};
     mvimage* current = file;
-    const int32_t target = colour_target(file, dst, mode);
+    const int32_t target = colour_target(file->pixfmt, dst, mode);
     if (target >= 0) {
         const int32_t rc = mvimage_colorconverter(&colour, current, uint32_t(target), 1);
         if (rc < 0) return rc;
@@ -66,6 +71,30 @@ int32_t present_palette(mvimage* entries, mvimage* palette) {
     return rc;
 }
 
+bool MappedLines::open(mvimage* im, uint32_t datatype) {
+    close();
+    if (im == nullptr || !window_valid_2d(im)) return false;
+    if (im->imapset(im, 0, datatype | MVREQ_LOW, all_pixies_mask(im->pixfmt.pixies)) <= 0) return false;
+    image_ = im;
+    width_ = wind_width(im);
+    return true;
+}
+
+uint8_t* MappedLines::line(uint32_t y) {
+    if (image_ == nullptr) return nullptr;
+    if (desc_.runs != 0) image_->imapr(image_, &desc_);
+    if (image_->imap(image_, &desc_, 0, int32_t(y)) != 1 || desc_.runs == 0) return nullptr;
+    const mvmapdesc d = desc_;  // packed record: copy before use
+    if (d.count < width_ || d.stride != image_->pixelsize) return nullptr;
+    return static_cast<uint8_t*>(d.address);
+}
+
+void MappedLines::close() {
+    if (image_ != nullptr && desc_.runs != 0) image_->imapr(image_, &desc_);
+    image_ = nullptr;
+    desc_ = mvmapdesc{};
+}
+
 LineReader::~LineReader() {
     if (source_ != nullptr) source_->iowait(source_);
 }
@@ -92,7 +121,15 @@ int32_t LineReader::open(mvimage* im, uint32_t datatype, uint32_t bits) {
     pixies_ = source_->pixfmt.pixies;
     const uint32_t request = is_float_type(datatype) ? datatype : (datatype | MVREQ_LOW);
     const int32_t rc = source_->ioset(source_, 0, request, all_pixies_mask(pixies_));
-    return rc < 0 ? rc : 0;
+    if (rc < 0) return rc;
+    mapping_ = mapped_.open(source_, datatype);
+    return 0;
+}
+
+const void* LineReader::view(uint32_t y, void* buffer) {
+    if (mapping_)
+        if (const uint8_t* line = mapped_.line(y)) return line;
+    return read(y, buffer) == 0 ? buffer : nullptr;
 }
 
 int32_t LineReader::read(uint32_t y, void* line) {

@@ -14,10 +14,36 @@ namespace mvip::files {
 // byte) or bilinear resampling.  0 or a negative result code.
 int32_t present_image(mvabort* hook, mvimage* file, mvimage* dst, uint32_t mode);
 
+// True when present_image would copy an image of format `fmt` and size
+// width x height into `dst` unchanged (no conversion, no resampling).
+bool presents_unchanged(const mvpixfmt& fmt, uint32_t width, uint32_t height, const mvimage* dst, uint32_t mode);
+
 // Copy palette entries (a one-line image, entry x at pixel x) into the
 // first line of the caller's palette image, converted to its colour order
 // and bits.  0 or a negative result code.
 int32_t present_palette(mvimage* entries, mvimage* palette);
+
+// The lines of an image's window as raw memory, when the image maps every
+// line in the given data type (values low-justified, pixels consecutive).
+// Readers decode straight into them and writers take lines from them,
+// saving a copy through a line buffer.
+class MappedLines {
+public:
+    MappedLines() = default;
+    MappedLines(const MappedLines&) = delete;
+    MappedLines& operator=(const MappedLines&) = delete;
+    ~MappedLines() { close(); }
+    // True when the lines of `im` map as asked.
+    bool open(mvimage* im, uint32_t datatype);
+    // Window line y, or null when it does not map.
+    uint8_t* line(uint32_t y);
+    void close();
+
+private:
+    mvimage* image_ = nullptr;
+    uint32_t width_ = 0;
+    mvmapdesc desc_{};
+};
 
 // Reads the window lines of an image in a chosen data type and bits,
 // through a type converter when the image does not hold that form.  Values
@@ -35,12 +61,17 @@ public:
     // Read window line y (0-based) whole into `line`; 0 or -7 when the
     // image delivered fewer pixels.
     int32_t read(uint32_t y, void* line);
+    // Window line y: the image's own memory when it maps (read only: do not
+    // change it), else `buffer` filled by read().  Null on a failed read.
+    const void* view(uint32_t y, void* buffer);
     uint32_t width() const { return width_; }
     uint32_t height() const { return height_; }
     uint32_t pixies() const { return pixies_; }
 
 private:
     mvimage view_{};
+    MappedLines mapped_;
+    bool mapping_ = false;
     mvimage* source_ = nullptr;
     bool own_view_ = false;
     uint32_t width_ = 0, height_ = 0, pixies_ = 0;

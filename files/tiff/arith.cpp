@@ -41,6 +41,10 @@
 #include <cstring>
 #include <new>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace mvip::tiff {
 
 namespace {
@@ -49,25 +53,47 @@ constexpr uint32_t kIncrement = 32;
 constexpr uint32_t kLimit = 16384;
 constexpr uint32_t kTop = 1u << 24;
 
-// Adaptive counts of 2^bits symbols.  The cumulative counts come from a
-// Fenwick tree so that looking up, finding and updating a symbol all take
-// log2(2^bits) steps, even for the 4096 symbols of 12-bit samples.
+// Adaptive counts of 2^bits symbols, kept as a tree of 16-way nodes so
+// that every step is a fixed operation on 16 values (two SSE2 registers):
+// one level for up to 16 symbols, two up to 256, three for 4096.  Each
+// node holds, for each child, the sum of the counts of the children before
+// it; entries past a node's last child hold kPad, above any real sum.  The
+// cum of a symbol is one entry per level.  Finding the symbol of a value
+// picks, level by level, the last entry not above it (the entries rise, so
+// the ones above it form a tail).  Coding a symbol adds the increment to
+// the entries after its child, level by level.
 class Model {
 public:
     void reset(uint32_t bits) {
         size_ = 1u << bits;
+        levels_ = (bits + 3) / 4;
         count_.assign(size_, 1);
-        tree_.assign(size_ + 1, 0);
+        for (uint32_t l = 0; l < levels_; ++l) {
+            shift_[l] = 4 * (levels_ - 1 - l);
+            const uint32_t children = size_ >> shift_[l];
+            lanes_[l] = std::min<uint32_t>(children, 16);
+            level_[l].assign(std::max<uint32_t>(children, 16), kPad);
+        }
         rebuild();
     }
 
     uint32_t total() const { return total_; }
     uint32_t count(uint32_t s) const { return count_[s]; }
 
+    // range / total, exact, by a multiplication with 2^32 / total (rounded
+    // down, so the product is at most one short) and one correction.  The
+    // reciprocal is ready before the coder needs it, so no division waits
+    // on the range.
+    uint32_t share(uint32_t range) const {
+        uint32_t r = uint32_t((uint64_t(range) * inverse_) >> 32);
+        r += range - r * total_ >= total_;
+        return r;
+    }
+
     // Sum of the counts of the symbols below s.
     uint32_t cum(uint32_t s) const {
         uint32_t sum = 0;
-        for (uint32_t i = s; i != 0; i &= i - 1) sum += tree_[i];
+        for (uint32_t l = 0; l < levels_; ++l) sum += level_[l][s >> shift_[l]];
         return sum;
     }
 
@@ -75,12 +101,11 @@ public:
     uint32_t find(uint32_t v, uint32_t& low) const {
         uint32_t pos = 0;
         uint32_t rest = v;
-        for (uint32_t step = size_ >> 1; step != 0; step >>= 1) {
-            const uint32_t t = tree_[pos + step];
-            if (t <= rest) {
-                pos += step;
-                rest -= t;
-            }
+        for (uint32_t l = 0; l < levels_; ++l) {
+            const uint16_t* e = level_[l].data() + pos * 16;
+            const uint32_t child = last_not_above(e, rest);
+            rest -= e[child];
+            pos = pos * 16 + child;
         }
         low = v - rest;
         return pos;
@@ -88,31 +113,84 @@ public:
 
     void update(uint32_t s) {
         count_[s] = uint16_t(count_[s] + kIncrement);
-        for (uint32_t i = s + 1; i <= size_; i += i & (0u - i)) tree_[i] = uint16_t(tree_[i] + kIncrement);
+        for (uint32_t l = 0; l < levels_; ++l) {
+            const uint32_t at = s >> shift_[l];
+            add_after(level_[l].data() + (at & ~15u), at & 15u, lanes_[l]);
+        }
         total_ += kIncrement;
         if (total_ >= kLimit) {
             for (auto& c : count_) c = uint16_t((c + 1) / 2);
             rebuild();
         }
+        inverse_ = uint32_t((uint64_t(1) << 32) / total_);
     }
 
 private:
+    // Above every sum (< kLimit + kIncrement) and a positive int16, which
+    // the signed 16-bit compares of SSE2 need.
+    static constexpr uint16_t kPad = 0x7FFF;
+
+#if defined(__SSE2__)
+    static uint32_t last_not_above(const uint16_t* e, uint32_t v) {
+        const __m128i r = _mm_set1_epi16(int16_t(v));
+        const __m128i a = _mm_cmpgt_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(e)), r);
+        const __m128i b = _mm_cmpgt_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(e + 8)), r);
+        const uint32_t above = uint32_t(_mm_movemask_epi8(_mm_packs_epi16(a, b)));
+        return uint32_t(__builtin_ctz(above | 0x10000u)) - 1;  // e[0] = 0 is never above
+    }
+
+    static void add_after(uint16_t* e, uint32_t child, uint32_t lanes) {
+        const __m128i lo = _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7);
+        const __m128i hi = _mm_setr_epi16(8, 9, 10, 11, 12, 13, 14, 15);
+        const __m128i c = _mm_set1_epi16(int16_t(child));
+        const __m128i n = _mm_set1_epi16(int16_t(lanes));
+        const __m128i inc = _mm_set1_epi16(int16_t(kIncrement));
+        auto* p = reinterpret_cast<__m128i*>(e);
+        const __m128i ma = _mm_and_si128(_mm_cmpgt_epi16(lo, c), _mm_cmpgt_epi16(n, lo));
+        const __m128i mb = _mm_and_si128(_mm_cmpgt_epi16(hi, c), _mm_cmpgt_epi16(n, hi));
+        _mm_storeu_si128(p, _mm_add_epi16(_mm_loadu_si128(p), _mm_and_si128(ma, inc)));
+        _mm_storeu_si128(p + 1, _mm_add_epi16(_mm_loadu_si128(p + 1), _mm_and_si128(mb, inc)));
+    }
+#else
+    static uint32_t last_not_above(const uint16_t* e, uint32_t v) {
+        uint32_t below = 0;
+        for (uint32_t i = 0; i < 16; ++i) below += e[i] <= v;
+        return below - 1;
+    }
+
+    static void add_after(uint16_t* e, uint32_t child, uint32_t lanes) {
+        for (uint32_t i = child + 1; i < lanes; ++i) e[i] = uint16_t(e[i] + kIncrement);
+    }
+#endif
+
     void rebuild() {
-        total_ = 0;
-        for (uint32_t i = 1; i <= size_; ++i) {
-            tree_[i] = count_[i - 1];
-            total_ += count_[i - 1];
+        // Sums of the subtrees one level down, starting with the counts.
+        std::vector<uint32_t>& sums = sums_;
+        std::vector<uint32_t>& up = up_;
+        sums.assign(count_.begin(), count_.end());
+        for (uint32_t l = levels_; l-- > 0;) {
+            uint16_t* e = level_[l].data();
+            const size_t n = sums.size();  // children at this level
+            up.assign((n + 15) / 16, 0);
+            for (size_t i = 0; i < n; ++i) {
+                e[i] = uint16_t(up[i / 16]);
+                up[i / 16] += sums[i];
+            }
+            sums.swap(up);
         }
-        for (uint32_t i = 1; i <= size_; ++i) {
-            const uint32_t j = i + (i & (0u - i));
-            if (j <= size_) tree_[j] = uint16_t(tree_[j] + tree_[i]);
-        }
+        total_ = sums[0];
+        inverse_ = uint32_t((uint64_t(1) << 32) / total_);
     }
 
     uint32_t size_ = 0;
+    uint32_t levels_ = 0;
     uint32_t total_ = 0;
+    uint32_t inverse_ = 0;  // 2^32 / total_, rounded down (total_ >= 2)
+    uint32_t shift_[3] = {};
+    uint32_t lanes_[3] = {};  // children of a node at each level
     std::vector<uint16_t> count_;
-    std::vector<uint16_t> tree_;  // 1-based
+    std::vector<uint16_t> level_[3];  // root first
+    std::vector<uint32_t> sums_, up_;
 };
 
 class RangeEncoder {
@@ -125,7 +203,7 @@ public:
     }
 
     void code(Model& m, uint32_t s) {
-        const uint32_t r = range_ / m.total();
+        const uint32_t r = m.share(range_);
         low_ += uint64_t(r) * m.cum(s);
         range_ = r * m.count(s);
         if (low_ >> 32) carry();
@@ -169,7 +247,7 @@ public:
 
     uint32_t decode(Model& m) {
         const uint32_t total = m.total();
-        const uint32_t r = range_ / total;
+        const uint32_t r = m.share(range_);
         const uint32_t v = std::min(code_ / r, total - 1);
         uint32_t low;
         const uint32_t s = m.find(v, low);

@@ -11,7 +11,9 @@
 #include "files/tiff/codec.hpp"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 
 namespace mvip::tiff {
 
@@ -25,14 +27,17 @@ constexpr uint32_t kEncoderLimit = 4094;  // table size that triggers a clear
 
 // ---- encoder -------------------------------------------------------------
 
-// Strings are found by a hash of (code of the prefix, next byte): an open
-// table of 16384 slots, at most a quarter full, so a probe rarely goes past
-// the first slot.  A slot holds key << 12 | code with the 20-bit key
-// prefix << 8 | byte; codes of strings are at least 258, so 0 is empty.
+// Strings are found through a table of 4096 x 256 entries: the code of the
+// string made of a prefix code and one more byte, 0 when there is none
+// (codes of such strings are at least 258).  One load per input byte is
+// the whole search.  The table is 2 MB; it comes zeroed from calloc, so the
+// pages a small image never reaches are never touched, and a clear resets
+// only the entries made since the last one.
 class LzwEncoder final : public Encoder {
 public:
-    explicit LzwEncoder(const RowShape& shape) : row_bytes_(shape.packed_bytes()) {
-        std::memset(slots_, 0, sizeof slots_);
+    explicit LzwEncoder(const RowShape& shape)
+        : row_bytes_(shape.packed_bytes()), child_(static_cast<uint16_t*>(std::calloc(4096 * 256, 2))) {
+        if (!child_) throw std::bad_alloc();
     }
 
     void begin_strip(std::vector<uint8_t>& out) override {
@@ -87,13 +92,14 @@ public:
     }
 
 private:
-    static constexpr uint32_t kSlots = 16384;
     static constexpr uint32_t kNone = ~0u;
 
-    static uint32_t hash(uint32_t key) { return (key * 0x9E3779B1u) >> 18; }
+    struct Free {
+        void operator()(uint16_t* p) const { std::free(p); }
+    };
 
     void reset_table() {
-        for (uint32_t i = 0; i < used_count_; ++i) slots_[used_[i]] = 0;
+        for (uint32_t i = 0; i < used_count_; ++i) child_[used_[i]] = 0;
         used_count_ = 0;
         next_ = kFirst;
         width_ = 9;
@@ -118,7 +124,7 @@ private:
         uint8_t* op = out;
         uint64_t acc = acc_;
         uint32_t have = have_, next = next_, width = width_, used = used_count_;
-        uint32_t* const slots = slots_;
+        uint16_t* const child = child_.get();
         auto put = [&](uint32_t code) {
             acc = (acc << width) | code;
             have += width;
@@ -135,20 +141,18 @@ private:
         for (; i < n; ++i) {
             const uint32_t c = in[i];
             const uint32_t key = (code << 8) | c;
-            uint32_t h = hash(key);
-            uint32_t e;
-            while ((e = slots[h]) != 0 && (e >> 12) != key) h = (h + 1) & (kSlots - 1);
+            const uint32_t e = child[key];
             if (e != 0) {
-                code = e & 0xFFF;
+                code = e;
                 continue;
             }
             put(code);
-            slots[h] = (key << 12) | next;
-            used_[used++] = uint16_t(h);
+            child[key] = uint16_t(next);
+            used_[used++] = key;
             ++next;
             if (next == kEncoderLimit) {
                 put(kClear);
-                for (uint32_t k = 0; k < used; ++k) slots[used_[k]] = 0;
+                for (uint32_t k = 0; k < used; ++k) child[used_[k]] = 0;
                 used = 0;
                 next = kFirst;
                 width = 9;
@@ -173,8 +177,8 @@ private:
     uint64_t acc_ = 0;  // pending bits, the last `have_` of them
     uint32_t have_ = 0;
     uint32_t used_count_ = 0;
-    uint16_t used_[4096];  // slots filled since the last clear
-    uint32_t slots_[kSlots];
+    uint32_t used_[4096];  // entries made since the last clear
+    std::unique_ptr<uint16_t[], Free> child_;
 };
 
 // ---- decoder -------------------------------------------------------------

@@ -52,20 +52,20 @@ void swap_chroma(uint8_t* data, size_t pixels) {
     for (size_t i = 0; i < pixels; ++i) std::swap(v[3 * i + 1], v[3 * i + 2]);
 }
 
-// Undo what the file's form adds to the values: photometric inversion and
-// the Y, Cb, Cr order.
-void normalise(const Directory& dir, const mvpixfmt& fmt, uint8_t* data, size_t pixels) {
+// Undo what the file's form adds to the values of one row: photometric
+// inversion and the Y, Cb, Cr order.
+void normalise(const Directory& dir, const mvpixfmt& fmt, uint8_t* row, size_t pixels) {
     const uint32_t t = type_of(fmt.datatype);
     if (dir.photometric == kWhiteIsZero && fmt.colorspace == MVCS_GREY && is_int_type(t)) {
-        if (t == MVTYPE_U8) invert_values<uint8_t>(data, pixels, fmt.bits);
-        else if (t == MVTYPE_U16) invert_values<uint16_t>(data, pixels, fmt.bits);
-        else invert_values<uint32_t>(data, pixels, fmt.bits);
+        if (t == MVTYPE_U8) invert_values<uint8_t>(row, pixels, fmt.bits);
+        else if (t == MVTYPE_U16) invert_values<uint16_t>(row, pixels, fmt.bits);
+        else invert_values<uint32_t>(row, pixels, fmt.bits);
     }
     if (fmt.colorspace == MVCS_YCRCB) {
-        if (t == MVTYPE_U8) swap_chroma<uint8_t>(data, pixels);
-        else if (t == MVTYPE_U16) swap_chroma<uint16_t>(data, pixels);
-        else if (t == MVTYPE_U32 || t == MVTYPE_FLOAT) swap_chroma<uint32_t>(data, pixels);
-        else swap_chroma<uint64_t>(data, pixels);
+        if (t == MVTYPE_U8) swap_chroma<uint8_t>(row, pixels);
+        else if (t == MVTYPE_U16) swap_chroma<uint16_t>(row, pixels);
+        else if (t == MVTYPE_U32 || t == MVTYPE_FLOAT) swap_chroma<uint32_t>(row, pixels);
+        else swap_chroma<uint64_t>(row, pixels);
     }
 }
 
@@ -73,7 +73,21 @@ int32_t poll(mvabort* hook, uint32_t done, uint32_t total) {
     return hook && hook->abortfn ? hook->abortfn(hook, int32_t(done), int32_t(total)) : 0;
 }
 
-int32_t decode(mvabort* hook, const FileOrder& order, const Directory& dir, const mvpixfmt& fmt, FileImage& out) {
+// Where decoded rows go: the lines of the caller's image (when it maps them
+// in the file's form) or the rows of an owned buffer.
+struct RowTarget {
+    files::MappedLines* lines = nullptr;
+    uint8_t* base = nullptr;
+    size_t pitch = 0;
+    uint8_t* row(uint32_t y) const { return lines ? lines->line(y) : base + size_t(y) * pitch; }
+};
+
+// Decode every strip into the target's rows: each strip's stored bytes are
+// read, decoded into a staging strip (or, uncompressed in the file's own
+// form, read straight into consecutive target rows), then unpacked,
+// undifferenced and normalised row by row.
+int32_t decode(mvabort* hook, const FileOrder& order, const Directory& dir, const mvpixfmt& fmt,
+               const RowTarget& target) {
     RowShape shape;
     shape.width = dir.width;
     shape.samples = dir.samples;
@@ -82,48 +96,82 @@ int32_t decode(mvabort* hook, const FileOrder& order, const Directory& dir, cons
     const uint32_t compression = dir.compression;
     const bool arith = compression == kCompressionArith;
     const size_t row_bytes = size_t(dir.width) * dir.samples * pixie_bytes(fmt.datatype);
-    const size_t packed = shape.packed_bytes();
-    out.row_bytes = row_bytes;
-    if (row_bytes > SIZE_MAX / dir.height) return -2;
-    // Refuse before allocating when the strips cannot hold the image even at
-    // the codec's largest expansion (a broken or hostile file).
-    uint64_t stored = 0;
-    for (uint32_t s = 0; s < dir.strips(); ++s) stored += dir.strip_counts[s];
-    if (double(packed) * dir.height > double(stored) * max_expansion(compression) + 64.0) return -10;
-    out.pixels.reset(new (std::nothrow) uint8_t[row_bytes * dir.height]);
-    if (!out.pixels) return -2;
-    std::memset(out.pixels.get(), 0, row_bytes * dir.height);
+    const size_t stored_row = arith ? row_bytes : shape.packed_bytes();
+    const bool native = arith || native_packing(shape);
+    const bool plain_rows = compression == kCompressionNone && native;
+    const bool predictor = compression == kCompressionLzw && dir.predictor == 2;
+    const bool adjust = dir.photometric == kWhiteIsZero || fmt.colorspace == MVCS_YCRCB;
 
     const uint32_t rps = std::min(dir.rows_per_strip == 0 ? dir.height : dir.rows_per_strip, dir.height);
-    const bool direct = arith || native_packing(shape);
     std::vector<uint8_t> raw, staging;
-    const uint32_t strips = dir.strips();
-    for (uint32_t s = 0; s < strips; ++s) {
+    for (uint32_t s = 0; s < dir.strips(); ++s) {
         const uint32_t y0 = s * rps, rows = std::min(rps, dir.height - y0);
         if (const int32_t stop = poll(hook, y0, dir.height)) return stop;
         const uint32_t offset = dir.strip_offsets[s], count = dir.strip_counts[s];
         if (!order.stream->holds(offset, count)) return -10;
-        raw.resize(count);
-        order.stream->read(offset, raw.data(), count);
-        if (const int32_t st = order.stream->status(); st != 0) return st;
-        uint8_t* target = out.pixels.get() + size_t(y0) * row_bytes;
-        const size_t want = size_t(rows) * (arith ? row_bytes : packed);
-        if (!direct) {
+        const size_t want = size_t(rows) * stored_row;
+        uint8_t* first = target.row(y0);
+        if (first == nullptr) return -1;
+        if (plain_rows) {
+            if (count < want) return -10;
+            // Consecutive target rows take the strip in one read.
+            const bool consecutive = rows == 1 || target.row(y0 + rows - 1) == first + size_t(rows - 1) * row_bytes;
+            if (consecutive) {
+                order.stream->read(offset, first, want);
+            } else {
+                for (uint32_t r = 0; r < rows; ++r)
+                    order.stream->read(offset + uint64_t(r) * row_bytes, target.row(y0 + r), row_bytes);
+            }
+            if (const int32_t st = order.stream->status(); st != 0) return st;
+        } else {
+            raw.resize(count);
+            order.stream->read(offset, raw.data(), count);
+            if (const int32_t st = order.stream->status(); st != 0) return st;
             staging.resize(want);
-            target = staging.data();
+            if (const int32_t rc = decode_strip(compression, shape, rows, raw.data(), raw.size(), staging.data(), want);
+                rc != 0)
+                return rc;
+            for (uint32_t r = 0; r < rows; ++r) {
+                uint8_t* row = r == 0 ? first : target.row(y0 + r);
+                if (row == nullptr) return -1;
+                if (native) std::memcpy(row, staging.data() + size_t(r) * stored_row, row_bytes);
+                else unpack_row(staging.data() + size_t(r) * stored_row, shape, row);
+            }
         }
-        const int32_t rc = decode_strip(compression, shape, rows, raw.data(), raw.size(), target, want);
-        if (rc != 0) return rc;
-        uint8_t* image_rows = out.pixels.get() + size_t(y0) * row_bytes;
-        for (uint32_t r = 0; r < rows; ++r) {
-            uint8_t* row = image_rows + size_t(r) * row_bytes;
-            if (!direct) unpack_row(staging.data() + size_t(r) * packed, shape, row);
-            if (compression == kCompressionLzw && dir.predictor == 2)
-                accumulate_row(row, dir.width, dir.samples, shape.bits);
-        }
+        if (predictor || adjust)
+            for (uint32_t r = 0; r < rows; ++r) {
+                uint8_t* row = target.row(y0 + r);
+                if (predictor) accumulate_row(row, dir.width, dir.samples, shape.bits);
+                if (adjust) normalise(dir, fmt, row, dir.width);
+            }
     }
-    normalise(dir, fmt, out.pixels.get(), size_t(dir.width) * dir.height);
     return 0;
+}
+
+// Decode into an owned buffer (the file image's pixels).
+int32_t decode_owned(mvabort* hook, const FileOrder& order, const Directory& dir, const mvpixfmt& fmt,
+                     FileImage& out) {
+    const size_t row_bytes = size_t(dir.width) * dir.samples * pixie_bytes(fmt.datatype);
+    out.row_bytes = row_bytes;
+    if (row_bytes > SIZE_MAX / dir.height) return -2;
+    out.pixels.reset(new (std::nothrow) uint8_t[row_bytes * dir.height]);
+    if (!out.pixels) return -2;
+    RowTarget target;
+    target.base = out.pixels.get();
+    target.pitch = row_bytes;
+    return decode(hook, order, dir, fmt, target);
+}
+
+// Refuse before allocating when the strips cannot hold the image even at
+// the codec's largest expansion (a broken or hostile file).
+bool plausible(const Directory& dir) {
+    RowShape shape;
+    shape.width = dir.width;
+    shape.samples = dir.samples;
+    shape.bits = dir.bits[0];
+    uint64_t stored = 0;
+    for (uint32_t s = 0; s < dir.strips(); ++s) stored += dir.strip_counts[s];
+    return double(shape.packed_bytes()) * dir.height <= double(stored) * max_expansion(dir.compression) + 64.0;
 }
 
 uint8_t resolution_units(uint32_t tiff_unit) {
@@ -134,8 +182,7 @@ uint8_t resolution_units(uint32_t tiff_unit) {
     }
 }
 
-int32_t wrap(const Directory& dir, const mvpixfmt& fmt, FileImage& out) {
-    const uint32_t dims[2] = {dir.width, dir.height};
+mvgeometry file_geometry(const Directory& dir) {
     mvgeometry geom{1.0f, 1.0f, 1.0f, 0, 0, 0, 0};
     const bool has_x = dir.xres[0] != 0, has_y = dir.yres[0] != 0;
     if (has_x || has_y) {
@@ -145,6 +192,12 @@ int32_t wrap(const Directory& dir, const mvpixfmt& fmt, FileImage& out) {
         geom.ywidth = has_y ? y : x;
         geom.xunits = geom.yunits = resolution_units(dir.resolution_unit);
     }
+    return geom;
+}
+
+int32_t wrap(const Directory& dir, const mvpixfmt& fmt, FileImage& out) {
+    const uint32_t dims[2] = {dir.width, dir.height};
+    const mvgeometry geom = file_geometry(dir);
     const int32_t rc = mvimage_memdata(&out.image, out.pixels.get(), out.row_bytes * dir.height, dims,
                                        int32_t(out.row_bytes), &fmt, &geom, 0);
     if (rc != 0) return rc;
@@ -217,14 +270,27 @@ int32_t read_image(mvabort* hook, mvimage* im, mvimage* palette, const char* fil
     if (const int32_t rc = read_directory(order, offset, dir); rc != 0) return rc;
     mvpixfmt fmt;
     if (const int32_t rc = presented_format(dir, fmt); rc != 0) return rc;
+    if (!plausible(dir)) return -10;
+    const bool indexed = fmt.colorspace == MVCS_PALETTE;
     FileImage file;
-    if (const int32_t rc = decode(hook, order, dir, fmt, file); rc != 0) return rc;
-    if (const int32_t rc = wrap(dir, fmt, file); rc != 0) return rc;
+    int32_t result = 0;
+    files::MappedLines lines;
+    if (!indexed && files::presents_unchanged(fmt, dir.width, dir.height, im, mode) &&
+        lines.open(im, fmt.datatype)) {
+        // The caller's image holds the file's form: decode straight into it.
+        RowTarget target;
+        target.lines = &lines;
+        if (const int32_t rc = decode(hook, order, dir, fmt, target); rc != 0) return rc;
+        lines.close();
+    } else {
+        if (const int32_t rc = decode_owned(hook, order, dir, fmt, file); rc != 0) return rc;
+        if (const int32_t rc = wrap(dir, fmt, file); rc != 0) return rc;
+    }
     stream.close();
 
-    const bool indexed = fmt.colorspace == MVCS_PALETTE;
-    int32_t result = 0;
-    if (indexed && im->pixfmt.pixies >= 2) {
+    if (file.pixels == nullptr) {
+        // decoded in place
+    } else if (indexed && im->pixfmt.pixies >= 2) {
         FileImage colours;
         if (const int32_t rc = apply_colormap(dir, file, colours); rc != 0) return rc;
         result = files::present_image(hook, &colours.image, im, mode);
@@ -235,11 +301,12 @@ int32_t read_image(mvabort* hook, mvimage* im, mvimage* palette, const char* fil
     if (dir.xres[0] != 0 || dir.yres[0] != 0) {
         // The caller's image takes the file's pixel size, scaled when the
         // image was resampled.
+        const mvgeometry geom = file_geometry(dir);
         const double w = std::max(1u, wind_width(im)), h = std::max(1u, wind_height(im));
-        im->xwidth = float(double(file.image.xwidth) * dir.width / w);
-        im->ywidth = float(double(file.image.ywidth) * dir.height / h);
-        im->xunits = file.image.xunits;
-        im->yunits = file.image.yunits;
+        im->xwidth = float(double(geom.xwidth) * dir.width / w);
+        im->ywidth = float(double(geom.ywidth) * dir.height / h);
+        im->xunits = geom.xunits;
+        im->yunits = geom.yunits;
     }
     if (palette != nullptr && indexed) {
         FileImage map;

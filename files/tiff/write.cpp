@@ -344,18 +344,26 @@ int32_t write_image(mvtiffile& h, mvabort* hook, mvimage* im, mvimage* palette, 
         for (uint32_t r = 0; r < rows; ++r) {
             const uint32_t y = y0 + r;
             if (const int32_t stop = poll(hook, y, plan.height)) return stop;
-            if (const int32_t rc = reader.read(y, line.data()); rc != 0) return rc;
-            uint8_t* row = line.data();
+            // The image's own line when it maps (never changed here), else
+            // the line buffer.
+            const auto* source = static_cast<const uint8_t*>(reader.view(y, line.data()));
+            if (source == nullptr) return -7;
+            const uint8_t* row = source;
             if (plan.reorder) {
                 switch (element) {
-                case 1: pick_samples<uint8_t>(line.data(), samples.data(), plan); break;
-                case 2: pick_samples<uint16_t>(line.data(), samples.data(), plan); break;
-                case 4: pick_samples<uint32_t>(line.data(), samples.data(), plan); break;
-                default: pick_samples<uint64_t>(line.data(), samples.data(), plan); break;
+                case 1: pick_samples<uint8_t>(source, samples.data(), plan); break;
+                case 2: pick_samples<uint16_t>(source, samples.data(), plan); break;
+                case 4: pick_samples<uint32_t>(source, samples.data(), plan); break;
+                default: pick_samples<uint64_t>(source, samples.data(), plan); break;
                 }
                 row = samples.data();
             }
-            if (plan.predictor == 2) difference_row(row, plan.width, plan.samples, plan.bits);
+            if (plan.predictor == 2) {
+                uint8_t* own = plan.reorder ? samples.data() : line.data();
+                if (row != own) std::memcpy(own, row, line.size());
+                difference_row(own, plan.width, plan.samples, plan.bits);
+                row = own;
+            }
             const uint8_t* out = row;
             if (!unpacked && !native) {
                 pack_row(row, shape, packed.data());
