@@ -1343,19 +1343,38 @@ MVIP_API int32_t mvio8_tifreadseq(mvabort *hook, mvimage3 *im,
                                   uint32_t mode);
 
 /* Windows BMP files.
- * Reading: 1-, 4- and 8-bit palette files (BI_RGB, RLE8, RLE4), 24-bit and
- * 32-bit files (BI_RGB, BI_BITFIELDS with 8-bit masks), bottom-up and
- * top-down.  Palette files whose palette is grey are presented as grey
- * (colour code 1, one pixie); other palette files and colour files as u8
- * BGR (colour code 3).  The palette, when the file has one and a palette
- * image is given, goes into its first line as for TIFF and the call answers
- * 1.  mode as for the reading frame above.  Other content: -11.
- * Writing: a one-pixie image as 8-bit grey with a grey palette, an image of
- * 3 or more pixies as 24-bit colour (BGR-order colour codes are kept, other
- * codes are converted to BGR); values are rescaled to 8 bits; lines
- * bottom-up, padded to 4 bytes; resolution from the image's pixel widths
- * when they are in metres, centimetres, millimetres or inches, else 0.
- * mode is reserved (pass 0).  Any failure deletes the file. */
+ * Reading: files with the 12-byte OS/2 core header or a 40-, 52-, 56-, 64-,
+ * 108- or 124-byte info header; 1-, 4- and 8-bit palette files
+ * (uncompressed, RLE8, RLE4); 16-, 24- and 32-bit files, uncompressed
+ * (16-bit as 5-5-5, 32-bit as B, G, R and an unused byte) or BI_BITFIELDS
+ * with masks that are each one run of bits (every channel rescaled to 8
+ * bits, rounded); bottom-up and top-down lines.  Palette files whose
+ * entries all have R = G = B are presented as u8 grey (colour code 1, the
+ * entry's value); other palette files and colour files as u8 BGR (colour
+ * code 3).  Indices beyond the palette's entries read as 0; pixels that no
+ * run-length code sets are 0; codes beyond the right edge or the top line
+ * are dropped.  A data offset of 0 means the pixels follow the palette.
+ * The palette, when the file has one and a palette image is given (an
+ * integer image of 3 pixies, else -1), goes into its first line as for
+ * TIFF and the call answers 1.  mode as for the reading frame above.
+ * -10: sizes of 0, more palette entries than the bits allow, pixel data
+ * beyond the end of the file, top-down run-length files, run-length codes
+ * that end before the image does.  -11: JPEG or PNG inside, 2-bit pixels,
+ * masks that are not one run of bits, run-length images that decode to
+ * more than 1 GiB, or beyond 16 MiB to more than 256 bytes per byte of the
+ * file.  mvio8_fileinfo describes a file with the pixel format the reader
+ * presents; files the reader refuses are not recognised.
+ * Writing: a one-pixie image as 8-bit grey with a 256-entry grey palette;
+ * an image of 3 or more pixies as 24-bit colour (codes 3, 4 and 0 give
+ * their first three pixies as B, G, R; codes 36 and 67 are reordered;
+ * other codes are converted to BGR); two pixies: -11.  Values are rescaled
+ * to 8 bits as the type converter does; lines bottom-up, padded to 4 bytes;
+ * pixels per metre from the image's pixel widths when their units are
+ * metres, centimetres, millimetres or inches (rounded), else 0.  A file
+ * beyond 4 GiB: -11.  The hook is called with (0, 0) at entry and before
+ * every eighth line with (lines written, height).  Null image or filename,
+ * or an empty window: -1 before any file is touched.  mode is reserved
+ * (pass 0).  Any failure, a stop by the hook included, deletes the file. */
 MVIP_API int32_t mvio8_bmpread(mvabort *hook, mvimage *im, mvimage *palette,
                                const char *filename, uint32_t mode);
 MVIP_API int32_t mvio8_bmpwrite(mvabort *hook, mvimage *im,

@@ -5,14 +5,18 @@
 // widths and data kinds; edge lengths (runs of 128..130, the code-width
 // steps and table clears of LZW); damaged and cut input.
 #include "files/tiff/codec.hpp"
+#include "test_util.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <random>
 #include <set>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -49,7 +53,7 @@ enum class Kind { random, smooth, constant, runs };
 // Unpacked samples (u8 up to 8 bits, else u16) within `bits`.
 Bytes make_image(Kind kind, uint32_t w, uint32_t h, uint32_t samples, uint32_t bits, uint32_t seed) {
     std::mt19937 rng(seed);
-    const uint32_t max = bits >= 32 ? ~0u : (1u << bits) - 1;
+    const uint32_t max = (1u << bits) - 1;  // bits <= 16
     const size_t n = size_t(w) * h * samples;
     std::vector<uint32_t> v(n);
     size_t run = 0;
@@ -72,12 +76,11 @@ Bytes make_image(Kind kind, uint32_t w, uint32_t h, uint32_t samples, uint32_t b
             }
         }
     }
-    const size_t each = bits <= 8 ? 1 : bits <= 16 ? 2 : 4;
-    Bytes out(n * each);
+    Bytes out(n * (bits <= 8 ? 1 : 2));
     for (size_t i = 0; i < n; ++i) {
-        if (each == 1) out[i] = uint8_t(v[i]);
-        else if (each == 2) { const uint16_t s = uint16_t(v[i]); std::memcpy(&out[i * 2], &s, 2); }
-        else std::memcpy(&out[i * 4], &v[i], 4);
+        const uint16_t s = uint16_t(v[i]);
+        if (bits <= 8) out[i] = uint8_t(s);
+        else std::memcpy(&out[i * 2], &s, 2);
     }
     return out;
 }
@@ -391,7 +394,7 @@ TEST(TiffCodecLzw, RoundTripsImagesFedRowByRow) {
             check_lzw(image, width);
         }
     }
-    check_lzw(Bytes(200000, 0x55), 1000);  // strings thousands of bytes long
+    check_lzw(Bytes(200000, 0x55), 1000);  // strings hundreds of bytes long
 }
 
 TEST(TiffCodecLzw, DecoderHandlesEdgeStreams) {
@@ -517,8 +520,8 @@ Bytes ref_arith_decode(const RowShape& s, uint32_t rows, const Bytes& in) {
         code -= r * cum;
         range = r * cnt[sym];
         while (range < (1u << 24)) code = code << 8 | byte(), range <<= 8;
-        cnt[sym] += 32;
-        if (total + 32 >= 16384)
+        cnt[sym] += 24;
+        if (total + 24 >= 16384)
             for (auto& c : cnt) c = (c + 1) / 2;
         const size_t x = i % n / s.samples, y = i / n;
         int32_t p = int32_t(half);
@@ -584,6 +587,136 @@ TEST(TiffCodecArith, CompressesConstantAndSmoothImagesWell) {
     const size_t arith = encode(kCompressionArith, shape, smooth, 256).size();
     const size_t lzw = encode(kCompressionLzw, shape, smooth, 256).size();
     EXPECT_LT(arith * 3, lzw * 2) << arith << " vs " << lzw;
+}
+
+// ---- interoperability with libtiff (through its tiffcp tool) -------------
+
+struct TiffFile {
+    uint32_t width = 0, height = 0, samples = 1, bits = 8, compression = 1, predictor = 1;
+    bool big = false;
+    std::vector<Bytes> strips;
+    uint32_t rows_per_strip = 0;
+};
+
+// A little-endian file with one image: header, directory, the values that
+// do not fit in an entry, then the strips.
+void write_tiff(const std::string& path, const TiffFile& t) {
+    std::vector<uint32_t> offsets, counts;
+    std::vector<std::pair<uint16_t, std::vector<uint32_t>>> tags = {
+        {256, {t.width}}, {257, {t.height}}, {258, std::vector<uint32_t>(t.samples, t.bits)},
+        {259, {t.compression}}, {262, {t.samples >= 3 ? 2u : 1u}}, {273, {}}, {277, {t.samples}},
+        {278, {t.rows_per_strip}}, {279, {}}, {284, {1}}, {317, {t.predictor}}};
+    auto is_long = [](uint16_t tag) { return tag == 256 || tag == 257 || tag == 273 || tag == 278 || tag == 279; };
+    if (t.predictor == 1) tags.pop_back();
+    tags[5].second.resize(t.strips.size());
+    tags[8].second.resize(t.strips.size());
+    size_t extra = 8 + 2 + tags.size() * 12 + 4, end = extra;
+    for (auto& [tag, v] : tags) end += v.size() * (is_long(tag) ? 4 : 2) > 4 ? v.size() * (is_long(tag) ? 4 : 2) : 0;
+    for (size_t i = 0; i < t.strips.size(); ++i) {
+        tags[5].second[i] = uint32_t(end), tags[8].second[i] = uint32_t(t.strips[i].size());
+        end += t.strips[i].size();
+    }
+    Bytes f(end, 0);
+    auto put = [&](size_t at, uint32_t v, size_t n) {
+        for (size_t k = 0; k < n; ++k) f[at + k] = uint8_t(v >> (8 * k));
+    };
+    put(0, 0x002A4949, 4), put(4, 8, 4), put(8, uint32_t(tags.size()), 2);
+    for (size_t i = 0; i < tags.size(); ++i) {
+        const auto& [tag, v] = tags[i];
+        const size_t size = is_long(tag) ? 4 : 2, e = 10 + i * 12;
+        put(e, tag, 2), put(e + 2, is_long(tag) ? 4 : 3, 2), put(e + 4, uint32_t(v.size()), 4);
+        size_t at = e + 8;
+        if (v.size() * size > 4) put(e + 8, uint32_t(extra), 4), at = extra, extra += v.size() * size;
+        for (uint32_t x : v) put(at, x, size), at += size;
+    }
+    for (size_t i = 0; i < t.strips.size(); ++i)
+        if (!t.strips[i].empty()) std::memcpy(&f[tags[5].second[i]], t.strips[i].data(), t.strips[i].size());
+    FILE* fp = std::fopen(path.c_str(), "wb");
+    ASSERT_TRUE(fp);
+    std::fwrite(f.data(), 1, f.size(), fp);
+    std::fclose(fp);
+}
+
+TiffFile read_tiff(const std::string& path) {
+    TiffFile t;
+    FILE* fp = std::fopen(path.c_str(), "rb");
+    if (!fp) return t;
+    Bytes f;
+    for (int c; (c = std::fgetc(fp)) != EOF;) f.push_back(uint8_t(c));
+    std::fclose(fp);
+    t.big = f[0] == 'M';
+    auto get = [&](size_t at, int n) {
+        uint32_t v = 0;
+        for (int k = 0; k < n; ++k) v |= uint32_t(f[at + size_t(k)]) << (8 * (t.big ? n - 1 - k : k));
+        return v;
+    };
+    const size_t ifd = get(4, 4);
+    std::map<uint32_t, std::vector<uint32_t>> tags;
+    for (uint32_t i = 0, n = get(ifd, 2); i < n; ++i) {
+        const size_t e = ifd + 2 + i * 12;
+        const int size = get(e + 2, 2) == 3 ? 2 : 4;
+        const uint32_t count = get(e + 4, 4);
+        size_t at = count * uint32_t(size) > 4 ? get(e + 8, 4) : e + 8;
+        for (uint32_t k = 0; k < count; ++k, at += size_t(size)) tags[get(e, 2)].push_back(get(at, size));
+    }
+    t.width = tags[256][0], t.height = tags[257][0], t.bits = tags[258][0], t.compression = tags[259][0];
+    t.rows_per_strip = tags.count(278) ? tags[278][0] : t.height;
+    for (size_t i = 0; i < tags[273].size(); ++i)
+        t.strips.emplace_back(f.begin() + tags[273][i], f.begin() + tags[273][i] + tags[279][i]);
+    return t;
+}
+
+TEST(TiffCodecInterop, LibtiffReadsOurStripsAndWeReadItsStrips) {
+    if (!mvtest::host_tools_available({"tiffcp"})) GTEST_SKIP() << "needs tiffcp (Debian package libtiff-tools)";
+    const std::string dir = testing::TempDir() + "mvip_codec_strips_";
+    const uint32_t w = 301, h = 97;
+    for (uint32_t compression : {kCompressionLzw, kCompressionPackBits, kCompressionLzwPredictor}) {
+        const uint32_t bits = compression == kCompressionLzwPredictor ? 16 : 8, samples = 3;
+        const RowShape shape{w, samples, bits};
+        const Bytes image = make_image(Kind::smooth, w, h, samples, bits, compression);
+        Bytes packed(shape.packed_bytes() * h);  // little-endian file rows
+        for (uint32_t y = 0; y < h; ++y) pack_row(&image[y * shape.unpacked_bytes()], shape, &packed[y * shape.packed_bytes()]);
+        TiffFile ours;
+        ours.width = w, ours.height = h, ours.samples = samples, ours.bits = bits, ours.rows_per_strip = 40;
+        ours.compression = compression == kCompressionPackBits ? 32773u : 5u;
+        ours.predictor = compression == kCompressionLzwPredictor ? 2u : 1u;
+        for (uint32_t y0 = 0; y0 < h; y0 += 40) {
+            const uint32_t rows = std::min(40u, h - y0);
+            Bytes rows_in(packed.begin() + y0 * shape.packed_bytes(), packed.begin() + (y0 + rows) * shape.packed_bytes());
+            if (bits == 16) {
+                for (uint32_t y = 0; y < rows; ++y) difference_row(&rows_in[y * shape.packed_bytes()], w, samples, 16);
+            }
+            ours.strips.push_back(encode(compression, shape, rows_in, rows));
+        }
+        write_tiff(dir + "ours.tif", ours);
+        const std::string plain = dir + "plain.tif";
+        ASSERT_EQ(std::system(("tiffcp -c none -r 100000 " + dir + "ours.tif " + plain).c_str()), 0);
+        const TiffFile back = read_tiff(plain);
+        ASSERT_EQ(back.compression, 1u);
+        ASSERT_EQ(back.strips.size(), 1u);
+        Bytes got = back.strips[0];
+        if (back.big && bits == 16)
+            for (size_t i = 0; i + 1 < got.size(); i += 2) std::swap(got[i], got[i + 1]);
+        EXPECT_EQ(got, packed) << "libtiff reading our " << compression;
+
+        // And the other way: libtiff's coding of the plain file.
+        const char* flag = compression == kCompressionPackBits ? "packbits" : bits == 16 ? "lzw:2" : "lzw";
+        ASSERT_EQ(std::system(("tiffcp -c " + std::string(flag) + " -r 40 " + plain + " " + dir + "theirs.tif").c_str()), 0);
+        const TiffFile theirs = read_tiff(dir + "theirs.tif");
+        ASSERT_EQ(theirs.strips.size(), ours.strips.size());
+        Bytes decoded;
+        for (size_t i = 0; i < theirs.strips.size(); ++i) {
+            const uint32_t rows = std::min(40u, h - uint32_t(i) * 40);
+            Bytes out;
+            ASSERT_EQ(decode(compression, shape, rows, theirs.strips[i], out), 0);
+            if (bits == 16) {
+                for (uint32_t y = 0; y < rows; ++y) accumulate_row(&out[y * shape.packed_bytes()], w, samples, 16);
+            }
+            decoded.insert(decoded.end(), out.begin(), out.end());
+        }
+        EXPECT_EQ(decoded, packed) << "our reading of libtiff's " << compression;
+    }
+    for (const char* f : {"ours.tif", "plain.tif", "theirs.tif"}) std::remove((dir + f).c_str());
 }
 
 }  // namespace

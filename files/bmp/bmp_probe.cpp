@@ -122,13 +122,18 @@ int32_t read_header(Stream& s, Header& h) {
         for (uint32_t mask : h.masks)
             if (!usable_mask(mask, h.bitcount)) return MVERR_UNSUPPORTED;
     }
+    uint32_t count = 0;  // palette entries
+    if (h.bitcount <= 8) {
+        const uint32_t nominal = 1u << h.bitcount;
+        if (colours_used > nominal) return MVERR_FORMAT;
+        count = colours_used != 0 ? colours_used : nominal;
+    }
+    // Some writers leave the data offset 0: the pixels follow the palette.
+    if (h.data_offset == 0) h.data_offset = next + uint64_t(count) * entry_size;
     if (h.data_offset < next || h.data_offset >= s.length()) return MVERR_FORMAT;
     h.data_bytes = s.length() - h.data_offset;
 
     if (h.bitcount <= 8) {
-        const uint32_t nominal = 1u << h.bitcount;
-        if (colours_used > nominal) return MVERR_FORMAT;
-        uint32_t count = colours_used != 0 ? colours_used : nominal;
         // Pixel data that starts inside the palette leaves the entries
         // before it.
         count = uint32_t(std::min<uint64_t>(count, (h.data_offset - next) / entry_size));

@@ -16,8 +16,13 @@ namespace mvip::files::bmp {
 namespace {
 
 // Run-length files can describe large images in a few bytes; their decoded
-// size is capped rather than trusted.
+// size is capped rather than trusted: at most 1 GiB, and beyond 16 MiB at
+// most 256 bytes per byte of the file (a run code gives at most 255 pixels).
 constexpr uint64_t kRleDecodedLimit = uint64_t(1) << 30;
+constexpr uint64_t kRleSmallImage = uint64_t(1) << 24;
+bool rle_size_plausible(uint64_t decoded, uint64_t file_length) {
+    return decoded <= kRleDecodedLimit && (decoded <= kRleSmallImage || decoded / 256 <= file_length);
+}
 
 struct FreeDeleter {
     void operator()(unsigned char* p) const { std::free(p); }
@@ -179,7 +184,7 @@ int32_t read_bmp(mvabort* hook, mvimage* im, mvimage* palette, const char* filen
 
     const uint32_t pixies = h.pixies();
     const uint64_t bytes = uint64_t(h.width) * h.height * pixies;
-    if (h.rle() && bytes > kRleDecodedLimit) return MVERR_UNSUPPORTED;
+    if (h.rle() && !rle_size_plausible(bytes, s.length())) return MVERR_UNSUPPORTED;
     if (bytes > SIZE_MAX) return MVERR_MEMORY;
     // Zeroed memory: pixels a run-length file never sets read as 0.
     Pixels pixels(static_cast<unsigned char*>(std::calloc(size_t(bytes), 1)));

@@ -15,26 +15,30 @@
 // value = (r + P) mod 2^bits.
 //
 // Model, per sample: a count for each of the 2^bits symbols, all 1 at the
-// start of a strip; after a symbol is coded its count grows by 32, and when
+// start of a strip; after a symbol is coded its count grows by 24, and when
 // the total reaches 16384 every count c becomes (c + 1) / 2.  Symbol s
 // covers [cum(s), cum(s) + count(s)) of the total, cum(s) being the sum of
 // the counts of the symbols below s.
 //
-// Range coder: low (33 bits, for the carry) and range (32 bits) start at 0
-// and 2^32 - 1.  Coding s: r = range / total (integer), low += r * cum(s),
-// range = r * count(s); a carry out of low's 32 bits is added into the
-// bytes already written.  While range < 2^24 the top byte of low is
-// written, and low and range move 8 bits up.  At the end of a strip one
-// more byte is written: the top byte of low rounded up to a multiple of
-// 2^24 (with its carry).  The decoder reads the first 4 bytes as its code
-// value, takes bytes past the end of the strip as zeros, and finds each
-// symbol from code / r (limited to total - 1).  Bytes are thus the coded
-// number most significant first.
+// Range coder, 32 bits, bytes most significant first.  Encoder: low = 0
+// (kept with one bit more for the carry), range = 2^32 - 1.  To code s:
+// r = floor(range / total), low += r * cum(s), range = r * count(s); a
+// carry out of low's 32 bits is added into the bytes already written; then,
+// while range < 2^24, the top byte of low is written and low and range are
+// shifted 8 bits up (low modulo 2^32).  At the end of a strip low is
+// rounded up to a multiple of 2^24 (a carry again going into the written
+// bytes) and its top byte is written: one byte.  Decoder: code = the first
+// 4 bytes, range = 2^32 - 1, bytes past the end of the strip read as 0.
+// For each symbol: r = floor(range / total), v = min(floor(code / r),
+// total - 1), s the symbol with cum(s) <= v < cum(s) + count(s); then
+// code -= r * cum(s), range = r * count(s), and while range < 2^24:
+// code = (code * 256 + next byte) mod 2^32, range *= 256.
 //
-// A valid strip leaves the decoder exactly 3 bytes short of the end when
-// its last symbol is done; a decoder that had to read further than that
-// knows the strip was cut and answers -10.  Other damage decodes to some
-// values without harm.
+// A whole strip leaves the decoder exactly 3 bytes past its end when the
+// last symbol is done; a decoder that reads further knows the strip was
+// cut and answers -10 (the values are decoded all the same).  Other damage
+// decodes to some values without harm: no division by zero (r >= 2^10) and
+// no reads outside the strip.
 #include "files/tiff/codec.hpp"
 
 #include <algorithm>
@@ -49,7 +53,7 @@ namespace mvip::tiff {
 
 namespace {
 
-constexpr uint32_t kIncrement = 32;
+constexpr uint32_t kIncrement = 24;
 constexpr uint32_t kLimit = 16384;
 constexpr uint32_t kTop = 1u << 24;
 
@@ -118,11 +122,8 @@ public:
             add_after(level_[l].data() + (at & ~15u), at & 15u, lanes_[l]);
         }
         total_ += kIncrement;
-        if (total_ >= kLimit) {
-            for (auto& c : count_) c = uint16_t((c + 1) / 2);
-            rebuild();
-        }
-        inverse_ = uint32_t((uint64_t(1) << 32) / total_);
+        if (total_ >= kLimit) rebuild(true);
+        else inverse_ = uint32_t((uint64_t(1) << 32) / total_);
     }
 
 private:
@@ -163,20 +164,37 @@ private:
     }
 #endif
 
-    void rebuild() {
-        // Sums of the subtrees one level down, starting with the counts.
-        std::vector<uint32_t>& sums = sums_;
-        std::vector<uint32_t>& up = up_;
-        sums.assign(count_.begin(), count_.end());
-        for (uint32_t l = levels_; l-- > 0;) {
-            uint16_t* e = level_[l].data();
-            const size_t n = sums.size();  // children at this level
-            up.assign((n + 15) / 16, 0);
-            for (size_t i = 0; i < n; ++i) {
-                e[i] = uint16_t(up[i / 16]);
-                up[i / 16] += sums[i];
+    // Fill the levels from the counts, halving them first if asked: each
+    // level's node sums become the next level's children, leaves first.
+    void rebuild(bool halve = false) {
+        uint32_t sums[256];  // node sums of the level just filled
+        uint32_t nodes = 0;
+        {
+            uint16_t* e = level_[levels_ - 1].data();
+            const uint32_t lanes = lanes_[levels_ - 1];
+            for (uint32_t base = 0; base < size_; base += 16, ++nodes) {
+                uint32_t run = 0;
+                for (uint32_t k = 0; k < lanes; ++k) {
+                    uint32_t c = count_[base + k];
+                    if (halve) count_[base + k] = uint16_t(c = (c + 1) / 2);
+                    e[base + k] = uint16_t(run);
+                    run += c;
+                }
+                sums[nodes] = run;
             }
-            sums.swap(up);
+        }
+        for (uint32_t l = levels_ - 1; l-- > 0;) {
+            uint16_t* e = level_[l].data();
+            const uint32_t children = nodes;
+            nodes = 0;
+            for (uint32_t base = 0; base < children; base += 16, ++nodes) {
+                uint32_t run = 0;
+                for (uint32_t k = 0; k < lanes_[l]; ++k) {
+                    e[base + k] = uint16_t(run);
+                    run += sums[base + k];
+                }
+                sums[nodes] = run;
+            }
         }
         total_ = sums[0];
         inverse_ = uint32_t((uint64_t(1) << 32) / total_);
@@ -190,7 +208,6 @@ private:
     uint32_t lanes_[3] = {};  // children of a node at each level
     std::vector<uint16_t> count_;
     std::vector<uint16_t> level_[3];  // root first
-    std::vector<uint32_t> sums_, up_;
 };
 
 class RangeEncoder {
@@ -341,11 +358,15 @@ public:
     void add_row(const uint8_t* row, std::vector<uint8_t>&) override {
         // Rows are copied into aligned uint16 buffers (the caller's may not
         // be aligned); one element type keeps the coding loops single.
+        // Stray bits above `bits` are dropped here, as the decoder cannot
+        // make them.
         const size_t n = cur_.size();
+        const uint16_t mask = uint16_t((1u << shape_.bits) - 1);
         if (shape_.bits <= 8) {
-            for (size_t i = 0; i < n; ++i) cur_[i] = row[i];
+            for (size_t i = 0; i < n; ++i) cur_[i] = row[i] & mask;
         } else {
             std::memcpy(cur_.data(), row, n * 2);
+            for (size_t i = 0; i < n; ++i) cur_[i] &= mask;
         }
         encode_row(cur_.data(), first_row_ ? nullptr : above_.data(), shape_.width, shape_.samples, shape_.bits,
                    models_.data(), rc_);
@@ -389,8 +410,8 @@ int32_t decode_arith(const RowShape& shape, uint32_t rows, const uint8_t* in, si
     }
     RangeDecoder rc(in, n);
     for (uint32_t y = 0; y < rows; ++y) {
-        decode_row(cur.data(), y == 0 ? nullptr : above.data(), shape.width, shape.samples,
-                             shape.bits, models.data(), rc);
+        decode_row(cur.data(), y == 0 ? nullptr : above.data(), shape.width, shape.samples, shape.bits,
+                   models.data(), rc);
         if (shape.bits <= 8) {
             uint8_t* o = out + size_t(y) * count;
             for (size_t i = 0; i < count; ++i) o[i] = uint8_t(cur[i]);

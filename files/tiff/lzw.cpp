@@ -11,6 +11,7 @@
 #include "files/tiff/codec.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -24,6 +25,18 @@ constexpr uint32_t kEnd = 257;
 constexpr uint32_t kFirst = 258;
 constexpr uint32_t kMaxWidth = 12;
 constexpr uint32_t kEncoderLimit = 4094;  // table size that triggers a clear
+
+inline void store_be32(uint8_t* p, uint32_t v) {
+    if constexpr (std::endian::native == std::endian::little) v = __builtin_bswap32(v);
+    std::memcpy(p, &v, 4);
+}
+
+inline uint64_t load_be64(const uint8_t* p) {
+    uint64_t v;
+    std::memcpy(&v, p, 8);
+    if constexpr (std::endian::native == std::endian::little) v = __builtin_bswap64(v);
+    return v;
+}
 
 // ---- encoder -------------------------------------------------------------
 
@@ -111,9 +124,7 @@ private:
         have_ += width_;
         if (have_ >= 32) {
             have_ -= 32;
-            const uint32_t w = uint32_t(acc_ >> have_);
-            const uint32_t be = __builtin_bswap32(w);
-            std::memcpy(op, &be, 4);
+            store_be32(op, uint32_t(acc_ >> have_));
             op += 4;
         }
     }
@@ -130,8 +141,7 @@ private:
             have += width;
             if (have >= 32) {
                 have -= 32;
-                const uint32_t w = __builtin_bswap32(uint32_t(acc >> have));
-                std::memcpy(op, &w, 4);
+                store_be32(op, uint32_t(acc >> have));
                 op += 4;
             }
         };
@@ -200,12 +210,6 @@ struct Literals {
     }
 };
 constexpr Literals kLiterals;
-
-inline uint64_t load_be64(const uint8_t* p) {
-    uint64_t v;
-    std::memcpy(&v, p, 8);
-    return __builtin_bswap64(v);
-}
 
 int32_t lzw_decode(const uint8_t* in, size_t n, uint8_t* out, size_t need) {
     const uint8_t* start[4096];

@@ -8,50 +8,62 @@
 #include "files/tiff/codec.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace mvip::tiff {
 
 namespace {
 
-// Code one row; `out` must have room for n + n / 128 + 1 bytes (all literal
-// is the worst case: a replicate run never costs more than its bytes, and a
-// run of two bytes is only replicated where no literal run is open).
-// Answers the end of the coded bytes.
-uint8_t* pack_row_bytes(const uint8_t* in, size_t n, uint8_t* out) {
-    size_t lit = 0;  // start of the open literal run
-    size_t i = 0;
-    auto flush_literal = [&](size_t end) {
-        while (lit < end) {
-            const size_t len = std::min<size_t>(end - lit, 128);
-            *out++ = uint8_t(len - 1);
-            std::memcpy(out, in + lit, len);
-            out += len;
-            lit += len;
+// The first t >= from with in[t] == in[t + 1] == in[t + 2], or n.  Eight
+// positions at a time: a zero byte in (x ^ y) | (y ^ z), with y and z the
+// words one and two bytes on, marks three equal bytes; the lowest flagged
+// byte of the zero-byte test is always a true one.
+size_t next_triple(const uint8_t* in, size_t from, size_t n) {
+    size_t t = from;
+    if constexpr (std::endian::native == std::endian::little) {
+        constexpr uint64_t kOnes = 0x0101010101010101u, kHighs = 0x8080808080808080u;
+        for (; t + 10 <= n; t += 8) {
+            uint64_t x, y, z;
+            std::memcpy(&x, in + t, 8);
+            std::memcpy(&y, in + t + 1, 8);
+            std::memcpy(&z, in + t + 2, 8);
+            const uint64_t d = (x ^ y) | (y ^ z);
+            const uint64_t zero = (d - kOnes) & ~d & kHighs;
+            if (zero != 0) return t + size_t(__builtin_ctzll(zero)) / 8;
         }
-    };
-    while (i < n) {
-        const uint8_t b = in[i];
-        const size_t limit = std::min(n, i + 128);
-        size_t j = i + 1;
-        while (j < limit && in[j] == b) ++j;
-        const size_t run = j - i;
-        // Three equal bytes always pay as a replicate run; two only when
-        // they would otherwise open a literal run of their own.
-        if (run >= 3 || (run == 2 && lit == i)) {
-            flush_literal(i);
-            *out++ = uint8_t(1 - int(run));
-            *out++ = b;
-            lit = j;
-        } else if (j - lit >= 128) {
-            // Close full literal runs as they fill; at most one byte of the
-            // pair just added is left open.
-            const size_t end = lit + 128;
-            flush_literal(end);
-        }
-        i = j;
     }
-    flush_literal(n);
+    for (; t + 2 < n; ++t) {
+        if (in[t] == in[t + 1] && in[t] == in[t + 2]) return t;
+    }
+    return n;
+}
+
+// Code one row; `out` must have room for n + n / 128 + 1 bytes (all literal
+// is the worst case: a replicate run never costs more than its bytes).
+// Runs of three or more equal bytes are replicated, and so is a pair that
+// would otherwise open a literal run; everything else goes into literal runs
+// of up to 128 bytes.  Answers the end of the coded bytes.
+uint8_t* pack_row_bytes(const uint8_t* in, size_t n, uint8_t* out) {
+    size_t i = 0;
+    while (i < n) {
+        if (i + 1 < n && in[i] == in[i + 1]) {
+            const size_t limit = std::min(n, i + 128);
+            size_t j = i + 2;
+            while (j < limit && in[j] == in[i]) ++j;
+            *out++ = uint8_t(1 - int(j - i));
+            *out++ = in[i];
+            i = j;
+            continue;
+        }
+        // A full literal run closes, and then nothing is open again.
+        const size_t end = next_triple(in, i + 1, n);
+        const size_t len = std::min<size_t>(end - i, 128);
+        *out++ = uint8_t(len - 1);
+        std::memcpy(out, in + i, len);
+        out += len;
+        i += len;
+    }
     return out;
 }
 
