@@ -16,7 +16,7 @@ namespace {
 // Decodes page `key` of a TIFF file to raw native values: tifffile where it
 // can, else Pillow (whose 1-, 2- and 4-bit greys are scaled to 8 bits and
 // are scaled back here).
-const char* kDecoder = R"PY(
+[[maybe_unused]] const char* const kDecoder = R"PY(
 import sys, numpy as np
 src, out, key = sys.argv[1], sys.argv[2], int(sys.argv[3])
 try:

@@ -7,7 +7,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <initializer_list>
+#include <string>
+#ifndef _WIN32
+#include <unistd.h>
+#endif
 
 namespace mvtest {
 
@@ -81,5 +87,39 @@ inline bool wind_is(const mvimage& im, int32_t nx, int32_t ny, int32_t sx, int32
     return r.w[0] == nx && r.w[1] == ny && r.w[2] == sx && r.w[3] == sy && r.w[4] == 0 &&
            r.w[5] == 0;
 }
+
+// True when every named host program can be run from this test: a name
+// with a slash is a path, others are looked up on PATH.  Always false on
+// Windows, where the tests run under Wine and cannot start Linux programs.
+// Tests that run host tools through std::system or popen begin with
+//   if (!mvtest::host_tools_available({"/usr/bin/python3", "tiffinfo"}))
+//       GTEST_SKIP() << "needs /usr/bin/python3 and tiffinfo";
+inline bool host_tools_available(std::initializer_list<const char*> tools) {
+#ifdef _WIN32
+    (void)tools;
+    return false;
+#else
+    for (const char* tool : tools) {
+        const std::string name = tool;
+        bool found = false;
+        if (name.find('/') != std::string::npos) {
+            found = ::access(name.c_str(), X_OK) == 0;
+        } else if (const char* path = std::getenv("PATH")) {
+            const std::string dirs = path;
+            size_t start = 0;
+            while (!found && start <= dirs.size()) {
+                size_t end = dirs.find(':', start);
+                if (end == std::string::npos) end = dirs.size();
+                const std::string dir = end > start ? dirs.substr(start, end - start) : ".";
+                found = ::access((dir + "/" + name).c_str(), X_OK) == 0;
+                start = end + 1;
+            }
+        }
+        if (!found) return false;
+    }
+    return true;
+#endif
+}
+inline bool host_tools_available(const char* tool) { return host_tools_available({tool}); }
 
 }  // namespace mvtest

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
-#include <unordered_set>
 
 namespace mvip::tiff {
 
@@ -39,10 +38,10 @@ int32_t read_header(files::Stream& stream, FileOrder& order) {
 
 int32_t find_link(const FileOrder& order, uint32_t steps, uint64_t& link) {
     link = 4;
-    std::unordered_set<uint32_t> seen;
+    LoopGuard guard;
     for (uint32_t i = 0; i < steps; ++i) {
         const uint32_t ifd = order.u32(link);
-        if (ifd == 0 || !order.stream->holds(ifd, 2) || !seen.insert(ifd).second) return -10;
+        if (ifd == 0 || !order.stream->holds(ifd, 2) || guard.revisits(ifd)) return -10;
         const uint64_t next = uint64_t(ifd) + 2 + 12ull * order.u16(ifd);
         if (!order.stream->holds(next, 4) || next <= ifd) return -10;
         link = next;
@@ -270,10 +269,10 @@ int32_t tiff_probe(const char* name, mvfileinfo* info, uint32_t n, uint32_t firs
     FileOrder order;
     if (const int32_t rc = read_header(stream, order); rc != 0) return rc;
     try {
-        std::unordered_set<uint32_t> seen;
+        LoopGuard guard;
         uint32_t ordinal = 0;
         for (uint32_t offset = order.u32(4); offset != 0; ++ordinal) {
-            if (!seen.insert(offset).second || ordinal == 0x7FFFFFFFu) return -10;
+            if (guard.revisits(offset) || ordinal == 0x7FFFFFFFu) return -10;
             Directory dir;
             if (const int32_t rc = read_directory(order, offset, dir); rc != 0) return rc;
             if (ordinal >= first && filled < n) {

@@ -79,6 +79,28 @@ struct FileOrder {
 // the byte order.  0 or -10 (also for a file too short to hold it).
 int32_t read_header(files::Stream& stream, FileOrder& order);
 
+// Detects a chain of IFDs that comes back to an image it has passed, in
+// constant memory: the offset last saved is compared with every new one,
+// and saved afresh after 1, 2, 4, 8 ... steps (a loop is found within about
+// twice its length past its start).
+class LoopGuard {
+public:
+    // True when `offset` closes a loop.
+    bool revisits(uint32_t offset) {
+        if (offset == saved_) return true;
+        if (++steps_ == span_) {
+            saved_ = offset;
+            span_ *= 2;
+            steps_ = 0;
+        }
+        return false;
+    }
+
+private:
+    uint32_t saved_ = 0;
+    uint64_t span_ = 1, steps_ = 0;
+};
+
 // Walk the chain from the header's link `steps` times: `link` receives the
 // position of the link that follows image number `steps` (the header's link,
 // offset 4, for 0).  -10 when the chain ends earlier, leaves the file, or
