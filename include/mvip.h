@@ -1279,14 +1279,21 @@ MVIP_API int32_t mvio8_fileinfodone(mvfileinfo *info);
  *    texts (null = none; DateTime null = now).
  *  - LZW follows TIFF 6.0 (no old-style codes).  Horizontal differencing
  *    works on 8-, 16- and 32-bit samples; other widths with 517 give -1.
- *  - Code 32885 codes 1 to 12-bit samples (else -1), each strip on its own:
- *    per sample an adaptive frequency model of 2^bits symbols (counts
- *    halved, rounding up, when their total reaches 16384) codes the
- *    residual of the prediction (left neighbour on a strip's first row;
- *    (9 (A + L) - 8 C + 5) / 10 below, with L = 2^(bits-1) at a row's
- *    start and the first pixel of later rows predicted from L alone)
- *    modulo 2^bits, with a 32-bit range coder; the strip's bytes are the
- *    coder's output, most significant byte first.
+ *  - Code 32885 codes 1 to 12-bit samples (else -1), each strip on its own,
+ *    pixels interleaved.  Prediction per sample (L left, A above, C
+ *    above-left, half = 2^(bits-1)): the first pixel of every row P = half;
+ *    the rest of a strip's first row P = L; later rows
+ *    P = (9 (A + L) - 8 C + 5) / 10 in 32-bit integers, dividing towards 0.
+ *    The residual (value - P) mod 2^bits is coded with one adaptive model
+ *    per sample: counts of all 2^bits symbols start at 1, grow by 24 when
+ *    coded, and are halved ((c + 1) / 2) when their total reaches 16384.
+ *    Range coder of 32 bits, bytes most significant first: per symbol
+ *    r = range / total, low += r * cum, range = r * count (a carry goes into
+ *    the bytes written), and while range < 2^24 the top byte of low is
+ *    written and low, range shift up 8 bits; a strip ends with low rounded
+ *    up to a multiple of 2^24 and its top byte written.  The decoder starts
+ *    from the first 4 bytes and reads zeros past the strip's end (a strip
+ *    read more than 3 bytes past its end answers -10).
  * Any failure deletes the file, also one that was being appended to. */
 typedef struct mvtiffile mvtiffile;
 MVIP_API int32_t mvio8_tifwrite(mvabort *hook, mvimage *im, mvimage *palette,
