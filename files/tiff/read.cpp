@@ -82,6 +82,29 @@ struct RowTarget {
     uint8_t* row(uint32_t y) const { return lines ? lines->line(y) : base + size_t(y) * pitch; }
 };
 
+// The number of strips from `first` on (at most 8 MiB of rows) that are
+// stored uncompressed one right after the other, each holding its rows
+// whole, and go to target rows that lie one after the other.
+uint32_t consecutive_strips(const Directory& dir, const RowTarget& target, uint32_t first, uint32_t rps,
+                            size_t row_bytes) {
+    const uint32_t strips = dir.strips();
+    const uint32_t y0 = first * rps;
+    uint8_t* start = target.row(y0);
+    uint32_t n = 0;
+    uint64_t next = dir.strip_offsets[first];
+    for (uint32_t s = first; s < strips; ++s) {
+        const uint32_t rows = std::min(rps, dir.height - s * rps);
+        const uint64_t bytes = uint64_t(rows) * row_bytes;
+        if (dir.strip_offsets[s] != next || dir.strip_counts[s] < bytes) break;
+        if ((uint64_t(s * rps + rows) - y0) * row_bytes > (8u << 20) && n > 0) break;
+        const uint8_t* last = target.row(s * rps + rows - 1);
+        if (last != start + size_t(s * rps + rows - 1 - y0) * row_bytes) break;
+        next += bytes;
+        ++n;
+    }
+    return n;
+}
+
 // Decode every strip into the target's rows: each strip's stored bytes are
 // read, decoded into a staging strip (or, uncompressed in the file's own
 // form, read straight into consecutive target rows), then unpacked,
@@ -112,7 +135,16 @@ int32_t decode(mvabort* hook, const FileOrder& order, const Directory& dir, cons
         const size_t want = size_t(rows) * stored_row;
         uint8_t* first = target.row(y0);
         if (first == nullptr) return -1;
-        if (plain_rows) {
+        if (plain_rows && consecutive_strips(dir, target, s, rps, row_bytes) > 1) {
+            // Strips that follow each other in the file, going to rows that
+            // follow each other in memory: one read for up to 8 MiB of them.
+            const uint32_t group = consecutive_strips(dir, target, s, rps, row_bytes);
+            const uint32_t last_row = std::min(dir.height, (s + group) * rps);
+            order.stream->read(offset, first, size_t(last_row - y0) * row_bytes);
+            if (const int32_t st = order.stream->status(); st != 0) return st;
+            s += group - 1;
+            continue;
+        } else if (plain_rows) {
             if (count < want) return -10;
             // Consecutive target rows take the strip in one read.
             const bool consecutive = rows == 1 || target.row(y0 + rows - 1) == first + size_t(rows - 1) * row_bytes;
@@ -123,6 +155,14 @@ int32_t decode(mvabort* hook, const FileOrder& order, const Directory& dir, cons
                     order.stream->read(offset + uint64_t(r) * row_bytes, target.row(y0 + r), row_bytes);
             }
             if (const int32_t st = order.stream->status(); st != 0) return st;
+        } else if (native && (rows == 1 || target.row(y0 + rows - 1) == first + size_t(rows - 1) * row_bytes)) {
+            // Rows in the file's form lying one after the other: decode the
+            // strip straight into them.
+            raw.resize(count);
+            order.stream->read(offset, raw.data(), count);
+            if (const int32_t st = order.stream->status(); st != 0) return st;
+            if (const int32_t rc = decode_strip(compression, shape, rows, raw.data(), raw.size(), first, want); rc != 0)
+                return rc;
         } else {
             raw.resize(count);
             order.stream->read(offset, raw.data(), count);
