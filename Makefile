@@ -2,6 +2,7 @@
 #   make demo   build the library and run the demo on its built-in sample
 #   make test   build and run all tests, normal and sanitizer builds
 #   make test-windows   cross-build the Windows DLL and run the tests under Wine
+#   make install [PREFIX=/usr/local]   header, library, mvtool, pkg-config, CMake package
 JOBS ?= 2
 
 .PHONY: all demo test test-release test-asan test-windows bench fuzz setup clean
@@ -18,10 +19,10 @@ build/.built: setup
 
 demo: setup
 	cmake -S . -B build -DCMAKE_BUILD_TYPE=Release
-	cmake --build build -j$(JOBS) --target mvdemo
-	./build/tools/mvdemo
+	cmake --build build -j$(JOBS) --target mvtool
+	./build/tools/mvtool demo out
 
-test: test-release test-asan
+test: test-release test-asan test-install
 
 test-release: setup
 	cmake -S . -B build -DCMAKE_BUILD_TYPE=Release
@@ -32,6 +33,12 @@ test-asan: setup
 	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMVIP_SANITIZE=ON
 	cmake --build build-asan -j$(JOBS)
 	ctest --test-dir build-asan --output-on-failure -j$(JOBS) --timeout 600
+
+# Install into a temporary prefix and build examples/hello against it, with
+# the CMake package and with pkg-config.
+.PHONY: install test-install
+test-install: build/.built
+	tools/check-install.sh build
 
 # The 64-bit Windows DLL and the tests, cross-built with mingw-w64; the
 # tests run under Wine with its prefix in build-win/wineprefix.  The export
@@ -47,6 +54,10 @@ bench: setup
 	cmake -S . -B build -DCMAKE_BUILD_TYPE=Release
 	cmake --build build -j$(JOBS) --target mvip_bench
 	./build/bench/mvip_bench
+
+PREFIX ?= /usr/local
+install: build/.built
+	cmake --install build --prefix $(PREFIX)
 
 # The file readers under libFuzzer (clang), 600 s per target by default;
 # not part of the tests.

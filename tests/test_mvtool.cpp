@@ -1,0 +1,330 @@
+// The command-line tool end to end: mvtool is run as a child process and
+// its exit statuses, messages and output files are checked, the files
+// through the library itself.
+#include "file_util.hpp"
+
+#include <gtest/gtest.h>
+
+#ifdef _WIN32
+
+TEST(MvTool, NotUnderWindows) {
+    GTEST_SKIP() << "the mvtool tests start the tool with POSIX calls and send it SIGINT; "
+                    "they run in the Linux builds only";
+}
+
+#else
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+extern char** environ;
+
+namespace {
+
+using mvtest::OwnedImage;
+using mvtest::TempPath;
+
+#ifdef MVTOOL_PATH
+#define REQUIRE_MVTOOL() (void)0
+#else
+#define MVTOOL_PATH ""
+#define REQUIRE_MVTOOL() GTEST_SKIP() << "mvtool is not part of this build"
+#endif
+
+struct ToolRun {
+    int status = -1;  // exit status, or 128 + signal
+    std::string out, err;
+};
+
+// Starts mvtool with stdout and stderr going to the given files.
+pid_t spawn_tool(const std::vector<std::string>& args, const std::string& out, const std::string& err) {
+    std::vector<std::string> all = {MVTOOL_PATH};
+    all.insert(all.end(), args.begin(), args.end());
+    std::vector<char*> argv;
+    for (auto& a : all) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    pid_t pid = -1;
+    const int rc = posix_spawn(&pid, MVTOOL_PATH, &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    return rc == 0 ? pid : -1;
+}
+
+int wait_status(pid_t pid) {
+    int st = 0;
+    if (waitpid(pid, &st, 0) != pid) return -1;
+    return WIFEXITED(st) ? WEXITSTATUS(st) : WIFSIGNALED(st) ? 128 + WTERMSIG(st) : -1;
+}
+
+std::string text_of(const std::string& path) {
+    const auto bytes = mvtest::file_bytes(path);
+    return std::string(bytes.begin(), bytes.end());
+}
+
+ToolRun run_tool(const std::vector<std::string>& args) {
+    TempPath out("stdout.txt"), err("stderr.txt");
+    ToolRun r;
+    const pid_t pid = spawn_tool(args, out.str(), err.str());
+    if (pid < 0) return r;
+    r.status = wait_status(pid);
+    r.out = text_of(out.str());
+    r.err = text_of(err.str());
+    return r;
+}
+
+// The line mvtool prints for a library failure.
+std::string failure_line(const std::string& subject, int32_t code) {
+    return "mvtool: " + subject + ": " + mverrnomesg(code) + " (" + std::to_string(code) + ")";
+}
+
+// Reads a file through the library into an image of the format it presents.
+std::unique_ptr<OwnedImage> read_back(const std::string& path) {
+    mvfileinfo info{};
+    if (mvio8_fileinfo(path.c_str(), &info, 0) != 0) return nullptr;
+    const bool tiff = std::strcmp(info.format, "tif") == 0;
+    const mvpixfmt f = info.pixfmt;
+    mvio8_fileinfodone(&info);
+    auto im = std::make_unique<OwnedImage>(info.width, info.height, f.datatype, f.bits, f.pixies, f.colorspace);
+    const int32_t rc = tiff ? mvio8_tifread(nullptr, &im->im, nullptr, path.c_str(), 0, nullptr, 0)
+                            : mvio8_bmpread(nullptr, &im->im, nullptr, path.c_str(), 0);
+    return rc == 0 ? std::move(im) : nullptr;
+}
+
+bool same_image(const OwnedImage& a, const OwnedImage& b) {
+    return a.im.imdim.se.x == b.im.imdim.se.x && a.im.imdim.se.y == b.im.imdim.se.y &&
+           a.im.pixfmt.datatype == b.im.pixfmt.datatype && a.im.pixfmt.pixies == b.im.pixfmt.pixies &&
+           a.pixels == b.pixels;
+}
+
+TEST(MvTool, ExitStatusesAndMessages) {
+    REQUIRE_MVTOOL();
+    TempPath tif("in.tif"), garbage("garbage.tif"), missing("missing.tif"), out("out.tif");
+    OwnedImage im(16, 8, MVTYPE_U8, 8, 1, MVCS_GREY);
+    im.fill_natural(3);
+    ASSERT_EQ(mvio8_tifwrite(nullptr, &im.im, nullptr, tif.c_str(), 8, 0, 0, nullptr), 0);
+    mvtest::write_bytes(garbage.str(), std::vector<uint8_t>(100, 'x'));
+
+    struct Case {
+        std::vector<std::string> args;
+        int status;
+        std::string in_out, in_err;  // text expected on stdout, on stderr
+    };
+    const Case cases[] = {
+        {{}, 1, "", "usage: mvtool"},
+        {{"--help"}, 0, "convert IN OUT", ""},
+        {{"frobnicate"}, 1, "", "unknown command 'frobnicate'"},
+        {{"info", missing.str()}, 2, "", failure_line(missing.str(), MVERR_FILENOTFOUND)},
+        {{"info", garbage.str()}, 2, "", failure_line(garbage.str(), MVERR_FORMAT)},
+        {{"info", tif.str()}, 0, "16 x 8", ""},
+        {{"convert", missing.str(), out.str()}, 2, "", failure_line(missing.str(), MVERR_FILENOTFOUND)},
+        {{"convert", tif.str(), out.str() + ".png"}, 1, "", "extension"},
+        {{"convert", tif.str(), out.str(), "--compression", "zip"}, 1, "", "unknown compression 'zip'"},
+        {{"convert", tif.str(), out.str(), "--index", "1"}, 2, "",
+         failure_line(tif.str() + ": image 1", MVERR_NOITEM)},
+        {{"op", "--list"}, 0, "NxNconvolve IN OUT n coef offset divisor mode", ""},
+        {{"op", "nosuch", tif.str(), out.str()}, 1, "", "unknown operation 'nosuch'"},
+        {{"op", "pixthreshold", tif.str(), out.str(), "1", "2"}, 1, "", "mvtool op pixthreshold IN OUT low high value"},
+        {{"op", "3x3sobel", tif.str(), out.str(), "x"}, 1, "", "mode: expected an unsigned whole number"},
+        {{"op", "NxNconvolve", tif.str(), out.str(), "3", "1,2,1", "0", "0", "0"}, 1, "", "coef needs 9 values"},
+        {{"op", "NxNconvolve", tif.str(), out.str(), "4", "1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1", "0", "0", "0"}, 2, "",
+         failure_line("NxNconvolve", MVERR_USAGE)},
+        {{"bench", "--repeat", "1", "--filter", "3x3median"}, 0, "Mpixel/s", ""},
+    };
+    for (const Case& c : cases) {
+        std::string cmd;
+        for (const auto& a : c.args) cmd += " " + a;
+        SCOPED_TRACE("mvtool" + cmd);
+        const ToolRun r = run_tool(c.args);
+        EXPECT_EQ(r.status, c.status) << r.err;
+        EXPECT_NE(r.out.find(c.in_out), std::string::npos) << r.out;
+        EXPECT_NE(r.err.find(c.in_err), std::string::npos) << r.err;
+        if (c.status != 0) {
+            EXPECT_FALSE(mvtest::file_exists(out.str())) << "a failed run left its output";
+        }
+    }
+}
+
+TEST(MvTool, ConvertRoundTripsKeepThePixels) {
+    REQUIRE_MVTOOL();
+    struct Case {
+        uint32_t type, bits, pixies, space;
+        const char* via;          // intermediate file's extension
+        const char* compression;  // of the final TIFF, and its code
+        uint32_t code;
+    };
+    const Case cases[] = {
+        {MVTYPE_U8, 8, 1, MVCS_GREY, ".bmp", "lzw-pred", 517},
+        {MVTYPE_U8, 8, 3, MVCS_BGR, ".bmp", "packbits", 32773},
+        {MVTYPE_U16, 12, 1, MVCS_GREY, ".tif", "arith", 32885},
+        {MVTYPE_U8, 8, 3, MVCS_RGB, ".tiff", "lzw", 5},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string("via ") + c.via + ", " + c.compression + ", pixies " + std::to_string(c.pixies));
+        TempPath first("first.tif"), middle(std::string("middle") + c.via), last("last.tif");
+        OwnedImage im(97, 61, c.type, c.bits, c.pixies, c.space);
+        im.fill_natural(c.pixies * 100 + c.bits);
+        ASSERT_EQ(mvio8_tifwrite(nullptr, &im.im, nullptr, first.c_str(), int32_t(c.bits), 0, 0, nullptr), 0);
+
+        ToolRun r = run_tool({"convert", first.str(), middle.str()});
+        ASSERT_EQ(r.status, 0) << r.err;
+        r = run_tool({"convert", middle.str(), last.str(), "--compression", c.compression});
+        ASSERT_EQ(r.status, 0) << r.err;
+
+        mvfileinfo info{};
+        ASSERT_EQ(mvio8_fileinfo(last.c_str(), &info, 0), 0);
+        EXPECT_STREQ(info.format, "tif");
+        EXPECT_EQ(info.area.tif.compression, c.code);
+        mvio8_fileinfodone(&info);
+        const auto back = read_back(last.str());
+        ASSERT_TRUE(back);
+        // The TIFF writer stores colour as R, G, B: BGR images come back RGB.
+        OwnedImage want(97, 61, c.type, c.bits, c.pixies, back->im.pixfmt.colorspace);
+        if (back->im.pixfmt.colorspace != c.space)
+            ASSERT_EQ(mvip8_copycolorconvert(nullptr, &im.im, &want.im, 0, back->im.pixfmt.colorspace), 0);
+        else
+            ASSERT_EQ(mvip8_copy(nullptr, &im.im, &want.im), 0);
+        EXPECT_TRUE(same_image(want, *back));
+    }
+}
+
+TEST(MvTool, InfoDescribesEveryImageOfATiffFile) {
+    REQUIRE_MVTOOL();
+    TempPath tif("two.tif");
+    OwnedImage big(40, 30, MVTYPE_U8, 8, 1, MVCS_GREY), small(20, 10, MVTYPE_U16, 16, 3, MVCS_RGB);
+    big.fill_natural(1);
+    small.fill_natural(2);
+    mvfileinfo params{};
+    params.area.tif.compression = 32773;
+    ASSERT_EQ(mvio8_tifwrite(nullptr, &big.im, nullptr, tif.c_str(), 8, 0, 0, &params), 0);
+    ASSERT_EQ(mvio8_tifwrite(nullptr, &small.im, nullptr, tif.c_str(), 16, 0, 1, nullptr), 0);
+    const ToolRun r = run_tool({"info", tif.str()});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string rgb = mvcolorspace_name(MVCS_RGB), grey = mvcolorspace_name(MVCS_GREY);
+    for (const std::string& want :
+         {std::string("TIFF, 2 images"), std::string("image 1 of 2"), std::string("40 x 30"),
+          "u8, 8 bits, 1 pixie, " + grey, std::string("packbits (32773)"), std::string("image 2 of 2"),
+          std::string("20 x 10"), "u16, 16 bits, 3 pixies, " + rgb, std::string("none (1)")})
+        EXPECT_NE(r.out.find(want), std::string::npos) << want << " not in:\n" << r.out;
+    EXPECT_LT(r.out.find("40 x 30"), r.out.find("20 x 10"));
+}
+
+// `mvtool op` against the same library call made here.
+TEST(MvTool, OpGivesWhatTheLibraryGives) {
+    REQUIRE_MVTOOL();
+    using Call = std::function<int32_t(mvimage*, mvimage*, mvimage*)>;  // (a, b, destination)
+    struct Case {
+        std::vector<std::string> args;  // after IN [IN2] OUT
+        bool pair;
+        uint32_t out_w, out_h, out_pixies;
+        Call call;
+    };
+    const Case cases[] = {
+        {{"3x3median"}, false, 41, 29, 3, [](mvimage* a, mvimage*, mvimage* d) { return mvip8_3x3median(nullptr, a, d); }},
+        {{"pixthreshold2", "50", "150", "255", "0"}, false, 41, 29, 3,
+         [](mvimage* a, mvimage*, mvimage* d) { return mvip8_pixthreshold2(nullptr, a, d, 50, 150, 255, 0); }},
+        {{"pairsub", "7"}, true, 41, 29, 3,
+         [](mvimage* a, mvimage* b, mvimage* d) { return mvip8_pairsub(nullptr, a, b, d, 7); }},
+        {{"copyinterpbilinear", "30", "20"}, false, 30, 20, 3,
+         [](mvimage* a, mvimage*, mvimage* d) { return mvip8_copyinterpbilinear(nullptr, a, d); }},
+        {{"NxNconvolve", "3", "1,2,1,2,4,2,1,2,1", "0", "0", "0"}, false, 41, 29, 3,
+         [](mvimage* a, mvimage*, mvimage* d) {
+             const int32_t k[9] = {1, 2, 1, 2, 4, 2, 1, 2, 1};
+             return mvip8_NxNconvolve(nullptr, a, d, 3, k, 0, 0, 0);
+         }},
+        {{"copycolorconvert", "grey"}, false, 41, 29, 1,
+         [](mvimage* a, mvimage*, mvimage* d) { return mvip8_copycolorconvert(nullptr, a, d, 0, MVCS_GREY); }},
+    };
+    OwnedImage a(41, 29, MVTYPE_U8, 8, 3, MVCS_RGB), b(41, 29, MVTYPE_U8, 8, 3, MVCS_RGB);
+    a.fill_natural(5);
+    b.fill_natural(6);
+    TempPath in_a("a.tif"), in_b("b.tif");
+    ASSERT_EQ(mvio8_tifwrite(nullptr, &a.im, nullptr, in_a.c_str(), 8, 0, 0, nullptr), 0);
+    ASSERT_EQ(mvio8_tifwrite(nullptr, &b.im, nullptr, in_b.c_str(), 8, 0, 0, nullptr), 0);
+    for (const Case& c : cases) {
+        SCOPED_TRACE("op " + c.args[0]);
+        TempPath out("out.tif");
+        std::vector<std::string> args = {"op", c.args[0], in_a.str()};
+        if (c.pair) args.push_back(in_b.str());
+        args.push_back(out.str());
+        args.insert(args.end(), c.args.begin() + 1, c.args.end());
+        const ToolRun r = run_tool(args);
+        ASSERT_EQ(r.status, 0) << r.err;
+        const auto got = read_back(out.str());
+        ASSERT_TRUE(got);
+        OwnedImage want(c.out_w, c.out_h, MVTYPE_U8, 8, c.out_pixies, c.out_pixies == 1 ? MVCS_GREY : MVCS_RGB);
+        ASSERT_EQ(c.call(&a.im, &b.im, &want.im), 0);
+        EXPECT_TRUE(same_image(want, *got));
+    }
+}
+
+// Ctrl-C during a long conversion: the writer stops at its next row and
+// deletes its file, and the tool reports the cancellation.
+TEST(MvTool, InterruptedConversionLeavesNoOutput) {
+    REQUIRE_MVTOOL();
+    TempPath big("big.tif"), out("out.tif"), out_text("stdout.txt"), err_text("stderr.txt");
+    {
+        OwnedImage im(6000, 6000, MVTYPE_U8, 8, 1, MVCS_GREY);
+        im.fill_natural(9);
+        ASSERT_EQ(mvio8_tifwrite(nullptr, &im.im, nullptr, big.c_str(), 8, 0, 0, nullptr), 0);
+    }
+    // The arithmetic coder is the slowest writer: the file exists (it is
+    // created before the first row) for a good part of a second.
+    const pid_t pid = spawn_tool({"convert", big.str(), out.str(), "--compression", "arith"}, out_text.str(),
+                                 err_text.str());
+    ASSERT_GT(pid, 0);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    bool seen = false;
+    int early = 0;
+    while (!seen && std::chrono::steady_clock::now() < deadline) {
+        if (waitpid(pid, &early, WNOHANG) == pid) break;  // ended before the file appeared
+        seen = std::filesystem::exists(out.str());
+        if (!seen) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    if (!seen && waitpid(pid, &early, WNOHANG) == 0) {
+        kill(pid, SIGKILL);
+        waitpid(pid, &early, 0);
+    }
+    ASSERT_TRUE(seen) << "the output file never appeared: " << text_of(err_text.str());
+    ASSERT_EQ(kill(pid, SIGINT), 0);
+    EXPECT_EQ(wait_status(pid), 130) << text_of(err_text.str());
+    EXPECT_NE(text_of(err_text.str()).find(failure_line(out.str(), MVERR_CANCELED)), std::string::npos)
+        << text_of(err_text.str());
+    EXPECT_FALSE(std::filesystem::exists(out.str()));
+}
+
+TEST(MvTool, DemoWritesFilesThatReadBack) {
+    REQUIRE_MVTOOL();
+    const std::string dir = TempPath("demo").str();
+    std::filesystem::remove_all(dir);
+    const ToolRun r = run_tool({"demo", dir});
+    EXPECT_EQ(r.status, 0) << r.out << r.err;
+    EXPECT_NE(r.out.find("read-back checks matched"), std::string::npos) << r.out;
+    for (const char* name : {"sample.tif", "sample.bmp", "edges.tif", "edges.bmp", "grey-arith.tif",
+                             "grey-lzw-pred.tif", "grey-packbits.tif", "mask-1bit.tif"}) {
+        const std::string file = dir + "/" + name;
+        mvfileinfo info{};
+        EXPECT_EQ(mvio8_fileinfo(file.c_str(), &info, 0), 0) << file;
+        mvio8_fileinfodone(&info);
+    }
+    std::filesystem::remove_all(dir);
+}
+
+}  // namespace
+
+#endif

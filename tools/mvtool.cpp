@@ -1,0 +1,80 @@
+// mvtool - command-line front end of the mvip library: describe, convert
+// and process image files, measure the library's speed, run the demo.
+//
+// This source holds main: it parses the subcommand, hands the remaining
+// arguments to it and turns failures into messages and exit statuses.
+
+#include "mvtool.hpp"
+
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <new>
+#include <string>
+#include <vector>
+
+namespace {
+
+const char kUsage[] =
+    "usage: mvtool COMMAND [ARGS...]\n"
+    "\n"
+    "Commands:\n"
+    "  info FILE...              describe TIFF and BMP files (every image of a TIFF file)\n"
+    "  convert IN OUT [--compression none|packbits|lzw|lzw-pred|arith] [--bits N] [--index I]\n"
+    "                            convert between TIFF and BMP; OUT's extension (.tif, .tiff,\n"
+    "                            .bmp) gives the format, IN is recognised by its content\n"
+    "  op NAME IN [IN2 [IN3]] OUT [ARGS...]\n"
+    "                            run one operation of the library on image files\n"
+    "  op --list                 list the operations with their arguments\n"
+    "  bench [--repeat N] [--filter TEXT]\n"
+    "                            time a selection of operations on a built-in 2048 x 2048\n"
+    "                            image (one core) and print Mpixel/s\n"
+    "  demo [OUTDIR]             run the demo pipeline on a built-in sample image; results\n"
+    "                            go to OUTDIR (default out/)\n"
+    "  help, --help              this text\n"
+    "\n"
+    "Exit status: 0 success, 1 bad command line, 2 the library reported a failure,\n"
+    "3 a result check failed (demo), 130 interrupted (Ctrl-C).  Long steps show a\n"
+    "progress bar when stderr is a terminal; Ctrl-C stops the running step cleanly\n"
+    "and leaves no partly written output file.\n";
+
+struct Command {
+    const char* name;
+    int (*run)(const std::vector<std::string>&);
+};
+
+constexpr Command kCommands[] = {
+    {"info", mvtool::cmd_info},   {"convert", mvtool::cmd_convert}, {"op", mvtool::cmd_op},
+    {"bench", mvtool::cmd_bench}, {"demo", mvtool::cmd_demo},
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    using namespace mvtool;
+    if (argc < 2 || !std::strcmp(argv[1], "--help") || !std::strcmp(argv[1], "-h") ||
+        !std::strcmp(argv[1], "help")) {
+        std::fputs(kUsage, argc < 2 ? stderr : stdout);
+        return argc < 2 ? kExitUsage : kExitOk;
+    }
+    install_interrupt_handler();
+    const std::string name = argv[1];
+    const std::vector<std::string> args(argv + 2, argv + argc);
+    try {
+        for (const Command& c : kCommands)
+            if (name == c.name) return c.run(args);
+        throw UsageError("unknown command '" + name + "'");
+    } catch (const UsageError& e) {
+        progress_done();
+        std::fprintf(stderr, "mvtool: %s\nTry 'mvtool --help'.\n", e.what());
+        return kExitUsage;
+    } catch (const Failure& e) {
+        progress_done();
+        report(e);
+        return e.code == MVERR_CANCELED ? kExitInterrupted : kExitFailure;
+    } catch (const std::bad_alloc&) {
+        progress_done();
+        std::fprintf(stderr, "mvtool: %s (%d)\n", mverrnomesg(MVERR_MEMORY), int(MVERR_MEMORY));
+        return kExitFailure;
+    }
+}

@@ -1,0 +1,172 @@
+// mvtool - declarations shared by the sources of the command-line tool.
+#pragma once
+
+#include "mvip.h"
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace mvtool {
+
+// Exit statuses.
+constexpr int kExitOk = 0;
+constexpr int kExitUsage = 1;        // bad command line
+constexpr int kExitFailure = 2;      // the library answered a failure
+constexpr int kExitCheck = 3;        // a result did not match what was expected
+constexpr int kExitInterrupted = 130;
+
+// A bad command line: reported with a pointer to --help, exit 1.
+struct UsageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// A negative result code of the library for `subject` (a file name or an
+// operation): reported with the library's message, exit 2 (130 for -4).
+struct Failure : std::runtime_error {
+    Failure(std::string subject, int32_t code) : std::runtime_error(std::move(subject)), code(code) {}
+    int32_t code;
+};
+
+// Throws Failure for a negative code; answers the code otherwise.
+int32_t check(int32_t code, const std::string& subject);
+// Prints "mvtool: SUBJECT: MESSAGE (CODE)" on stderr.
+void report(const Failure& failure);
+
+// ---------------------------------------------------------------- progress
+// Ctrl-C handling and the abort hook every library call gets.  The hook
+// answers MVERR_CANCELED once SIGINT has arrived; while a step is running
+// it draws a progress bar on stderr when stderr is a terminal.
+void install_interrupt_handler();
+bool interrupted();
+// The hook to pass to the library.  `label` names the running step on the
+// bar (shown only when a step lasts long enough to need it).
+mvabort* progress(const std::string& label);
+// Ends the current step: clears the bar if one was drawn.
+void progress_done();
+
+// ------------------------------------------------------------------ images
+// A packed memory image that owns its pixels, with the palette a TIFF file
+// brought along (a one-line 3-pixie image of the colour map) when any.
+class Image {
+public:
+    Image() = default;
+    Image(const Image&) = delete;
+    Image& operator=(const Image&) = delete;
+    ~Image();
+
+    // Allocates zeroed pixels; throws Failure on an error.
+    void allocate(uint32_t width, uint32_t height, const mvpixfmt& fmt);
+    void allocate_like(const Image& other) { allocate(other.width(), other.height(), other.im.pixfmt); }
+    void allocate_palette(uint32_t entries, uint32_t type, uint32_t bits);
+    void copy_palette_from(const Image& other);
+
+    uint32_t width() const { return uint32_t(im.imdim.se.x); }
+    uint32_t height() const { return uint32_t(im.imdim.se.y); }
+    uint64_t bytes() const { return uint64_t(width()) * height() * im.pixelsize; }
+    void* data() const { return pixels_; }
+    bool has_palette() const { return palette_pixels_ != nullptr; }
+    // True when both hold the same size, format and pixel bytes.
+    bool same_pixels(const Image& other) const;
+
+    mvimage im{};
+    mvimage palette{};
+
+private:
+    void* pixels_ = nullptr;
+    void* palette_pixels_ = nullptr;
+};
+
+enum class FileKind { tiff, bmp };
+// The format a file name asks for by its extension; throws UsageError for
+// anything other than .tif, .tiff and .bmp.
+FileKind kind_of(const std::string& path);
+
+// Options of the TIFF writer (ignored for BMP).
+struct WriteOptions {
+    uint32_t compression = 1;  // TIFF compression code
+    int32_t bits = 0;          // 0: the image's own bits
+    const mvfileinfo* source = nullptr;  // resolution and texts to carry over
+};
+// TIFF compression codes by name ("none", "packbits", "lzw", "lzw-pred",
+// "arith") and back; -1 / null when unknown.
+int32_t compression_code(const std::string& name);
+const char* compression_name(uint32_t code);
+
+// Describes the file (mvio8_fileinfo); throws Failure.
+void file_info(const std::string& path, mvfileinfo& info);
+// Loads image `index` of the file into `image`, allocated in the pixel
+// format the file presents.  A palette file is loaded as its indices with
+// the palette beside them, or, with `apply_palette`, as u8 RGB colours.
+void load(const std::string& path, Image& image, uint32_t index = 0, bool apply_palette = false,
+          mvfileinfo* info_out = nullptr);
+// Writes the image in the format of the file name's extension.
+void save(const Image& image, const std::string& path, const WriteOptions& options = {});
+
+// Size of a file in bytes (0 when it cannot be found).
+uint64_t file_size(const std::string& path);
+
+// ------------------------------------------------------- sample images
+// A smooth gradient with mild noise (one pixie, u8), as the benchmark uses.
+void make_gradient(Image& image, uint32_t width, uint32_t height, uint32_t seed);
+// A synthetic colour scene (u8 RGB): gradient background, a few filled and
+// outlined shapes, mild noise.
+void make_scene(Image& image, uint32_t width, uint32_t height, uint32_t seed);
+
+// ------------------------------------------------------------ operations
+// The operation table: `mvtool op NAME ...`.
+struct OpParam {
+    const char* name;
+    char kind;  // 'u' unsigned, 'i' signed, 'd' real, 'l' list of integers,
+                // 'L' list of reals (comma-separated), 'c' colour space
+};
+struct OpValue {
+    int64_t i = 0;
+    double d = 0;
+    std::vector<int32_t> list;
+    std::vector<double> reals;
+};
+constexpr int kMaxOpParams = 5;
+struct OpCall {
+    mvabort* hook;
+    mvimage* src[3];
+    mvimage* dst;
+    const OpValue* v;
+    uint32_t u(int k) const { return uint32_t(v[k].i); }
+    int32_t s(int k) const { return int32_t(v[k].i); }
+    double d(int k) const { return v[k].d; }
+    const std::vector<int32_t>& list(int k) const { return v[k].list; }
+    const std::vector<double>& reals(int k) const { return v[k].reals; }
+};
+enum class OpOutput {
+    like_first,   // the first source's size and format
+    like_second,  // the second source's (pairs form their result in it)
+    sized,        // the first source's format, the size given by params 0, 1
+    colour,       // the first source's size and type, the colour space of param 0
+};
+struct Op {
+    const char* name;
+    int sources;
+    OpParam params[kMaxOpParams];
+    OpOutput output;
+    const char* help;
+    int32_t (*run)(const OpCall& call);
+    int param_count() const;
+};
+const std::vector<Op>& op_table();
+const Op* find_op(const std::string& name);
+// Parses one argument for a parameter; throws UsageError.
+OpValue parse_param(const Op& op, const OpParam& param, const std::string& text);
+// Allocates the output of `op` for the given sources and values.
+void allocate_output(const Op& op, Image* const sources[], const OpValue* values, Image& out);
+
+// ---------------------------------------------------------- subcommands
+int cmd_info(const std::vector<std::string>& args);
+int cmd_convert(const std::vector<std::string>& args);
+int cmd_op(const std::vector<std::string>& args);
+int cmd_bench(const std::vector<std::string>& args);
+int cmd_demo(const std::vector<std::string>& args);
+
+}  // namespace mvtool

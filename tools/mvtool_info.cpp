@@ -1,0 +1,163 @@
+// mvtool info - print what mvio8_fileinfo tells about files, one block per
+// image of a TIFF file.
+
+#include "mvtool.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace mvtool {
+
+namespace {
+
+const char* type_name(uint32_t datatype) {
+    switch (datatype & 0xFFu) {
+    case MVTYPE_U8: return "u8";
+    case MVTYPE_U16: return "u16";
+    case MVTYPE_U32: return "u32";
+    case MVTYPE_I32: return "i32";
+    case MVTYPE_FLOAT: return "float";
+    case MVTYPE_DOUBLE: return "double";
+    default: return nullptr;
+    }
+}
+
+const char* sample_format_name(uint32_t code) {
+    switch (code) {
+    case 0:
+    case 1: return "unsigned integer";
+    case 2: return "signed integer";
+    case 3: return "IEEE float";
+    default: return "undefined";
+    }
+}
+
+const char* bmp_compression_name(uint32_t code) {
+    switch (code) {
+    case 0: return "BI_RGB";
+    case 1: return "RLE8";
+    case 2: return "RLE4";
+    case 3: return "BITFIELDS";
+    default: return "other";
+    }
+}
+
+void line(const char* key, const std::string& value) { std::printf("  %-13s %s\n", key, value.c_str()); }
+
+// The values of the samples, once when they are all alike.
+std::string join(const uint32_t* values, uint32_t n, const char* (*name)(uint32_t) = nullptr) {
+    auto text = [&](uint32_t v) { return name ? std::string(name(v)) : std::to_string(v); };
+    if (std::all_of(values, values + n, [&](uint32_t v) { return v == values[0]; }))
+        return text(values[0]) + (n > 1 ? " (all " + std::to_string(n) + " samples)" : "");
+    std::string s;
+    for (uint32_t i = 0; i < n; ++i) s += (i ? ", " : "") + text(values[i]);
+    return s;
+}
+
+std::string rational(uint32_t num, uint32_t den) {
+    char buf[64];
+    if (den == 0) return "?";
+    std::snprintf(buf, sizeof buf, "%g", double(num) / den);
+    return buf;
+}
+
+void print_pixels(const mvfileinfo& info) {
+    const mvpixfmt& f = info.pixfmt;
+    line("size", std::to_string(info.width) + " x " + std::to_string(info.height));
+    const char* type = type_name(f.datatype);
+    if (type == nullptr) {
+        line("pixels", "not readable by this build");
+        return;
+    }
+    const char* space = mvcolorspace_name(int32_t(f.colorspace));
+    std::string s = std::string(type);
+    if (f.bits) s += ", " + std::to_string(f.bits) + (f.bits == 1 ? " bit" : " bits");
+    s += ", " + std::to_string(f.pixies) + (f.pixies == 1 ? " pixie, " : " pixies, ");
+    s += std::string(space ? space : "unknown colour space") + " (" + std::to_string(f.colorspace) + ")";
+    line("pixels", s);
+}
+
+void print_tiff(const mvfileinfo& info) {
+    const mvfileinfo_tif& t = info.area.tif;
+    print_pixels(info);
+    const char* comp = compression_name(t.compression);
+    line("compression", std::string(comp ? comp : "unknown") + " (" + std::to_string(t.compression) + ")");
+    if (t.xresnum || t.yresnum) {
+        const char* unit = t.resunit == 2 ? " per inch" : t.resunit == 3 ? " per centimetre" : " (no unit)";
+        line("resolution", rational(t.xresnum, t.xresden) + " x " + rational(t.yresnum, t.yresden) + unit);
+    } else {
+        line("resolution", "not given");
+    }
+    line("strips", t.stripsize == 0xFFFFFFFFu ? std::string("one strip")
+                                              : "largest " + std::to_string(t.stripsize) + " bytes");
+    const uint32_t samples = info.pixfmt.pixies ? std::min(info.pixfmt.pixies, 4u) : 1u;
+    line("bits", join(t.bits, samples));
+    line("sample format", join(t.sampleformat, samples, sample_format_name));
+    static const char* const kTextNames[4] = {"date, time", "software", "description", "copyright"};
+    for (int i = 0; i < 4; ++i)
+        if (info.texts[i]) line(kTextNames[i], info.texts[i]);
+}
+
+void print_bmp(const mvfileinfo& info) {
+    const mvfileinfo_bmp& b = info.area.bmp;
+    print_pixels(info);
+    line("bits/pixel", std::to_string(b.bitcount));
+    line("palette", b.palentries ? std::to_string(b.palentries) + " entries" : std::string("none"));
+    line("compression", std::string(bmp_compression_name(b.compression)) + " (" + std::to_string(b.compression) + ")");
+    if (b.xppm || b.yppm) {
+        char buf[96];
+        std::snprintf(buf, sizeof buf, "%u x %u pixels per metre (%.1f x %.1f dpi)", b.xppm, b.yppm,
+                      b.xppm * 0.0254, b.yppm * 0.0254);
+        line("resolution", buf);
+    } else {
+        line("resolution", "not given");
+    }
+}
+
+// Describes one file; throws Failure.
+void describe(const std::string& path) {
+    mvfileinfo first{};
+    file_info(path, first);
+    const bool tiff = std::strcmp(first.format, "tif") == 0;
+    const uint32_t images = tiff ? first.images : 1;
+    std::printf("%s: %s, %u image%s, %llu bytes\n", path.c_str(), tiff ? "TIFF" : "BMP", images,
+                images == 1 ? "" : "s", static_cast<unsigned long long>(file_size(path)));
+    if (!tiff || images <= 1) {
+        tiff ? print_tiff(first) : print_bmp(first);
+        mvio8_fileinfodone(&first);
+        return;
+    }
+    mvio8_fileinfodone(&first);
+    std::vector<mvfileinfo> all(images);
+    const int32_t n = check(mvio8_fileinfoN(path.c_str(), all.data(), images, 0, 0), path);
+    for (int32_t i = 0; i < n; ++i) {
+        std::printf("image %d of %u:\n", i + 1, images);
+        print_tiff(all[size_t(i)]);
+        mvio8_fileinfodone(&all[size_t(i)]);
+    }
+}
+
+}  // namespace
+
+int cmd_info(const std::vector<std::string>& args) {
+    if (args.empty()) throw UsageError("info: no file given");
+    // Every file is described; the first failure decides the exit status.
+    int status = kExitOk;
+    for (size_t i = 0; i < args.size(); ++i) {
+        // The probes take no hook: Ctrl-C is looked at between files.
+        if (interrupted()) throw Failure(args[i], MVERR_CANCELED);
+        if (i) std::printf("\n");
+        try {
+            describe(args[i]);
+        } catch (const Failure& e) {
+            report(e);
+            if (status == kExitOk) status = kExitFailure;
+        }
+    }
+    return status;
+}
+
+}  // namespace mvtool
