@@ -9,6 +9,11 @@
 
 namespace mvip::files {
 
+// Ask the abort hook (may be null) about progress: its answer, 0 to go on.
+inline int32_t poll_hook(mvabort* hook, uint32_t done, uint32_t total) {
+    return hook && hook->abortfn ? hook->abortfn(hook, int32_t(done), int32_t(total)) : 0;
+}
+
 // Present `file` in `dst`: colour conversion, type conversion, then a plain
 // copy when the windows have one size, else nearest ('n' in the mode's low
 // byte) or bilinear resampling.  0 or a negative result code.

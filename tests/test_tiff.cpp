@@ -247,6 +247,29 @@ TEST(Tiff, WrittenStructure) {
     }
 }
 
+// A WhiteIsZero grey file reads inverted to BlackIsZero, whichever way its
+// strips are read (several uncompressed strips in one read, or decoded).
+TEST(Tiff, WhiteIsZeroIsInvertedOnReading) {
+    OwnedImage im(21, 17, MVTYPE_U8, 8, 1, MVCS_GREY);
+    im.fill_natural(4);
+    for (uint32_t c : kCompressions) {
+        SCOPED_TRACE(c);
+        TempPath path("wiz.tif");
+        const mvfileinfo p = params_for(c, 50);
+        ASSERT_EQ(mvio8_tifwrite(nullptr, &im.im, nullptr, path.c_str(), 8, 0, 0, &p), 0);
+        auto bytes = mvtest::file_bytes(path.str());
+        const uint32_t ifd = bytes[4] | bytes[5] << 8 | bytes[6] << 16 | uint32_t(bytes[7]) << 24;
+        for (uint32_t i = 0; i < uint32_t(bytes[ifd] | bytes[ifd + 1] << 8); ++i) {
+            const size_t e = ifd + 2 + 12 * i;
+            if ((bytes[e] | bytes[e + 1] << 8) == 262) bytes[e + 8] = 0;  // Photometric 1 -> 0
+        }
+        mvtest::write_bytes(path.str(), bytes);
+        OwnedImage back(21, 17, MVTYPE_U8, 8, 1, MVCS_GREY);
+        ASSERT_EQ(mvio8_tifread(nullptr, &back.im, nullptr, path.c_str(), 0, nullptr, 0), 0);
+        for (size_t i = 0; i < im.pixels.size(); ++i) ASSERT_EQ(back.pixels[i], 255 - im.pixels[i]) << i;
+    }
+}
+
 TEST(Tiff, RefusesBadArguments) {
     OwnedImage grey(4, 4, MVTYPE_U16, 12, 1, MVCS_GREY);
     OwnedImage flt(4, 4, MVTYPE_FLOAT, 0, 1, MVCS_GREY);

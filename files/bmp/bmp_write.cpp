@@ -38,8 +38,8 @@ int32_t write_lines(mvabort* hook, LineReader& lines, const uint32_t order[3], S
     std::vector<unsigned char> in(size_t(w) * px);
     std::vector<unsigned char> out(stride, 0);  // padding bytes stay 0
     for (uint32_t done = 0; done < h; ++done) {
-        if (done % 8 == 0 && hook != nullptr && hook->abortfn != nullptr)
-            if (const int32_t stop = hook->abortfn(hook, int32_t(done), int32_t(h))) return stop;
+        if (done % 8 == 0)
+            if (const int32_t stop = mvip::files::poll_hook(hook, done, h)) return stop;
         // The file's first line is the image's bottom line.
         if (const int32_t rc = lines.read(h - 1 - done, in.data())) return rc;
         if (px == 1) {

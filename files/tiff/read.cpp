@@ -69,10 +69,6 @@ void normalise(const Directory& dir, const mvpixfmt& fmt, uint8_t* row, size_t p
     }
 }
 
-int32_t poll(mvabort* hook, uint32_t done, uint32_t total) {
-    return hook && hook->abortfn ? hook->abortfn(hook, int32_t(done), int32_t(total)) : 0;
-}
-
 // Where decoded rows go: the lines of the caller's image (when it maps them
 // in the file's form) or the rows of an owned buffer.
 struct RowTarget {
@@ -82,33 +78,39 @@ struct RowTarget {
     uint8_t* row(uint32_t y) const { return lines ? lines->line(y) : base + size_t(y) * pitch; }
 };
 
-// The number of strips from `first` on (at most 8 MiB of rows) that are
-// stored uncompressed one right after the other, each holding its rows
-// whole, and go to target rows that lie one after the other.
+// True when target rows y0 .. y0 + rows - 1 lie one after the other.
+bool rows_consecutive(const RowTarget& target, uint32_t y0, uint32_t rows, size_t row_bytes) {
+    const uint8_t* first = target.row(y0);
+    return first != nullptr && (rows == 1 || target.row(y0 + rows - 1) == first + size_t(rows - 1) * row_bytes);
+}
+
+// The number of strips from `first` on (at most 8 MiB of rows, at least the
+// first strip) that are stored uncompressed one right after the other, each
+// holding its rows whole, and go to target rows lying one after the other;
+// 0 when the first strip itself does not qualify.
 uint32_t consecutive_strips(const Directory& dir, const RowTarget& target, uint32_t first, uint32_t rps,
                             size_t row_bytes) {
-    const uint32_t strips = dir.strips();
     const uint32_t y0 = first * rps;
-    uint8_t* start = target.row(y0);
     uint32_t n = 0;
     uint64_t next = dir.strip_offsets[first];
-    for (uint32_t s = first; s < strips; ++s) {
+    for (uint32_t s = first; s < dir.strips(); ++s) {
         const uint32_t rows = std::min(rps, dir.height - s * rps);
         const uint64_t bytes = uint64_t(rows) * row_bytes;
         if (dir.strip_offsets[s] != next || dir.strip_counts[s] < bytes) break;
-        if ((uint64_t(s * rps + rows) - y0) * row_bytes > (8u << 20) && n > 0) break;
-        const uint8_t* last = target.row(s * rps + rows - 1);
-        if (last != start + size_t(s * rps + rows - 1 - y0) * row_bytes) break;
+        if (n > 0 && (uint64_t(s * rps + rows) - y0) * row_bytes > (8u << 20)) break;
+        if (!rows_consecutive(target, y0, s * rps + rows - y0, row_bytes)) break;
         next += bytes;
         ++n;
     }
     return n;
 }
 
-// Decode every strip into the target's rows: each strip's stored bytes are
-// read, decoded into a staging strip (or, uncompressed in the file's own
-// form, read straight into consecutive target rows), then unpacked,
-// undifferenced and normalised row by row.
+// Decode every strip into the target's rows: uncompressed strips in the
+// file's own form are read straight into consecutive target rows (several
+// strips in one read where they follow each other); compressed strips are
+// decoded straight into consecutive rows in the file's form, else into a
+// staging strip and unpacked row by row.  Then the rows are undifferenced
+// and normalised.
 int32_t decode(mvabort* hook, const FileOrder& order, const Directory& dir, const mvpixfmt& fmt,
                const RowTarget& target) {
     RowShape shape;
@@ -124,59 +126,48 @@ int32_t decode(mvabort* hook, const FileOrder& order, const Directory& dir, cons
     const bool plain_rows = compression == kCompressionNone && native;
     const bool predictor = compression == kCompressionLzw && dir.predictor == 2;
     const bool adjust = dir.photometric == kWhiteIsZero || fmt.colorspace == MVCS_YCRCB;
+    files::Stream& stream = *order.stream;
 
     const uint32_t rps = std::min(dir.rows_per_strip == 0 ? dir.height : dir.rows_per_strip, dir.height);
     std::vector<uint8_t> raw, staging;
-    for (uint32_t s = 0; s < dir.strips(); ++s) {
-        const uint32_t y0 = s * rps, rows = std::min(rps, dir.height - y0);
-        if (const int32_t stop = poll(hook, y0, dir.height)) return stop;
+    uint32_t taken = 1;
+    for (uint32_t s = 0; s < dir.strips(); s += taken) {
+        const uint32_t y0 = s * rps;
+        uint32_t rows = std::min(rps, dir.height - y0);
+        taken = 1;
+        if (const int32_t stop = files::poll_hook(hook, y0, dir.height)) return stop;
         const uint32_t offset = dir.strip_offsets[s], count = dir.strip_counts[s];
-        if (!order.stream->holds(offset, count)) return -10;
+        if (!stream.holds(offset, count)) return -10;
         const size_t want = size_t(rows) * stored_row;
         uint8_t* first = target.row(y0);
         if (first == nullptr) return -1;
-        if (plain_rows && consecutive_strips(dir, target, s, rps, row_bytes) > 1) {
-            // Strips that follow each other in the file, going to rows that
-            // follow each other in memory: one read for up to 8 MiB of them.
-            const uint32_t group = consecutive_strips(dir, target, s, rps, row_bytes);
-            const uint32_t last_row = std::min(dir.height, (s + group) * rps);
-            order.stream->read(offset, first, size_t(last_row - y0) * row_bytes);
-            if (const int32_t st = order.stream->status(); st != 0) return st;
-            s += group - 1;
-            continue;
-        } else if (plain_rows) {
-            if (count < want) return -10;
-            // Consecutive target rows take the strip in one read.
-            const bool consecutive = rows == 1 || target.row(y0 + rows - 1) == first + size_t(rows - 1) * row_bytes;
-            if (consecutive) {
-                order.stream->read(offset, first, want);
+        if (plain_rows) {
+            if (const uint32_t group = consecutive_strips(dir, target, s, rps, row_bytes); group != 0) {
+                taken = group;
+                rows = std::min(dir.height, (s + group) * rps) - y0;
+                stream.read(offset, first, size_t(rows) * row_bytes);
             } else {
+                if (count < want) return -10;
                 for (uint32_t r = 0; r < rows; ++r)
-                    order.stream->read(offset + uint64_t(r) * row_bytes, target.row(y0 + r), row_bytes);
+                    stream.read(offset + uint64_t(r) * row_bytes, target.row(y0 + r), row_bytes);
             }
-            if (const int32_t st = order.stream->status(); st != 0) return st;
-        } else if (native && (rows == 1 || target.row(y0 + rows - 1) == first + size_t(rows - 1) * row_bytes)) {
-            // Rows in the file's form lying one after the other: decode the
-            // strip straight into them.
-            raw.resize(count);
-            order.stream->read(offset, raw.data(), count);
-            if (const int32_t st = order.stream->status(); st != 0) return st;
-            if (const int32_t rc = decode_strip(compression, shape, rows, raw.data(), raw.size(), first, want); rc != 0)
-                return rc;
+            if (const int32_t st = stream.status(); st != 0) return st;
         } else {
             raw.resize(count);
-            order.stream->read(offset, raw.data(), count);
-            if (const int32_t st = order.stream->status(); st != 0) return st;
-            staging.resize(want);
-            if (const int32_t rc = decode_strip(compression, shape, rows, raw.data(), raw.size(), staging.data(), want);
-                rc != 0)
+            stream.read(offset, raw.data(), count);
+            if (const int32_t st = stream.status(); st != 0) return st;
+            const bool direct = native && rows_consecutive(target, y0, rows, row_bytes);
+            if (!direct) staging.resize(want);
+            uint8_t* out = direct ? first : staging.data();
+            if (const int32_t rc = decode_strip(compression, shape, rows, raw.data(), raw.size(), out, want); rc != 0)
                 return rc;
-            for (uint32_t r = 0; r < rows; ++r) {
-                uint8_t* row = r == 0 ? first : target.row(y0 + r);
-                if (row == nullptr) return -1;
-                if (native) std::memcpy(row, staging.data() + size_t(r) * stored_row, row_bytes);
-                else unpack_row(staging.data() + size_t(r) * stored_row, shape, row);
-            }
+            if (!direct)
+                for (uint32_t r = 0; r < rows; ++r) {
+                    uint8_t* row = target.row(y0 + r);
+                    if (row == nullptr) return -1;
+                    if (native) std::memcpy(row, staging.data() + size_t(r) * stored_row, row_bytes);
+                    else unpack_row(staging.data() + size_t(r) * stored_row, shape, row);
+                }
         }
         if (predictor || adjust)
             for (uint32_t r = 0; r < rows; ++r) {

@@ -260,10 +260,6 @@ EntryList build_entries(const Plan& plan, const mvfileinfo* params, const std::v
     return list;
 }
 
-int32_t poll(mvabort* hook, uint32_t done, uint32_t total) {
-    return hook && hook->abortfn ? hook->abortfn(hook, int32_t(done), int32_t(total)) : 0;
-}
-
 // Copies the stored samples of one line: reordered and narrowed to the
 // sample count.
 template <class T>
@@ -343,7 +339,7 @@ int32_t write_image(mvtiffile& h, mvabort* hook, mvimage* im, mvimage* palette, 
         if (encoder) encoder->begin_strip(coded);
         for (uint32_t r = 0; r < rows; ++r) {
             const uint32_t y = y0 + r;
-            if (const int32_t stop = poll(hook, y, plan.height)) return stop;
+            if (const int32_t stop = files::poll_hook(hook, y, plan.height)) return stop;
             // The image's own line when it maps (never changed here), else
             // the line buffer.
             const auto* source = static_cast<const uint8_t*>(reader.view(y, line.data()));
