@@ -164,7 +164,12 @@ public:
         entries_.push_back(std::move(e));
     }
     void number(uint16_t tag, uint16_t type, uint32_t v) { numbers(tag, type, std::vector<uint32_t>{v}); }
-    void rational(uint16_t tag, uint32_t num, uint32_t den) { numbers(tag, kLong, {num, den}), entries_.back().type = kRational, entries_.back().count = 1; }
+    // One RATIONAL: two LONG words, counted as one value.
+    void rational(uint16_t tag, uint32_t num, uint32_t den) {
+        numbers(tag, kLong, {num, den});
+        entries_.back().type = kRational;
+        entries_.back().count = 1;
+    }
     // ASCII: the text, its terminating zero, and one more zero when that
     // makes the count odd.
     void text(uint16_t tag, const char* s) {
@@ -418,6 +423,18 @@ int32_t add_image(mvtiffile& h, mvabort* hook, mvimage* im, mvimage* palette, in
     return write_image(h, hook, im, palette, plan, params);
 }
 
+// A new handle on the file.  When the file could not even be opened there
+// is nothing to delete: the handle is freed here and stays null.
+int32_t create_handle(mvtiffile*& h, const char* filename, uint32_t position) {
+    h = new mvtiffile;
+    const int32_t rc = open_handle(*h, filename, position);
+    if (rc != 0 && !h->stream.is_open()) {
+        delete h;
+        h = nullptr;
+    }
+    return rc;
+}
+
 // Runs a writer step; a failure deletes the file (and frees the handle).
 template <class Step>
 int32_t guarded(mvtiffile*& h, Step step) {
@@ -457,14 +474,7 @@ MVIP_API int32_t mvio8_tifwrite(mvabort* hook, mvimage* im, mvimage* palette, co
         return -2;
     }
     return guarded(h, [&]() -> int32_t {
-        h = new mvtiffile;
-        if (const int32_t rc = open_handle(*h, filename, position); rc != 0) {
-            if (!h->stream.is_open()) {  // nothing was opened: nothing to delete
-                delete h;
-                h = nullptr;
-            }
-            return rc;
-        }
+        if (const int32_t rc = create_handle(h, filename, position); rc != 0) return rc;
         if (const int32_t rc = add_image(*h, hook, im, palette, bits, palbits, params); rc != 0) return rc;
         const int32_t rc = h->stream.close();
         if (rc != 0) return rc;
@@ -488,13 +498,7 @@ MVIP_API int32_t mvio8_tifwriteseqinit(mvabort* hook, mvtiffile** handle, const 
     if (handle == nullptr || *handle != nullptr || filename == nullptr) return -1;
     mvtiffile* h = nullptr;
     const int32_t rc = guarded(h, [&]() -> int32_t {
-        h = new mvtiffile;
-        const int32_t rc = open_handle(*h, filename, position);
-        if (rc != 0 && !h->stream.is_open()) {
-            delete h;
-            h = nullptr;
-        }
-        return rc;
+        return create_handle(h, filename, position);
     });
     if (rc == 0) *handle = h;
     return rc;
