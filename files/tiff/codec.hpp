@@ -74,8 +74,12 @@ void accumulate_row(void* row, uint32_t width, uint32_t samples, uint32_t bits);
 // 32; values already within `bits`) into the file form: sub-byte samples
 // most significant bit first, rows starting on a byte; 8/16/32-bit samples
 // in the file's byte order; other widths (9..15, 17..31) as a big bit
-// string, most significant bit first.  64-bit (double) samples: only the
-// byte order is applied.  `out` holds packed_bytes().
+// string, most significant bit first, except that 24-bit samples of a
+// big-endian file have their three bytes reversed (libtiff and the
+// programs built on it convert 24-bit samples between the byte orders so;
+// little-endian files hold them most significant byte first, as those
+// programs write them on little-endian machines).  64-bit (double)
+// samples: only the byte order is applied.  `out` holds packed_bytes().
 void pack_row(const void* row, const RowShape& shape, uint8_t* out);
 // The reverse: file form to unpacked elements.
 void unpack_row(const uint8_t* in, const RowShape& shape, void* row);

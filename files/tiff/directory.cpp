@@ -1,6 +1,7 @@
 // Reading TIFF structure: header, IFD chain, directories; the file probe.
 #include "files/tiff/format.hpp"
 
+#include "core/record.hpp"
 #include "files/fileinfo.hpp"
 #include "files/tiff/codec.hpp"
 
@@ -123,6 +124,7 @@ int32_t load_entry(const FileOrder& order, const Entry& e, Directory& dir) {
     case kRowsPerStrip: return first_number(order, e, dir.rows_per_strip) ? 0 : -10;
     case kPlanarConfiguration: return first_number(order, e, dir.planar) ? 0 : -10;
     case kPredictor: return first_number(order, e, dir.predictor) ? 0 : -10;
+    case kFillOrder: return first_number(order, e, dir.fill_order) ? 0 : -10;
     case kResolutionUnit: return first_number(order, e, dir.resolution_unit) ? 0 : -10;
     case kStripOffsets: return numbers(order, e, dir.strip_offsets) ? 0 : -10;
     case kStripByteCounts: return numbers(order, e, dir.strip_counts) ? 0 : -10;
@@ -180,50 +182,63 @@ int32_t read_directory(const FileOrder& order, uint32_t offset, Directory& dir) 
     return 0;
 }
 
-int32_t presented_format(const Directory& dir, mvpixfmt& fmt) {
+namespace {
+
+// What the directory says of the pixels, whether or not the reader takes
+// them: the type the samples need, their bits, their count and the colour
+// code.  Words it cannot tell stay 0.
+void describe(const Directory& dir, mvpixfmt& fmt) {
     fmt = mvpixfmt{};
-    if (dir.width == 0 || dir.height == 0 || dir.width > 0x7FFFFFFFu || dir.height > 0x7FFFFFFFu) return -10;
-    if (dir.tiled) return -11;
-    const uint32_t c = dir.compression;
-    if (c != kCompressionNone && c != kCompressionLzw && c != kCompressionPackBits && c != kCompressionArith) return -11;
-    if (c == kCompressionLzw && dir.predictor != 1 && dir.predictor != 2) return -11;
-    if (dir.samples < 1 || dir.samples > 4) return -11;
-    for (uint32_t i = 1; i < dir.samples; ++i)
-        if (dir.bits[i] != dir.bits[0] || dir.sample_format[i] != dir.sample_format[0]) return -11;
-    if (dir.planar != 1 && !(dir.planar == 2 && dir.samples == 1)) return -11;
     const uint32_t bits = dir.bits[0];
     uint32_t type = 0;
-    if (dir.sample_format[0] == 1) {
-        if (bits < 1 || bits > 32) return -11;
+    if (dir.sample_format[0] == 1 && bits >= 1 && bits <= 32)
         type = bits <= 8 ? MVTYPE_U8 : bits <= 16 ? MVTYPE_U16 : MVTYPE_U32;
-    } else if (dir.sample_format[0] == 3) {
-        if (bits != 32 && bits != 64) return -11;
-        if (!dir.colormap.empty()) return -11;
+    else if (dir.sample_format[0] == 3 && (bits == 32 || bits == 64))
         type = bits == 32 ? MVTYPE_FLOAT : MVTYPE_DOUBLE;
-    } else {
-        return -11;
-    }
-    if (c == kCompressionLzw && dir.predictor == 2 && bits != 8 && bits != 16 && bits != 32) return -11;
-    if (c == kCompressionArith && bits > 12) return -11;
-    if (c != kCompressionNone && bits == 64) return -11;
     uint32_t code = 0;
     if (dir.samples == 1 && (dir.photometric == kWhiteIsZero || dir.photometric == kBlackIsZero)) code = MVCS_GREY;
     else if (dir.samples == 1 && dir.photometric == kPalette && !dir.colormap.empty()) code = MVCS_PALETTE;
     else if (dir.samples == 3 && dir.photometric == kRgb) code = MVCS_RGB;
     else if (dir.samples == 3 && dir.photometric == kYCbCr) code = MVCS_YCRCB;
     else if (dir.samples == 4 && dir.photometric == kSeparated) code = MVCS_CMYK;
+    if (type != 0 && mvpixfmt_set(&fmt, type, is_float_type(type) ? 0 : bits, dir.samples, code) == 0) {
+        if (is_float_type(type)) {
+            fmt.valflags = 0;
+            fmt.byteorder = 0;
+        }
+        return;
+    }
+    fmt.datatype = type;
+    fmt.pixies = dir.samples;
+    fmt.bits = bits;
+    fmt.colorspace = code;
+}
+
+}  // namespace
+
+int32_t presented_format(const Directory& dir, mvpixfmt& fmt) {
+    fmt = mvpixfmt{};
+    if (dir.width == 0 || dir.height == 0 || dir.width > 0x7FFFFFFFu || dir.height > 0x7FFFFFFFu) return -10;
+    describe(dir, fmt);
+    if (dir.tiled) return -11;
+    const uint32_t c = dir.compression;
+    if (c != kCompressionNone && c != kCompressionLzw && c != kCompressionPackBits && c != kCompressionArith) return -11;
+    if (c == kCompressionLzw && dir.predictor != 1 && dir.predictor != 2) return -11;
+    if (dir.fill_order != 1 && dir.fill_order != 2) return -11;
+    if (dir.samples < 1 || dir.samples > 4) return -11;
+    for (uint32_t i = 1; i < dir.samples; ++i)
+        if (dir.bits[i] != dir.bits[0] || dir.sample_format[i] != dir.sample_format[0]) return -11;
+    if (dir.planar != 1 && !(dir.planar == 2 && dir.samples == 1)) return -11;
+    const uint32_t bits = dir.bits[0];
+    if (fmt.datatype == 0 || fmt.pixies == 0) return -11;  // not an unsigned integer or IEEE float we take
+    if (is_float_type(fmt.datatype) && !dir.colormap.empty()) return -11;
+    if (c == kCompressionLzw && dir.predictor == 2 && bits != 8 && bits != 16 && bits != 32) return -11;
+    if (c == kCompressionArith && bits > 12) return -11;
     if (dir.photometric == kYCbCr && (dir.subsampling[0] != 1 || dir.subsampling[1] != 1)) return -11;
     if (dir.photometric == kPalette && !dir.colormap.empty() &&
         (bits > 24 || dir.colormap.size() < (size_t(3) << bits)))
         return -10;
     if (dir.strip_offsets.size() < dir.strips() || dir.strip_counts.size() < dir.strips()) return -10;
-    if (mvpixfmt_set(&fmt, type, type == MVTYPE_FLOAT || type == MVTYPE_DOUBLE ? 0 : bits, dir.samples, code) != 0)
-        return -11;
-    if (type == MVTYPE_FLOAT || type == MVTYPE_DOUBLE) {
-        fmt.valform = MVFLOAT_ONE_BITS;
-        fmt.valflags = 0;
-        fmt.byteorder = 0;
-    }
     return 0;
 }
 

@@ -20,6 +20,7 @@ enum Tag : uint16_t {
     kBitsPerSample = 258,
     kCompression = 259,
     kPhotometric = 262,
+    kFillOrder = 266,
     kImageDescription = 270,
     kStripOffsets = 273,
     kSamplesPerPixel = 277,
@@ -36,8 +37,10 @@ enum Tag : uint16_t {
     kTileWidth = 322,
     kTileLength = 323,
     kTileOffsets = 324,
-    kYCbCrSubSampling = 530,
+    kExtraSamples = 338,
     kSampleFormat = 339,
+    kYCbCrSubSampling = 530,
+    kReferenceBlackWhite = 532,
     kCopyright = 33432,
 };
 
@@ -126,6 +129,9 @@ struct Directory {
     std::string texts[4];          // indexed by MVTEXT_*
     bool has_text[4] = {false, false, false, false};
     bool tiled = false;
+    uint32_t fill_order = 1;       // 2: bits of every stored byte reversed
+    // Taken as 1, 1 when absent (TIFF's default is 2, 2, but files of
+    // earlier versions of this library lack the tag).
     uint32_t subsampling[2] = {1, 1};
     uint32_t next = 0;             // offset of the next IFD, 0 at the end
 
@@ -137,7 +143,9 @@ struct Directory {
 int32_t read_directory(const FileOrder& order, uint32_t offset, Directory& dir);
 
 // The pixel format the reader presents for a directory: 0, or -11 for
-// content outside the accepted set.
+// content outside the accepted set (`fmt` then still holds what is known
+// of the pixels: type, bits and samples, for the file information), or -10
+// for sizes that cannot be.
 int32_t presented_format(const Directory& dir, mvpixfmt& fmt);
 
 // Fill one file-information record from a directory.  0 or -2.

@@ -5,9 +5,9 @@
 #include "core/record.hpp"
 #include "files/readframe.hpp"
 #include "files/tiff/codec.hpp"
-#include "ops/frame.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -37,6 +37,18 @@ double max_expansion(uint32_t compression) {
 
 bool native_packing(const RowShape& shape) {
     return shape.bits == 8 || (!shape.big_endian && (shape.bits == 16 || shape.bits == 32 || shape.bits == 64));
+}
+
+// FillOrder 2: the bits of every stored byte in the reverse order.
+void reverse_bits(uint8_t* p, size_t n) {
+    static const auto table = [] {
+        std::array<uint8_t, 256> t{};
+        for (unsigned v = 0; v < 256; ++v)
+            for (unsigned k = 0; k < 8; ++k)
+                if (v & (1u << k)) t[v] |= uint8_t(0x80u >> k);
+        return t;
+    }();
+    for (size_t i = 0; i < n; ++i) p[i] = table[p[i]];
 }
 
 template <class T>
@@ -109,8 +121,9 @@ uint32_t consecutive_strips(const Directory& dir, const RowTarget& target, uint3
 // file's own form are read straight into consecutive target rows (several
 // strips in one read where they follow each other); compressed strips are
 // decoded straight into consecutive rows in the file's form, else into a
-// staging strip and unpacked row by row.  Then the rows are undifferenced
-// and normalised.
+// staging strip and unpacked row by row.  FillOrder 2 reverses the bits of
+// the stored bytes first (of the rows read as they are, or of the strip
+// before it is decoded).  Then the rows are undifferenced and normalised.
 int32_t decode(mvabort* hook, const FileOrder& order, const Directory& dir, const mvpixfmt& fmt,
                const RowTarget& target) {
     RowShape shape;
@@ -126,6 +139,7 @@ int32_t decode(mvabort* hook, const FileOrder& order, const Directory& dir, cons
     const bool plain_rows = compression == kCompressionNone && native;
     const bool predictor = compression == kCompressionLzw && dir.predictor == 2;
     const bool adjust = dir.photometric == kWhiteIsZero || fmt.colorspace == MVCS_YCRCB;
+    const bool reversed = dir.fill_order == 2;
     files::Stream& stream = *order.stream;
 
     const uint32_t rps = std::min(dir.rows_per_strip == 0 ? dir.height : dir.rows_per_strip, dir.height);
@@ -152,10 +166,13 @@ int32_t decode(mvabort* hook, const FileOrder& order, const Directory& dir, cons
                     stream.read(offset + uint64_t(r) * row_bytes, target.row(y0 + r), row_bytes);
             }
             if (const int32_t st = stream.status(); st != 0) return st;
+            if (reversed)
+                for (uint32_t r = 0; r < rows; ++r) reverse_bits(target.row(y0 + r), row_bytes);
         } else {
             raw.resize(count);
             stream.read(offset, raw.data(), count);
             if (const int32_t st = stream.status(); st != 0) return st;
+            if (reversed) reverse_bits(raw.data(), raw.size());
             const bool direct = native && rows_consecutive(target, y0, rows, row_bytes);
             if (!direct) staging.resize(want);
             uint8_t* out = direct ? first : staging.data();
@@ -284,7 +301,7 @@ int32_t apply_colormap(const Directory& dir, FileImage& indexed, FileImage& out)
 
 int32_t read_image(mvabort* hook, mvimage* im, mvimage* palette, const char* filename, uint32_t index,
                    uint32_t mode) {
-    if (const auto stop = ops::hook_at_entry(hook)) return *stop;
+    if (const int32_t stop = files::poll_hook(hook, 0, 0)) return stop;
     if (im == nullptr || filename == nullptr || !window_valid_2d(im)) return -1;
     if (palette != nullptr &&
         (palette->pixfmt.pixies != 3 || !is_int_type(palette->pixfmt.datatype) || is_float_type(im->pixfmt.datatype)))
@@ -367,7 +384,7 @@ MVIP_API int32_t mvio8_tifread(mvabort* hook, mvimage* im, mvimage* palette, con
 
 MVIP_API int32_t mvio8_tifreadseq(mvabort* hook, mvimage3* im, mvimage* /*palette*/, const char* filename,
                                   uint32_t /*index*/, void* /*reserved*/, uint32_t /*mode*/) {
-    if (const auto stop = mvip::ops::hook_at_entry(hook)) return *stop;
+    if (const int32_t stop = mvip::files::poll_hook(hook, 0, 0)) return stop;
     if (im == nullptr || filename == nullptr) return -1;
     return -11;  // no 3-D image kinds in this build
 }

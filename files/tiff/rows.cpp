@@ -3,6 +3,7 @@
 #include "files/tiff/codec.hpp"
 
 #include <bit>
+#include <utility>
 #include <cstring>
 
 namespace mvip::tiff {
@@ -152,6 +153,17 @@ void pack_1(const uint8_t* p, size_t count, uint8_t* out) {
     }
 }
 
+// 24-bit samples of big-endian files: the three bytes in the reverse of
+// their order in little-endian files (the file's byte order, as libtiff
+// converts them between the two).
+void reverse_triples(uint8_t* p, size_t count) {
+    for (size_t i = 0; i < count; ++i) std::swap(p[3 * i], p[3 * i + 2]);
+}
+
+void unpack_24_reversed(const uint8_t* in, size_t count, uint32_t* p) {
+    for (size_t i = 0; i < count; ++i, in += 3) p[i] = uint32_t(in[0]) | uint32_t(in[1]) << 8 | uint32_t(in[2]) << 16;
+}
+
 void unpack_1(const uint8_t* in, size_t count, uint8_t* p) {
     size_t i = 0;
     for (; i + 8 <= count; i += 8) {
@@ -192,6 +204,7 @@ void pack_row(const void* row, const RowShape& shape, uint8_t* out) {
     if (bits < 8) pack_bits(static_cast<const uint8_t*>(row), count, bits, out);
     else if (bits < 16) pack_bits(static_cast<const uint16_t*>(row), count, bits, out);
     else if (bits < 32) pack_bits(static_cast<const uint32_t*>(row), count, bits, out);
+    if (bits == 24 && shape.big_endian) reverse_triples(out, count);
 }
 
 void unpack_row(const uint8_t* in, const RowShape& shape, void* row) {
@@ -203,6 +216,12 @@ void unpack_row(const uint8_t* in, const RowShape& shape, void* row) {
         case 16: copy_ordered<uint16_t>(in, row, count, shape.big_endian); return;
         case 32: copy_ordered<uint32_t>(in, row, count, shape.big_endian); return;
         case 64: copy_ordered<uint64_t>(in, row, count, shape.big_endian); return;
+        case 24:
+            if (shape.big_endian) {
+                unpack_24_reversed(in, count, static_cast<uint32_t*>(row));
+                return;
+            }
+            break;
         default: break;
     }
     if (bits < 8) unpack_bits(in, count, bits, static_cast<uint8_t*>(row));

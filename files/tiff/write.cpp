@@ -4,9 +4,9 @@
 #include "files/tiff/format.hpp"
 
 #include "core/record.hpp"
+#include "files/os.hpp"
 #include "files/readframe.hpp"
 #include "files/tiff/codec.hpp"
-#include "ops/frame.hpp"
 
 #include <algorithm>
 #include <cstring>
@@ -34,6 +34,8 @@ struct Plan {
     uint32_t samples = 1, bits = 8;
     bool floating = false;
     uint32_t photometric = kBlackIsZero;
+    uint32_t extra = 0;        // samples beyond the photometric's colour channels
+    bool alpha = false;        // the first extra sample is unassociated alpha
     uint32_t compression = kCompressionNone;
     uint32_t predictor = 1;
     uint32_t read_type = MVTYPE_U8, read_bits = 8;  // the form lines are read in
@@ -85,8 +87,15 @@ int32_t plan_image(mvimage* im, mvimage* palette, int32_t bits, int32_t palbits,
             plan.pick[0] = 2;
             plan.pick[2] = 0;
         }
+    } else if (f.pixies == 4 && cs == MVCS_UNKNOWN) {
+        plan.photometric = kRgb;  // RGB and alpha
     }
     if (plan.samples > 4) return -1;
+    const uint32_t channels = plan.photometric == kRgb || plan.photometric == kYCbCr ? 3
+                            : plan.photometric == kSeparated                       ? 4
+                                                                                   : 1;
+    plan.extra = plan.samples - channels;
+    plan.alpha = cs == MVCS_UNKNOWN && (f.pixies == 2 || f.pixies == 4);
     plan.reorder = plan.samples != plan.pixies || plan.pick[0] != 0 || plan.pick[1] != 1 || plan.pick[2] != 2;
 
     // Compression.
@@ -164,18 +173,19 @@ public:
         entries_.push_back(std::move(e));
     }
     void number(uint16_t tag, uint16_t type, uint32_t v) { numbers(tag, type, std::vector<uint32_t>{v}); }
-    // One RATIONAL: two LONG words, counted as one value.
-    void rational(uint16_t tag, uint32_t num, uint32_t den) {
-        numbers(tag, kLong, {num, den});
+    // RATIONALs from numerator, denominator pairs: two LONG words each,
+    // counted as one value.
+    void rationals(uint16_t tag, const std::vector<uint32_t>& pairs) {
+        numbers(tag, kLong, pairs);
         entries_.back().type = kRational;
-        entries_.back().count = 1;
+        entries_.back().count = uint32_t(pairs.size() / 2);
     }
-    // ASCII: the text, its terminating zero, and one more zero when that
-    // makes the count odd.
+    // ASCII: the text and its terminating zero, which the count includes.
+    // Values that lie outside the entry start on an even offset; the zero
+    // that pads an odd length to it is not counted.
     void text(uint16_t tag, const char* s) {
         OutEntry e{tag, kAscii, 0, {}, 0};
         e.data.assign(s, s + std::strlen(s) + 1);
-        if (e.data.size() % 2) e.data.push_back(0);
         e.count = uint32_t(e.data.size());
         entries_.push_back(std::move(e));
     }
@@ -251,8 +261,8 @@ EntryList build_entries(const Plan& plan, const mvfileinfo* params, const std::v
     list.number(kSamplesPerPixel, kShort, plan.samples);
     list.number(kRowsPerStrip, kLong, plan.rows_per_strip);
     list.numbers(kStripByteCounts, kLong, std::vector<uint32_t>(plan.strips, 0));
-    if (xres) list.rational(kXResolution, t->xresnum, t->xresden);
-    if (yres) list.rational(kYResolution, t->yresnum, t->yresden);
+    if (xres) list.rationals(kXResolution, {t->xresnum, t->xresden});
+    if (yres) list.rationals(kYResolution, {t->yresnum, t->yresden});
     list.number(kPlanarConfiguration, kShort, 1);
     if (xres || yres) list.number(kResolutionUnit, kShort, t->resunit);
     if (given(MVTEXT_SOFTWARE)) list.text(kSoftware, given(MVTEXT_SOFTWARE));
@@ -260,7 +270,19 @@ EntryList build_entries(const Plan& plan, const mvfileinfo* params, const std::v
     else list.text(kDateTime, local_time_text().c_str());
     if (plan.compression == kCompressionLzw) list.number(kPredictor, kShort, plan.predictor);
     if (plan.palette) list.numbers(kColorMap, (size_t(1) << plan.bits) > 65535 ? kLong : kShort, colormap);
+    if (plan.extra != 0) {
+        std::vector<uint32_t> kinds(plan.extra, 0);  // unspecified
+        if (plan.alpha) kinds[0] = 2;                // unassociated alpha
+        list.numbers(kExtraSamples, kShort, kinds);
+    }
     if (plan.floating) list.numbers(kSampleFormat, kShort, std::vector<uint32_t>(plan.samples, 3));
+    if (plan.photometric == kYCbCr) {
+        // Full resolution chroma, and the full range of the samples: Y from
+        // 0 to the top value, Cb and Cr centred on half of it.
+        list.numbers(kYCbCrSubSampling, kShort, {1, 1});
+        const uint32_t top = plan.bits >= 32 ? 0xFFFFFFFFu : (1u << plan.bits) - 1u, half = top / 2 + 1;
+        list.rationals(kReferenceBlackWhite, {0, 1, top, 1, half, 1, top, 1, half, 1, top, 1});
+    }
     if (given(MVTEXT_COPYRIGHT)) list.text(kCopyright, given(MVTEXT_COPYRIGHT));
     return list;
 }
@@ -283,6 +305,7 @@ int32_t write_image(mvtiffile& h, mvabort* hook, mvimage* im, mvimage* palette, 
         if (const int32_t rc = colormap_values(palette, plan, colormap); rc != 0) return rc;
     EntryList list = build_entries(plan, params, colormap, h.order.big);
     auto& entries = list.entries();
+    std::stable_sort(entries.begin(), entries.end(), [](const OutEntry& a, const OutEntry& b) { return a.tag < b.tag; });
 
     // Lay out: the IFD at the (even) end of the file, then the values that
     // do not fit their entries, then the strips.
@@ -435,7 +458,8 @@ int32_t create_handle(mvtiffile*& h, const char* filename, uint32_t position) {
     return rc;
 }
 
-// Runs a writer step; a failure deletes the file (and frees the handle).
+// Runs a writer step; a failure, or a stop by the hook, deletes the file
+// (and frees the handle).
 template <class Step>
 int32_t guarded(mvtiffile*& h, Step step) {
     int32_t rc;
@@ -446,7 +470,7 @@ int32_t guarded(mvtiffile*& h, Step step) {
     } catch (...) {
         rc = -1;
     }
-    if (rc < 0 && h != nullptr) {
+    if (rc != 0 && h != nullptr) {
         h->stream.close_and_remove();
         delete h;
         h = nullptr;
@@ -460,22 +484,36 @@ int32_t guarded(mvtiffile*& h, Step step) {
 
 using namespace mvip::tiff;
 
+namespace {
+
+// A refusal of the arguments also deletes the file the call names: the
+// call would have replaced or extended it.
+int32_t refused(const char* filename, int32_t rc) {
+    mvip::files::os_remove(filename);
+    return rc;
+}
+
+}  // namespace
+
 extern "C" {
+
+// Every call polls the hook once at entry and returns a non-zero answer at
+// once, touching no file.
 
 MVIP_API int32_t mvio8_tifwrite(mvabort* hook, mvimage* im, mvimage* palette, const char* filename, int32_t bits,
                                 int32_t palbits, uint32_t position, const mvfileinfo* params) {
-    if (const auto stop = mvip::ops::hook_at_entry(hook)) return *stop;
+    if (const int32_t stop = mvip::files::poll_hook(hook, 0, 0)) return stop;
     if (filename == nullptr) return -1;
     mvtiffile* h = nullptr;
+    Plan plan;
     try {
-        Plan plan;  // argument checks before the file is touched
-        if (const int32_t rc = plan_image(im, palette, bits, palbits, params, plan); rc != 0) return rc;
+        if (const int32_t rc = plan_image(im, palette, bits, palbits, params, plan); rc != 0) return refused(filename, rc);
     } catch (const std::bad_alloc&) {
-        return -2;
+        return refused(filename, -2);
     }
     return guarded(h, [&]() -> int32_t {
         if (const int32_t rc = create_handle(h, filename, position); rc != 0) return rc;
-        if (const int32_t rc = add_image(*h, hook, im, palette, bits, palbits, params); rc != 0) return rc;
+        if (const int32_t rc = write_image(*h, hook, im, palette, plan, params); rc != 0) return rc;
         const int32_t rc = h->stream.close();
         if (rc != 0) return rc;
         delete h;
@@ -487,14 +525,15 @@ MVIP_API int32_t mvio8_tifwrite(mvabort* hook, mvimage* im, mvimage* palette, co
 MVIP_API int32_t mvio8_tifwriteseq(mvabort* hook, mvimage3* im, mvimage* /*palette*/, const char* filename,
                                    int32_t /*bits*/, int32_t /*palbits*/, uint32_t /*position*/,
                                    const mvfileinfo* /*params*/) {
-    if (const auto stop = mvip::ops::hook_at_entry(hook)) return *stop;
-    if (im == nullptr || filename == nullptr) return -1;
-    return -11;  // no 3-D image kinds in this build
+    if (const int32_t stop = mvip::files::poll_hook(hook, 0, 0)) return stop;
+    if (filename == nullptr) return -1;
+    if (im == nullptr) return refused(filename, -1);
+    return refused(filename, -11);  // no 3-D image kinds in this build
 }
 
 MVIP_API int32_t mvio8_tifwriteseqinit(mvabort* hook, mvtiffile** handle, const char* filename,
                                        uint32_t position) {
-    if (const auto stop = mvip::ops::hook_at_entry(hook)) return *stop;
+    if (const int32_t stop = mvip::files::poll_hook(hook, 0, 0)) return stop;
     if (handle == nullptr || *handle != nullptr || filename == nullptr) return -1;
     mvtiffile* h = nullptr;
     const int32_t rc = guarded(h, [&]() -> int32_t {
@@ -506,13 +545,13 @@ MVIP_API int32_t mvio8_tifwriteseqinit(mvabort* hook, mvtiffile** handle, const 
 
 MVIP_API int32_t mvio8_tifwriteseqadd(mvabort* hook, mvtiffile** handle, const char* /*filename*/, mvimage* im,
                                       mvimage* palette, int32_t bits, int32_t palbits, const mvfileinfo* params) {
-    if (const auto stop = mvip::ops::hook_at_entry(hook)) return *stop;
+    if (const int32_t stop = mvip::files::poll_hook(hook, 0, 0)) return stop;
     if (handle == nullptr || *handle == nullptr) return -1;
     return guarded(*handle, [&] { return add_image(**handle, hook, im, palette, bits, palbits, params); });
 }
 
 MVIP_API int32_t mvio8_tifwriteseqdone(mvabort* hook, mvtiffile** handle, const char* /*filename*/) {
-    if (const auto stop = mvip::ops::hook_at_entry(hook)) return *stop;
+    if (const int32_t stop = mvip::files::poll_hook(hook, 0, 0)) return stop;
     if (handle == nullptr || *handle == nullptr) return -1;
     return guarded(*handle, [&]() -> int32_t {
         const int32_t rc = (*handle)->stream.close();
