@@ -1128,7 +1128,10 @@ MVIP_API int32_t mvip8_ilacepairswap(mvabort *hook, mvimage *src,
  * a file of the format or a broken structure, -11 content or an option
  * this build does not support, -13 a file that cannot be opened for
  * reading or update, -14 a file that cannot be created.  A writer that
- * fails deletes its file (also a file it was appending to).
+ * fails deletes its file (also a file it was appending to).  Every file
+ * call polls the abort hook once at entry, with (0, 0): a non-zero answer
+ * is returned at once and nothing is touched (no file made, changed or
+ * deleted; a sequence handle stays open).
  *
  * Reading frame (mvio8_tifread, mvio8_bmpread): the file's image is
  * presented in the caller's image as follows.
@@ -1229,7 +1232,9 @@ MVIP_STATIC_ASSERT(sizeof(mvfileinfo) == 280, "mvfileinfo size");
  * The record is zeroed, then the probes are tried in the order TIFF, BMP
  * (further formats pass on to the next probe).  0; -1 for a null record;
  * -13 for a file that cannot be opened; -2 memory; -10 when no probe
- * recognises the file. */
+ * recognises the file.  TIFF images that the reader refuses (tiles, JPEG
+ * or Deflate strips, ...) are still described: size, samples, bits, the
+ * type those need and the colour code, as far as the file tells them. */
 MVIP_API int32_t mvio8_fileinfo(const char *filename, mvfileinfo *info,
                                 uint32_t mode);
 /* Describe up to n images: for a TIFF file one record per image from
@@ -1250,18 +1255,37 @@ MVIP_API int32_t mvio8_fileinfodone(mvfileinfo *info);
  * StripByteCounts, PlanarConfiguration 1, DateTime (the parameters' text,
  * else the local time as "YYYY:MM:DD hh:mm:ss"), and, when they apply,
  * ImageDescription, X/YResolution with ResolutionUnit, Software, Predictor,
- * ColorMap, SampleFormat and Copyright.
+ * ColorMap, ExtraSamples, SampleFormat, YCbCrSubSampling,
+ * ReferenceBlackWhite and Copyright (the last three and ExtraSamples go
+ * beyond the original 21 tags: without them other readers misread alpha
+ * and YCbCr images).  Text counts include the terminating zero; a zero
+ * that pads an odd length stays outside the count.
  *  - bits: 1..32 rescales integer values to that many bits per sample;
  *    -1..-32 writes them unscaled in |bits| bits (-1 when |bits| is below
  *    the image's bits).  0 and |bits| > 32: -1.  Float and double images
  *    are written as 32/64-bit IEEE samples (SampleFormat 3) and bits is
  *    not looked at; they take no compression (-1).  Samples narrower than
- *    a byte are packed most significant bit first; rows start on a byte.
+ *    a byte are packed most significant bit first; rows start on a byte;
+ *    widths that are not 8, 16 or 32 bits form one bit string, most
+ *    significant bit first, except that 24-bit samples in big-endian files
+ *    (when appending to one) have their three bytes reversed, as libtiff
+ *    converts them between the byte orders.
  *  - Photometric: 3 Palette for a one-pixie image with a palette; 5 CMYK
  *    (4 samples) for colour code 68; 6 YCbCr for codes 19 and 20 (samples
  *    stored Y, Cb, Cr); 2 RGB for codes 3, 4 (BGR pixels reordered to R, G,
- *    B, a fourth pixie dropped), 36 and 67 (first three pixies); otherwise
- *    1 BlackIsZero with one sample per pixie.  More than 4 samples: -1.
+ *    B, a fourth pixie dropped), 36 and 67 (first three pixies); 2 RGB with
+ *    a fourth sample for 4 pixies of colour code 0 (RGBA); otherwise 1
+ *    BlackIsZero with one sample per pixie.  More than 4 samples: -1.
+ *    Samples beyond the photometric's colour channels are listed in
+ *    ExtraSamples: the second pixie of a 2-pixie image and the fourth of a
+ *    4-pixie image of colour code 0 as unassociated alpha (2; the library's
+ *    pixels are never premultiplied, and readers then show them as grey
+ *    or RGB with alpha), every other extra sample (complex pairs, 3 pixies
+ *    of no colour code, ...) as unspecified (0).
+ *  - YCbCr files say YCbCrSubSampling 1, 1 (chroma at full resolution)
+ *    and ReferenceBlackWhite 0, top, half, top, half, top (top = 2^bits -
+ *    1, half = 2^(bits - 1)): full-range values as the colour converter
+ *    makes them.
  *  - palette: null, or an integer image of 3 or 4 pixies whose first line
  *    holds entry x at pixel x (2^bits entries; missing entries are 0);
  *    used for one-pixie images; converted to `palbits` bits (16 is what
@@ -1294,14 +1318,22 @@ MVIP_API int32_t mvio8_fileinfodone(mvfileinfo *info);
  *    up to a multiple of 2^24 and its top byte written.  The decoder starts
  *    from the first 4 bytes and reads zeros past the strip's end (a strip
  *    read more than 3 bytes past its end answers -10).
- * Any failure deletes the file, also one that was being appended to. */
+ *  - hook: after the entry poll, called with (row, height) before every
+ *    row; a non-zero answer (positive too) stops the writing and is
+ *    returned.
+ * Any failure after the entry poll deletes the file, also one that was
+ * being appended to: refused arguments (the file named is deleted even
+ * though it was not opened), a stop by the hook, a failed write.  Only a
+ * file that cannot be opened (-13, -14) or a null filename is left as it
+ * is. */
 typedef struct mvtiffile mvtiffile;
 MVIP_API int32_t mvio8_tifwrite(mvabort *hook, mvimage *im, mvimage *palette,
                                 const char *filename, int32_t bits,
                                 int32_t palbits, uint32_t position,
                                 const mvfileinfo *params);
 /* Every plane of a 3-D image as one IFD.  This build has no 3-D images:
- * answers -11 (after the argument checks: -1 for null arguments). */
+ * answers -11 (after the argument checks: -1 for null arguments), and
+ * like every failure of the writer deletes the file named. */
 MVIP_API int32_t mvio8_tifwriteseq(mvabort *hook, mvimage3 *im,
                                    mvimage *palette, const char *filename,
                                    int32_t bits, int32_t palbits,
@@ -1310,8 +1342,9 @@ MVIP_API int32_t mvio8_tifwriteseq(mvabort *hook, mvimage3 *im,
 /* A sequence written image by image through a handle.  init: *handle must
  * be null and filename given (else -1); position as for mvio8_tifwrite (0
  * creates the file, n >= 1 appends after image n).  add: one image as the
- * next IFD, with mvio8_tifwrite's front end; a failure deletes the file and
- * frees the handle (*handle becomes null).  done: closes and frees; -1
+ * next IFD, with mvio8_tifwrite's front end; a failure or a stop by the
+ * hook while writing deletes the file and frees the handle (*handle
+ * becomes null).  done: closes and frees; -1
  * without a handle.  The filename arguments of add and done are not used
  * (the handle has the file). */
 MVIP_API int32_t mvio8_tifwriteseqinit(mvabort *hook, mvtiffile **handle,
@@ -1326,11 +1359,18 @@ MVIP_API int32_t mvio8_tifwriteseqdone(mvabort *hook, mvtiffile **handle,
                                        const char *filename);
 /* Read image `index` (0 = first) of a TIFF file of either byte order into
  * the caller's image by the reading frame above.  Accepted: compression
- * 1, 5 (Predictor 1 or 2), 32773, 32885; strips (not tiles); up to 4
- * samples; chunky samples of one width, or planar with one sample;
- * unsigned integers of 1 to 32 bits (presented in the smallest container:
- * u8 up to 8 bits, u16 up to 16, u32 above, with the file's bits as the
- * significant bits) or 32/64-bit IEEE floats.  Anything else: -11.  Colour
+ * 1, 5 (Predictor 1 or 2; 2 on 8-, 16- and 32-bit samples), 32773,
+ * 32885; FillOrder 1 or 2 (2: the bits of every stored byte are reversed
+ * before decoding); strips (not tiles); up to 4 samples; chunky samples of
+ * one width, or planar with one sample; unsigned integers of 1 to 32 bits
+ * (presented in the smallest container: u8 up to 8 bits, u16 up to 16, u32
+ * above, with the file's bits as the significant bits) or 32/64-bit IEEE
+ * floats, with any of these compressions.  24-bit samples are read in
+ * the byte order the writer describes.  YCbCr files with
+ * YCbCrSubSampling other than 1, 1: -11 (a file without the tag is taken
+ * as 1, 1, as earlier versions of this library wrote them).  ExtraSamples
+ * is not needed: extra samples are presented as further pixies.
+ * Anything else: -11.  Colour
  * code of the file image: grey for one sample with Photometric 0 or 1
  * (Photometric 0 is inverted to BlackIsZero on reading), RGB for 3 samples
  * with Photometric 2, YCrCb for 6, CMYK for 4 samples with 5; else 0.
@@ -1379,7 +1419,8 @@ MVIP_API int32_t mvio8_tifreadseq(mvabort *hook, mvimage3 *im,
  * pixels per metre from the image's pixel widths when their units are
  * metres, centimetres, millimetres or inches (rounded), else 0.  A file
  * beyond 4 GiB: -11.  The hook is called with (0, 0) at entry and before
- * every eighth line with (lines written, height).  Null image or filename,
+ * every eighth line with (lines written, height); a non-zero answer at
+ * entry is returned at once.  Null image or filename,
  * or an empty window: -1 before any file is touched.  mode is reserved
  * (pass 0).  Any failure, a stop by the hook included, deletes the file. */
 MVIP_API int32_t mvio8_bmpread(mvabort *hook, mvimage *im, mvimage *palette,
