@@ -460,10 +460,11 @@ MVIP_API int32_t mvimage3_setwind(mvimage3 *im, int32_t nwx, int32_t nwy,
  * values are shifted when the stored form differs, or masked when the
  * caller does not tolerate bits outside the significant bits and the
  * image may hold such bits.  MVREQ_SWAPPED byte-swaps where the caller's
- * byte order differs from the stored one; this applies to every type
- * (floats and doubles included).  Swaps always happen on the foreign
- * side: a foreign stored value is swapped before it is adjusted, a value
- * for a foreign caller after.
+ * byte order differs from the stored one; this applies to 2- and 4-byte
+ * pixies (u16, u32, the second 32-bit type and floats); 1-byte pixies and
+ * doubles are copied unchanged whatever the byte orders.  Swaps always
+ * happen on the foreign side: a foreign stored value is swapped before it
+ * is adjusted, a value for a foreign caller after.
  *
  * Direct mapping (imapset) hands out raw memory, so the stored form must
  * be what the caller asks for; the byte order is checked for every data

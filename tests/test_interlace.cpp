@@ -74,7 +74,7 @@ public:
     double get(const Bytes& m, uint32_t x, uint32_t y, uint32_t k) const {
         unsigned char raw[8];
         std::memcpy(raw, m.data() + offset(x, y, k), vb);
-        if (swapped) std::reverse(raw, raw + vb);
+        if (swapped && vb != 8) std::reverse(raw, raw + vb);  // doubles are not swapped
         switch (f.type) {
             case MVTYPE_U8: return raw[0];
             case MVTYPE_U16: {
@@ -120,7 +120,7 @@ public:
             }
             default: std::memcpy(raw, &v, 8); break;
         }
-        if (swapped) std::reverse(raw, raw + vb);
+        if (swapped && vb != 8) std::reverse(raw, raw + vb);  // doubles are not swapped
         std::memcpy(m.data() + offset(x, y, k), raw, vb);
     }
     uint32_t wh() const { return h - 2; }
