@@ -871,9 +871,11 @@ MVIP_API int32_t mvip8_tripletnormalize(mvabort *hook, mvimage *low, mvimage *hi
  * destination is the source) works.  A..C..B name the rows above, at and
  * below the pixel, 0..2 the columns left to right, C the centre.  Kernels
  * with an AVX2 form use it when the processor has one (same results). */
-/* min(maxval, (A0+A1+A2+M0+M2+B0+B1+B2 + w C + (w+8)/2) / (w+8)); 64-bit
- * arithmetic when (w+8) maxval needs more than 32 bits; w + 8 <= 0: -1.
- * u8, u16. */
+/* min(maxval, (A0+A1+A2+M0+M2+B0+B1+B2 + w C + (w+8)/2) / (w+8)), the
+ * division signed and truncating toward zero; 64-bit arithmetic when
+ * (w+8) maxval needs more than 32 bits; w + 8 <= 0: -1.  Only the top is
+ * clipped: with a negative weight a negative result keeps its low `bits`
+ * bits (it wraps within the significant bits).  u8, u16. */
 MVIP_API int32_t mvip8_3x3lowpass(mvabort *hook, mvimage *src, mvimage *dst, int32_t weight);
 /* (A0 + 2A1 + A2 + 2M0 + 4C + 2M2 + B0 + 2B1 + B2 + 8) >> 4, the rounded
  * binomial (1-2-1) lowpass.  u8, u16. */
