@@ -1078,8 +1078,9 @@ MVIP_API int32_t mvip8_copyreplic(mvabort *hook, mvimage *src, mvimage *dst);
 /* Whole lines of the window (H lines) are reordered, averaged or
  * duplicated; source and destination windows must agree in size and
  * format (see "Copies" above).  In place (the destination is the source)
- * the result is the same as into another image.  Every operation answers
- * -1 for a window of fewer than 2 lines.
+ * the result is the same as into another image.  The line permutations
+ * answer -1 for a window of fewer than 2 lines, the pair operations for a
+ * window of no line.
  *
  * Line permutations: source line i goes to destination line dest(i) for
  * the largest multiple M of N lines; the trailing H mod N lines are copied
@@ -1105,8 +1106,8 @@ MVIP_API int32_t mvip8_ilacelinetoNfield(mvabort *hook, mvimage *src,
 MVIP_API int32_t mvip8_ilaceNfieldtoline(mvabort *hook, mvimage *src,
                                          mvimage *dst, int32_t n);
 /* Pair operations on lines (2k, 2k + 1); the last line of an odd height
- * has no partner and is copied unchanged.  The hook is told (y, H) at
- * every eighth line. */
+ * has no partner and is copied unchanged (a one-line window is copied).
+ * The hook is told (y, H) at every eighth line. */
 /* Both lines of every pair become their average, value by value:
  * (a + b) >> 1 for integers, the mean for float (rounded once) and double
  * (half of each value when the sum would overflow). */

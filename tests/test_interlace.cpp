@@ -278,9 +278,10 @@ TEST(Interlace, Refusals) {
         EXPECT_EQ(mvip8_ilacelinetoNfield(nullptr, &img.im, &img.im, n), MVERR_USAGE);
         EXPECT_EQ(mvip8_ilaceNfieldtoline(nullptr, &img.im, &img.im, n), MVERR_USAGE);
     }
-    EXPECT_EQ(mvip8_ilacepairave(nullptr, &one.im, &one.im), MVERR_USAGE);
-    EXPECT_EQ(mvip8_ilacepairdup(nullptr, &one.im, &one.im, 0), MVERR_USAGE);
-    EXPECT_EQ(mvip8_ilacepairswap(nullptr, &one.im, &one.im), MVERR_USAGE);
+    // A lone line is copied (in place: unchanged).
+    EXPECT_EQ(mvip8_ilacepairave(nullptr, &one.im, &one.im), 0);
+    EXPECT_EQ(mvip8_ilacepairdup(nullptr, &one.im, &one.im, 0), 0);
+    EXPECT_EQ(mvip8_ilacepairswap(nullptr, &one.im, &one.im), 0);
     EXPECT_EQ(mvip8_ilacepairswap(nullptr, nullptr, &img.im), MVERR_USAGE);
     EXPECT_EQ(mvip8_ilacepairave(nullptr, &img.im, &other.im), MVERR_USAGE);
     expect_memory(one, one0);
