@@ -716,9 +716,12 @@ MVIP_API int32_t mvip8_pixcontrast(mvabort *hook, mvimage *src, mvimage *dst,
  * container.  u8, u16. */
 MVIP_API int32_t mvip8_pixadd(mvabort *hook, mvimage *src, mvimage *dst,
                               int32_t value, int32_t mode);
-/* table[v AND maxval]; the table must have at least 2^bits entries (-1
- * otherwise).  pixmap: u8 images and tables; pixmaps: u16; pixmapl: u32
- * (so 32-bit images, needing 2^32 entries, cannot be mapped). */
+/* table[v AND maxval].  pixmap: u8 images and tables, which must have at
+ * least 2^bits entries (-1 otherwise).  pixmaps (u16) and pixmapl (u32)
+ * accept any table of one entry or more (0 entries: -1): a value (masked
+ * to its bits) at or beyond the table's end passes unchanged, so a short
+ * table remaps the values it covers and leaves the others; this lets
+ * pixmapl map 32-bit images. */
 MVIP_API int32_t mvip8_pixmap(mvabort *hook, mvimage *src, mvimage *dst,
                               const uint8_t *table, uint32_t entries);
 MVIP_API int32_t mvip8_pixmaps(mvabort *hook, mvimage *src, mvimage *dst,
@@ -727,7 +730,8 @@ MVIP_API int32_t mvip8_pixmapl(mvabort *hook, mvimage *src, mvimage *dst,
                                const uint32_t *table, uint32_t entries);
 /* As pixmap/pixmaps/pixmapl with the table held in an image: the first
  * line of lut's window, read in the source's data type (through a type
- * converter if needed); its width is the entry count. */
+ * converter if needed); its width is the entry count (u16 and u32 sources:
+ * values beyond it pass unchanged). */
 MVIP_API int32_t mvip8_pixmaplut(mvabort *hook, mvimage *src, mvimage *dst,
                                  mvimage *lut);
 /* min(maxval of the destination, (v * a) / b), 64-bit, truncated; source
