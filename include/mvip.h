@@ -533,9 +533,11 @@ MVIP_API int32_t mvimage_memfree2(mvimage *im, int32_t keep);
  * Parent reference: the parent's address, or a small negative index
  * MVPARENT_REL(i), i = -128..-1, designating the record at position
  * (i + 65) from the view in an array of consecutive records: -64 is the
- * next record, -66 the previous one, -65 the view itself (a view that is
- * its own parent answers ioset with -5).  Relative references keep working
- * when the array is moved as a whole.
+ * next record, -66 the previous one, -65 the view itself.  A view that is
+ * its own parent (by -65 or by its own address) is built without reading
+ * its record, whatever that held: it has no pixels (an empty image and
+ * window) and an empty format, and its ioset answers -5.  Relative
+ * references keep working when the array is moved as a whole.
  *
  * Follow-window flag: non-zero, the view has the parent's dimensions and
  * window, setting the view's window sets the parent's, and coordinates go

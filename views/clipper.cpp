@@ -156,7 +156,7 @@ extern "C" MVIP_API int32_t mvimage_clipper(mvimage* v, mvimage* parent_ref,
         mvimage_defnull(v);
         return MVERR_USAGE;
     }
-    const ParentDescription d = describe(p);
+    const ParentDescription d = describe(v, p);
     fill_description(v, d, follow != 0);
     set_kind(v, "MVIMCLIP");
     v->priv = const_cast<mvywindow*>(list);

@@ -370,7 +370,7 @@ extern "C" MVIP_API int32_t mvimage_colorconverter(mvimage* v, mvimage* parent_r
         mvimage_defnull(v);
         return MVERR_USAGE;
     }
-    const ParentDescription d = describe(p);
+    const ParentDescription d = describe(v, p);
     // A view that is its own parent has nothing to convert; it is built so
     // that its set-up slots can answer -5.
     const bool self = p == v;

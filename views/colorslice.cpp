@@ -179,12 +179,14 @@ extern "C" MVIP_API int32_t mvimage_colorslice(mvimage* v, mvimage* parent_ref, 
     if (!v) return MVERR_USAGE;
     const int64_t ref = reference_of(parent_ref);
     mvimage* p = resolve(v, ref);
+    // A self-parent view has no pixies to check the mask against.
+    const uint32_t parent_pixies = p == v ? 32 : p ? p->pixfmt.pixies : 0;
     PixieSelection sel;
-    if (!p || !parse_mask(mask, p->pixfmt.pixies, sel) || sel.count != 1) {
+    if (!p || !parse_mask(mask, parent_pixies, sel) || sel.count != 1) {
         mvimage_defnull(v);
         return MVERR_USAGE;
     }
-    ParentDescription d = describe(p);
+    ParentDescription d = describe(v, p);
     d.pixfmt.pixies = 1;
     fill_description(v, d, follow != 0);
     set_kind(v, "ClrSlice");

@@ -262,7 +262,7 @@ extern "C" MVIP_API int32_t mvimage_converter(mvimage* v, mvimage* parent_ref,
         mvimage_defnull(v);
         return MVERR_USAGE;
     }
-    const ParentDescription d = describe(p);
+    const ParentDescription d = describe(v, p);
     fill_description(v, d, follow != 0);
     v->pixfmt = view_format(d.pixfmt, newfmt, newbits);
     derive_sizes(v);

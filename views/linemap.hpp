@@ -220,8 +220,9 @@ struct LineView {
             mvimage_defnull(v);
             return MVERR_USAGE;
         }
-        const ParentDescription d = describe(p);
-        const int32_t height = follow ? d.imdim.se.y : d.wind.se.y - d.wind.nw.y;
+        const ParentDescription d = describe(v, p);
+        // A self-parent view has no lines to check the field against.
+        const int32_t height = p == v ? INT32_MAX : follow ? d.imdim.se.y : d.wind.se.y - d.wind.nw.y;
         if (!Policy::accepts(height, field)) {
             mvimage_defnull(v);
             return MVERR_USAGE;
