@@ -4,11 +4,14 @@
 namespace mvip::mem {
 
 SideChoice choose_side(const mvimage* im, uint32_t request, bool write) {
-    const mvpixfmt& f = im->pixfmt;
+    return choose_side(im->pixfmt, im->pixiesize, request, write);
+}
+
+SideChoice choose_side(const mvpixfmt& f, uint32_t pixie_bytes, uint32_t request, bool write) {
     Adjust adjust = Adjust::none;
     uint32_t arg = 0;
     if (is_int_type(f.datatype) && f.valform != MVVALFORM_FULL) {
-        const uint32_t container = 8 * im->pixiesize;
+        const uint32_t container = 8 * pixie_bytes;
         const uint32_t bits = (f.bits >= 1 && f.bits <= container) ? f.bits : container;
         const uint32_t shift = container - bits;
         const uint32_t read_flags = f.valflags & 0xFFFFu;
@@ -39,7 +42,7 @@ SideChoice choose_side(const mvimage* im, uint32_t request, bool write) {
     if (from_foreign && to_foreign) swap = adjust == Adjust::none ? swap_none : swap_both;
     else if (from_foreign) swap = swap_before;
     else if (to_foreign) swap = swap_after;
-    return {choose_move(im->pixiesize, adjust, swap), arg};
+    return {choose_move(pixie_bytes, adjust, swap), arg};
 }
 
 namespace {

@@ -39,5 +39,7 @@ struct SideChoice {
     uint32_t arg;
 };
 SideChoice choose_side(const mvimage* im, uint32_t request, bool write);
+// The same for values stored in format `f` with pixies of `pixie_bytes`.
+SideChoice choose_side(const mvpixfmt& f, uint32_t pixie_bytes, uint32_t request, bool write);
 
 }  // namespace mvip::mem

@@ -573,23 +573,30 @@ MVIP_API int32_t mvimage_clipper(mvimage *view, mvimage *parent,
                                  uint8_t follow);
 
 /* Type converter ("MVIMCONV"): presents the parent in another data type
- * and bit depth.  newfmt (null: the parent's) gives the data type, bits
- * and, for float types, the value range (low = valflags, high = valform
- * read as floats); the parent's pixie count and colour space are kept.
- * newbits, when non-zero, overrides the significant bits.  The view holds
- * its values low-justified in the machine's byte order; callers ask for
- * other forms with the request flags.  tolerate (integer parents): the
- * parent is read with MVREQ_DIRTY and its values are masked to their
- * significant bits here.  mode is reserved (pass 0).
+ * and bit depth.  The view's format is the seven words of newfmt (null:
+ * the parent's) as given, except its significant bits: newbits when
+ * non-zero, else the parent's (integer bits of 0 or beyond the container
+ * become the container, a valform of 0x300 becomes 0x200 when those bits
+ * do not fill the container; floats have no bits).  For float types
+ * valflags and valform give the value range (low, high, read as floats).
+ * Requests are answered as for a memory image holding the view's format:
+ * a request that names no justification gets the view's valform, the
+ * caller always receives its own byte order (MVREQ_SWAPPED or not), and
+ * pixies are selected from the parent's pixels in order, so a view of
+ * fewer pixies shows the parent's first ones and a mask beyond the
+ * parent's pixies is refused by the parent (-21).  tolerate (integer
+ * parents): the parent is read with MVREQ_DIRTY and its values are masked
+ * to their significant bits here.  mode is reserved (pass 0).
  * Conversions: integer to integer shifts by the difference of bits (no
  * rounding); integer to float maps v / maxval linearly onto [low, high];
  * float to integer maps (v - low) / (high - low) * maxval, rounded half
  * away from zero, clipped to [0, maxval], NaN (and an empty range) giving
  * 0; float to float keeps the value.  Requests the parent can serve itself
- * (same data type and bits) go to it unchanged; others are staged in the
- * parent's own form and converted.  Direct mapping is granted only in the
- * first case.  0, or -1 for a null view or parent or an invalid newfmt
- * data type. */
+ * (same data type and, for integers, the same bits placed the same way or
+ * a request that names the placement) go to it unchanged; others are
+ * staged in the parent's own form and converted.  Direct mapping is
+ * granted only in the first case.  0, or -1 for a null view or parent or
+ * an invalid newfmt data type. */
 MVIP_API int32_t mvimage_converter(mvimage *view, mvimage *parent,
                                    const mvpixfmt *newfmt, uint8_t follow,
                                    int32_t tolerate, uint32_t newbits,

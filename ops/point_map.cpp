@@ -5,6 +5,7 @@
 // image could not be mapped otherwise): a value at or beyond the table's
 // end passes unchanged, so the table remaps the values it covers.
 #include "ops/point.hpp"
+#include "views/typeconvert.hpp"
 
 #include <memory>
 #include <new>
@@ -169,8 +170,7 @@ extern "C" MVIP_API int32_t mvip8_pixmaplut(mvabort* hook, mvimage* src, mvimage
     mvimage view;
     mvimage* from = lut;
     if (rc < 0) {
-        mvpixfmt fmt = lut->pixfmt;
-        fmt.datatype = type;
+        const mvpixfmt fmt = conv::format_as(lut->pixfmt, type, 8 * bytes);
         if ((rc = mvimage_converter(&view, lut, &fmt, 0, 0, 8 * bytes, 0)) < 0) return rc;
         from = &view;
         if ((rc = from->ioset(from, 0, type | MVREQ_LOW, 1)) < 0) return rc;

@@ -82,6 +82,64 @@ TEST(ViewRules, SelfParentViewsAnswerFiveWhateverTheRecordHeld) {
     }
 }
 
+// ---- the type converter's format ----------------------------------------------
+
+TEST(ViewRules, ConverterPresentsTheGivenFormatWithNewbitsOrTheParentsBits) {
+    std::mt19937 rng(21);
+    Mem parent(5, 3, MVTYPE_U16, 12, 3);
+    parent.randomize(rng, 0xFFF);
+    const uint16_t* pv = parent.values<uint16_t>();
+    const mvpixfmt pf = parent.im.pixfmt;
+    const uint32_t two = 0x40000000u, minus_one = 0xBF800000u;  // 2.0f, -1.0f
+    struct Case {
+        const char* name;
+        bool give;
+        mvpixfmt newfmt;
+        uint32_t newbits;
+        mvpixfmt want;
+        uint32_t request;  // a read whose first value is checked
+        uint32_t (*expect)(uint16_t parent_value);
+    };
+    const Case cases[] = {
+        {"the parent's", false, {}, 0, pf, MVTYPE_U16, [](uint16_t v) -> uint32_t { return v; }},
+        {"the parent's, newbits", false, {}, 10,
+         {MVTYPE_U16, 3, MVCS_RGB, 10, MVVALFORM_LOW, 0, 0}, MVTYPE_U16 | MVREQ_LOW,
+         [](uint16_t v) -> uint32_t { return v >> 2; }},
+        {"every word given", true,
+         {MVTYPE_U16, 3, MVCS_BGR, 5, MVVALFORM_HIGH, MVVALFLAG_DIRTY << 16, MVREQ_SWAPPED}, 0,
+         {MVTYPE_U16, 3, MVCS_BGR, 12, MVVALFORM_HIGH, MVVALFLAG_DIRTY << 16, MVREQ_SWAPPED},
+         MVTYPE_U16,  // no justification asked: the view's own, high
+         [](uint16_t v) -> uint32_t { return uint32_t(v) << 4; }},
+        {"every word given, read swapped", true,
+         {MVTYPE_U16, 3, MVCS_BGR, 5, MVVALFORM_HIGH, 0, MVREQ_SWAPPED}, 0,
+         {MVTYPE_U16, 3, MVCS_BGR, 12, MVVALFORM_HIGH, 0, MVREQ_SWAPPED},
+         MVTYPE_U16 | MVREQ_LOW | MVREQ_SWAPPED,
+         [](uint16_t v) -> uint32_t { return __builtin_bswap16(v); }},
+        {"fewer pixies, newbits", true, {MVTYPE_U8, 1, MVCS_GREY, 3, MVVALFORM_LOW, 0, 0}, 6,
+         {MVTYPE_U8, 1, MVCS_GREY, 6, MVVALFORM_LOW, 0, 0}, MVTYPE_U8,
+         [](uint16_t v) -> uint32_t { return v >> 6; }},
+        {"float, newbits ignored", true, {MVTYPE_FLOAT, 3, MVCS_RGB, 0, two, minus_one, 0}, 7,
+         {MVTYPE_FLOAT, 3, MVCS_RGB, 0, two, minus_one, 0}, 0, nullptr},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        mvimage view;
+        ASSERT_EQ(0, mvimage_converter(&view, &parent.im, c.give ? &c.newfmt : nullptr, 1, 0, c.newbits, 0));
+        const uint32_t* got = reinterpret_cast<const uint32_t*>(&view.pixfmt);
+        const uint32_t* want = reinterpret_cast<const uint32_t*>(&c.want);
+        for (int i = 0; i < 7; ++i) EXPECT_EQ(want[i], got[i]) << "format word " << i;
+        if (!c.expect) continue;
+        ASSERT_GE(view.ioset(&view, MVMODE_CONTINUE, c.request, 1), 0);
+        uint32_t value = 0;
+        uint8_t buffer[64] = {};
+        ASSERT_EQ(15u, view.ioread(&view, 0, buffer, 15, 0, 0));
+        for (uint32_t i = 0; i < 15; ++i) {
+            std::memcpy(&value, buffer + i * view.pixiesize, view.pixiesize);
+            ASSERT_EQ(c.expect(pv[3 * i]), value) << "pixel " << i;
+        }
+    }
+}
+
 // ---- byte swapping --------------------------------------------------------
 
 TEST(ViewRules, ByteSwapsApplyToTwoAndFourBytePixiesOnly) {

@@ -35,9 +35,38 @@ struct ConvState {
 ConvState& st(mvimage* v) { return state_of<ConvState>(v); }
 mvimage* parent(mvimage* v) { return parent_of<ConvState>(v); }
 
-bool can_forward(const mvimage* v, const mvimage* p) {
+// Where integer values of a format sit when a request names no
+// justification: high, or low (which includes filling the container).
+uint32_t own_justification(const mvpixfmt& f, uint32_t pixie_bytes) {
+    const bool full = f.bits >= 8 * pixie_bytes || f.valform == MVVALFORM_FULL;
+    return !full && (f.valform & MVVALFORM_FULL) == MVVALFORM_HIGH ? MVREQ_HIGH : MVREQ_LOW;
+}
+
+// The parent serves a request itself when it holds the view's values: the
+// same data type and, for integers, the same significant bits placed the
+// same way (unless the request names the placement).  The byte order needs
+// no match: every image hands out values in the order the request asks.
+bool can_forward(const mvimage* v, const mvimage* p, uint32_t request) {
     if (type_of(v->pixfmt.datatype) != type_of(p->pixfmt.datatype)) return false;
-    return is_float_type(v->pixfmt.datatype) || v->pixfmt.bits == p->pixfmt.bits;
+    if (is_float_type(v->pixfmt.datatype)) return true;
+    if (v->pixfmt.bits != p->pixfmt.bits) return false;
+    return (request & (MVREQ_HIGH | MVREQ_LOW)) != 0 ||
+           own_justification(v->pixfmt, v->pixiesize) == own_justification(p->pixfmt, p->pixiesize);
+}
+
+// Converted values pass to and from the caller in a working form: the
+// view's bits low-justified (or filling the container), clean, in the
+// machine's byte order.  The caller receives them as its request asks; a
+// request that names no justification gets the view's own.
+mem::SideChoice caller_side(const mvimage* v, uint32_t request, bool write) {
+    mvpixfmt working = v->pixfmt;
+    working.byteorder = 0;
+    if (is_int_type(working.datatype)) {
+        if (!(request & (MVREQ_HIGH | MVREQ_LOW))) request |= own_justification(v->pixfmt, v->pixiesize);
+        working.valform = working.bits >= 8 * v->pixiesize ? MVVALFORM_FULL : MVVALFORM_LOW;
+        working.valflags = 0;
+    }
+    return mem::choose_side(working, v->pixiesize, request, write);
 }
 
 uint32_t parent_request(const mvimage* p, const ConvState& s) {
@@ -114,7 +143,7 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     ConvState& s = st(v);
     s.head.run_mode = mode;
     s.head.sel_count = sel.count;
-    if (can_forward(v, p)) {
+    if (can_forward(v, p, type)) {
         const int32_t rc = p->ioset(p, mode, type, mask);
         if (rc < 0) return rc;
         s.direct = 1;
@@ -123,8 +152,8 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
         v->iolen = offset_iolen;
         return rc;
     }
-    const mem::SideChoice read = mem::choose_side(v, type, false);
-    const mem::SideChoice write = mem::choose_side(v, type, true);
+    const mem::SideChoice read = caller_side(v, type, false);
+    const mem::SideChoice write = caller_side(v, type, true);
     if (!read.move || !write.move || !s.to_view.fn || !s.to_parent.fn) return MVERR_DATATYPE;
     const int32_t rc = p->ioset(p, mode, parent_request(p, s), mask);
     if (rc < 0) return rc;
@@ -178,13 +207,13 @@ int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (!parse_mask(mask, v->pixfmt.pixies, sel)) return MVERR_COLORS;
     ConvState& s = st(v);
     int32_t rc;
-    if (can_forward(v, p)) {
+    if (can_forward(v, p, type)) {
         rc = p->bxts(p, mode, type, mask);
         if (rc < 0) return rc;
         v->bxta = offset_bxta;
     } else {
-        const mem::SideChoice read = mem::choose_side(v, type, false);
-        const mem::SideChoice write = mem::choose_side(v, type, true);
+        const mem::SideChoice read = caller_side(v, type, false);
+        const mem::SideChoice write = caller_side(v, type, true);
         if (!read.move || !write.move || !s.to_view.fn || !s.to_parent.fn) return MVERR_DATATYPE;
         rc = p->bxts(p, mode, parent_request(p, s), mask);
         if (rc < 0) return rc;
@@ -207,35 +236,23 @@ int32_t imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     v->imap = noop::imap;
     v->imapr = noop::imapr;
     mvimage* p = parent(v);
-    if (p != v && (!can_forward(v, p) || type_of(type) != type_of(v->pixfmt.datatype)))
+    if (p != v && (!can_forward(v, p, type) || type_of(type) != type_of(v->pixfmt.datatype)))
         return MVERR_DATATYPE;
     return forward_imapset(v, mode, type, mask);
 }
 
-// The view's own format: the requested data type (and range, for floats)
-// with the parent's pixies and colour space, holding its values low-
-// justified in the machine's byte order.
+// The view's format: the seven words the caller gives (the parent's when
+// it gives none), with the significant bits newbits when non-zero, else
+// the parent's.  Integer bits of 0 or beyond the container become the
+// container, and a valform of 0x300 (bits fill the container) becomes
+// 0x200 when the bits so chosen do not fill it; floats have no bits.
 mvpixfmt view_format(const mvpixfmt& parent_fmt, const mvpixfmt* newfmt, uint32_t newbits) {
     mvpixfmt f = newfmt ? *newfmt : parent_fmt;
-    f.pixies = parent_fmt.pixies;
-    f.colorspace = parent_fmt.colorspace;
-    f.byteorder = 0;
-    const uint32_t bytes = pixie_bytes(f.datatype);
     if (is_int_type(f.datatype)) {
-        const uint32_t container = 8 * bytes;
-        uint32_t bits = newbits;
-        if (!bits && newfmt) bits = newfmt->bits;
-        if (!bits && is_int_type(parent_fmt.datatype)) bits = parent_fmt.bits;
-        if (!bits || bits > container) bits = container;
-        f.bits = bits;
-        f.valform = bits == container ? MVVALFORM_FULL : MVVALFORM_LOW;
-        f.valflags = 0;
-    } else if (!newfmt || !is_float_type(newfmt->datatype)) {
-        // A float view over an integer parent, or keeping a float parent's
-        // type: the range is the parent's for floats, 0..1 otherwise.
-        f.bits = 0;
-        f.valform = is_float_type(parent_fmt.datatype) ? parent_fmt.valform : MVFLOAT_ONE_BITS;
-        f.valflags = is_float_type(parent_fmt.datatype) ? parent_fmt.valflags : 0;
+        const uint32_t container = 8 * pixie_bytes(f.datatype);
+        const uint32_t bits = newbits ? newbits : parent_fmt.bits;
+        f.bits = bits == 0 || bits > container ? container : bits;
+        if (f.valform == MVVALFORM_FULL && f.bits < container) f.valform = MVVALFORM_LOW;
     } else {
         f.bits = 0;
     }
