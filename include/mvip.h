@@ -669,6 +669,290 @@ MVIP_API int32_t mvimage3_colorconverter(mvimage3 *view, mvimage3 *parent,
                                          uint32_t colorspace, int8_t flag);
 
 /* ------------------------------------------------------------------ */
+/* Access functions by name                                            */
+/* ------------------------------------------------------------------ */
+/*
+ * The slot routines of every kind of record, exported so that
+ * applications and bindings in other languages can call them (or compare
+ * a record's slots with them).  Each is the very routine a record of that
+ * kind holds in the slot, not a copy: after a kind's constructor, window
+ * setting or set-up call, its slots compare equal to these names.  Names
+ * are mvim<kind>_<slot>: <kind> is the kind tag in lower case, with "mvim"
+ * in front where the tag does not begin with it ("MVIMMEM" mvimmem,
+ * "MVIMYInv" mvimyinv, "NULL2" mvimnull2, "ClrSlice" mvimclrslice), and
+ * <slot> the slot, followed by the variant where a slot has several
+ * routines chosen per access (xscan / yscan, _supported / _almostsupported
+ * / pfbix, passthru / opaque, or the data type of bxta).  Slots a kind
+ * leaves idle hold the null image's routines.
+ *
+ * Each takes the arguments of its slot (the typedefs above), the record
+ * first, and behaves exactly as the slot: it expects a record of its own
+ * kind, set up as the protocol requires (a run routine after the ioset
+ * that chose it); the kind is not checked (the library also presents
+ * memory images under other tags, e.g. the file readers' "TIFF").  A null
+ * record is refused: 0 from the unsigned routines, -1 from the signed
+ * ones, null from xwind; the null image's routines, which never look at
+ * the record, answer as always.
+ */
+/* Null images ("NULL2", "NULL3"): the no-op slots every kind installs where
+ * it has nothing to do, and the null image's inquiries and window setting
+ * ('s' keeps the window). */
+MVIP_API uint32_t mvimnull2_ioread(mvimage *im, uint32_t flags, void *buffer,
+                                   uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimnull2_iorite(mvimage *im, uint32_t flags, void *buffer,
+                                   uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvimnull2_iowait(mvimage *im);
+MVIP_API int32_t mvimnull2_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                                 uint32_t mask);
+MVIP_API uint32_t mvimnull2_iolen(mvimage *im, uint32_t count, int32_t x,
+                                  int32_t y);
+MVIP_API int32_t mvimnull2_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API int32_t mvimnull2_bxtp(mvimage *im, int32_t operation,
+                                mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimnull2_bxta(mvimage *im, int32_t operation, void *buffer,
+                                 mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimnull2_bxtw(mvimage *im);
+MVIP_API int32_t mvimnull2_imapset(mvimage *im, uint32_t mode, uint32_t type,
+                                   uint32_t mask);
+MVIP_API int32_t mvimnull2_imap(mvimage *im, mvmapdesc *desc, int32_t x,
+                                int32_t y);
+MVIP_API int32_t mvimnull2_imapr(mvimage *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimnull2_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimnull2_xwind(mvimage *im, mvywindow *window,
+                                    int32_t code);
+MVIP_API uint32_t mvimnull3_ioread(mvimage3 *im, uint32_t flags, void *buffer,
+                                   uint32_t count, int32_t x, int32_t y, int32_t z);
+MVIP_API uint32_t mvimnull3_iorite(mvimage3 *im, uint32_t flags, void *buffer,
+                                   uint32_t count, int32_t x, int32_t y, int32_t z);
+MVIP_API int32_t mvimnull3_iowait(mvimage3 *im);
+MVIP_API int32_t mvimnull3_ioset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                 uint32_t mask);
+MVIP_API uint32_t mvimnull3_iolen(mvimage3 *im, uint32_t count, int32_t x,
+                                  int32_t y, int32_t z);
+MVIP_API int32_t mvimnull3_bxts(mvimage3 *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API int32_t mvimnull3_bxtp(mvimage3 *im, int32_t operation,
+                                mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimnull3_bxta(mvimage3 *im, int32_t operation, void *buffer,
+                                 mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimnull3_bxtw(mvimage3 *im);
+MVIP_API int32_t mvimnull3_imapset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                   uint32_t mask);
+MVIP_API int32_t mvimnull3_imap(mvimage3 *im, mvmapdesc *desc, int32_t x,
+                                int32_t y, int32_t z);
+MVIP_API int32_t mvimnull3_imapr(mvimage3 *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimnull3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API mvyzwindow *mvimnull3_xwind(mvimage3 *im, mvyzwindow *window,
+                                     int32_t code);
+/* Memory images ("MVIMMEM").  ioset installs the x-scan or y-scan run
+ * routines; bxts one bxta per data type (uint32 also serves the second
+ * 32-bit type); iowait and bxtw are the null image's. */
+MVIP_API uint32_t mvimmem_ioreadxscan(mvimage *im, uint32_t flags, void *buffer,
+                                      uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimmem_ioreadyscan(mvimage *im, uint32_t flags, void *buffer,
+                                      uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimmem_ioritexscan(mvimage *im, uint32_t flags, void *buffer,
+                                      uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimmem_ioriteyscan(mvimage *im, uint32_t flags, void *buffer,
+                                      uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimmem_iolen(mvimage *im, uint32_t count, int32_t x,
+                                int32_t y);
+MVIP_API int32_t mvimmem_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvimmem_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                              uint32_t mask);
+MVIP_API int32_t mvimmem_bxtp(mvimage *im, int32_t operation,
+                              mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimmem_bxtauint8(mvimage *im, int32_t operation, void *buffer,
+                                    mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimmem_bxtauint16(mvimage *im, int32_t operation, void *buffer,
+                                     mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimmem_bxtauint32(mvimage *im, int32_t operation, void *buffer,
+                                     mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimmem_bxtafloat(mvimage *im, int32_t operation, void *buffer,
+                                    mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimmem_bxtadouble(mvimage *im, int32_t operation, void *buffer,
+                                     mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimmem_imapset(mvimage *im, uint32_t mode, uint32_t type,
+                                 uint32_t mask);
+MVIP_API int32_t mvimmem_imap(mvimage *im, mvmapdesc *desc, int32_t x,
+                              int32_t y);
+MVIP_API int32_t mvimmem_imapr(mvimage *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimmem_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimmem_xwind(mvimage *im, mvywindow *window,
+                                  int32_t code);
+/* Vertical inversion ("MVIMYInv") and field views ("MVIMYOdd"): x-scan
+ * and y-scan run routines; iowait is the null image's. */
+MVIP_API uint32_t mvimyinv_ioreadxscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyinv_ioreadyscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyinv_ioritexscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyinv_ioriteyscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyinv_iolen(mvimage *im, uint32_t count, int32_t x,
+                                 int32_t y);
+MVIP_API int32_t mvimyinv_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API int32_t mvimyinv_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvimyinv_bxtp(mvimage *im, int32_t operation,
+                               mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimyinv_bxta(mvimage *im, int32_t operation, void *buffer,
+                                mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimyinv_bxtw(mvimage *im);
+MVIP_API int32_t mvimyinv_imapset(mvimage *im, uint32_t mode, uint32_t type,
+                                  uint32_t mask);
+MVIP_API int32_t mvimyinv_imap(mvimage *im, mvmapdesc *desc, int32_t x,
+                               int32_t y);
+MVIP_API int32_t mvimyinv_imapr(mvimage *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimyinv_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimyinv_xwind(mvimage *im, mvywindow *window,
+                                   int32_t code);
+MVIP_API uint32_t mvimyodd_ioreadxscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyodd_ioreadyscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyodd_ioritexscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyodd_ioriteyscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyodd_iolen(mvimage *im, uint32_t count, int32_t x,
+                                 int32_t y);
+MVIP_API int32_t mvimyodd_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API int32_t mvimyodd_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvimyodd_bxtp(mvimage *im, int32_t operation,
+                               mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimyodd_bxta(mvimage *im, int32_t operation, void *buffer,
+                                mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimyodd_bxtw(mvimage *im);
+MVIP_API int32_t mvimyodd_imapset(mvimage *im, uint32_t mode, uint32_t type,
+                                  uint32_t mask);
+MVIP_API int32_t mvimyodd_imap(mvimage *im, mvmapdesc *desc, int32_t x,
+                               int32_t y);
+MVIP_API int32_t mvimyodd_imapr(mvimage *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimyodd_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimyodd_xwind(mvimage *im, mvywindow *window,
+                                   int32_t code);
+/* Clipping view ("MVIMCLIP"): write-only; the other slots are the null
+ * image's. */
+MVIP_API int32_t mvimclip_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API uint32_t mvimclip_iorite(mvimage *im, uint32_t flags, void *buffer,
+                                  uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclip_iolen(mvimage *im, uint32_t count, int32_t x,
+                                 int32_t y);
+MVIP_API uint32_t mvimclip_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimclip_xwind(mvimage *im, mvywindow *window,
+                                   int32_t code);
+/* Type converter ("MVIMCONV").  ioset chooses per access: _supported when
+ * the parent serves the request itself (runs go to it unchanged);
+ * _almostsupported when the parent needs converting but hands out its
+ * lines in its own form (imapset grants them): reads convert straight from
+ * the parent's memory, writes are staged as pfbix; pfbix otherwise: runs
+ * are fetched in the parent's form into a staging area and converted.
+ * iolen_supported and iowait_supported (which waits for the parent) serve
+ * every access.  bxta_supported forwards scattered transfers, and
+ * bxta_unsupported stages and converts them. */
+MVIP_API int32_t mvimconv_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API uint32_t mvimconv_ioread_supported(mvimage *im, uint32_t flags, void *buffer,
+                                            uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimconv_iorite_supported(mvimage *im, uint32_t flags, void *buffer,
+                                            uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvimconv_iowait_supported(mvimage *im);
+MVIP_API uint32_t mvimconv_iolen_supported(mvimage *im, uint32_t count, int32_t x,
+                                           int32_t y);
+MVIP_API uint32_t mvimconv_ioread_almostsupported(mvimage *im, uint32_t flags, void *buffer,
+                                                  uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimconv_iorite_almostsupported(mvimage *im, uint32_t flags, void *buffer,
+                                                  uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimconv_ioreadpfbix(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimconv_ioritepfbix(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvimconv_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvimconv_bxtp(mvimage *im, int32_t operation,
+                               mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimconv_bxta_supported(mvimage *im, int32_t operation, void *buffer,
+                                          mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimconv_bxta_unsupported(mvimage *im, int32_t operation, void *buffer,
+                                            mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimconv_bxtw(mvimage *im);
+MVIP_API int32_t mvimconv_imapset(mvimage *im, uint32_t mode, uint32_t type,
+                                  uint32_t mask);
+MVIP_API int32_t mvimconv_imap(mvimage *im, mvmapdesc *desc, int32_t x,
+                               int32_t y);
+MVIP_API int32_t mvimconv_imapr(mvimage *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimconv_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimconv_xwind(mvimage *im, mvywindow *window,
+                                   int32_t code);
+/* Colour converter ("MVIMCLR"): _supported runs go to the parent unchanged
+ * (equal colour spaces); pfbix runs are staged and converted. */
+MVIP_API int32_t mvimclr_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API uint32_t mvimclr_ioread_supported(mvimage *im, uint32_t flags, void *buffer,
+                                           uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclr_iorite_supported(mvimage *im, uint32_t flags, void *buffer,
+                                           uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclr_ioreadpfbix(mvimage *im, uint32_t flags, void *buffer,
+                                      uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclr_ioritepfbix(mvimage *im, uint32_t flags, void *buffer,
+                                      uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclr_iolen(mvimage *im, uint32_t count, int32_t x,
+                                int32_t y);
+MVIP_API int32_t mvimclr_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                              uint32_t mask);
+MVIP_API int32_t mvimclr_bxtp(mvimage *im, int32_t operation,
+                              mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimclr_bxta(mvimage *im, int32_t operation, void *buffer,
+                               mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimclr_bxtw(mvimage *im);
+MVIP_API int32_t mvimclr_imapset(mvimage *im, uint32_t mode, uint32_t type,
+                                 uint32_t mask);
+MVIP_API int32_t mvimclr_imap(mvimage *im, mvmapdesc *desc, int32_t x,
+                              int32_t y);
+MVIP_API int32_t mvimclr_imapr(mvimage *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimclr_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimclr_xwind(mvimage *im, mvywindow *window,
+                                  int32_t code);
+/* Colour slice ("ClrSlice"): the three strategies of the view (passthru,
+ * opaque, pfbix); imapset and friends are the null image's. */
+MVIP_API int32_t mvimclrslice_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                                    uint32_t mask);
+MVIP_API uint32_t mvimclrslice_ioreadpassthru(mvimage *im, uint32_t flags, void *buffer,
+                                              uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclrslice_ioritepassthru(mvimage *im, uint32_t flags, void *buffer,
+                                              uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclrslice_ioreadopaque(mvimage *im, uint32_t flags, void *buffer,
+                                            uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclrslice_ioriteopaque(mvimage *im, uint32_t flags, void *buffer,
+                                            uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclrslice_ioreadpfbix(mvimage *im, uint32_t flags, void *buffer,
+                                           uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclrslice_ioritepfbix(mvimage *im, uint32_t flags, void *buffer,
+                                           uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclrslice_iolen(mvimage *im, uint32_t count, int32_t x,
+                                     int32_t y);
+MVIP_API int32_t mvimclrslice_iowait(mvimage *im);
+MVIP_API int32_t mvimclrslice_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                                   uint32_t mask);
+MVIP_API int32_t mvimclrslice_bxtp(mvimage *im, int32_t operation,
+                                   mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimclrslice_bxta(mvimage *im, int32_t operation, void *buffer,
+                                    mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimclrslice_bxtw(mvimage *im);
+MVIP_API uint32_t mvimclrslice_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimclrslice_xwind(mvimage *im, mvywindow *window,
+                                       int32_t code);
+
+
+/* ------------------------------------------------------------------ */
 /* Image operations: common rules                                      */
 /* ------------------------------------------------------------------ */
 /*

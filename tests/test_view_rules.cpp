@@ -10,6 +10,7 @@
 #include <cstring>
 #include <functional>
 #include <random>
+#include <source_location>
 #include <string>
 #include <vector>
 
@@ -138,6 +139,214 @@ TEST(ViewRules, ConverterPresentsTheGivenFormatWithNewbitsOrTheParentsBits) {
             ASSERT_EQ(c.expect(pv[3 * i]), value) << "pixel " << i;
         }
     }
+}
+
+// ---- slot routines by name ---------------------------------------------------
+
+// The slots a record should hold; null entries are not checked.
+struct Slots {
+    mvslot_io ioread = nullptr, iorite = nullptr;
+    mvslot_wait iowait = nullptr;
+    mvslot_set ioset = nullptr;
+    mvslot_len iolen = nullptr;
+    mvslot_set bxts = nullptr;
+    mvslot_bxtp bxtp = nullptr;
+    mvslot_bxta bxta = nullptr;
+    mvslot_wait bxtw = nullptr;
+    mvslot_set imapset = nullptr;
+    mvslot_imap imap = nullptr;
+    mvslot_imapr imapr = nullptr;
+    mvslot_aeiou aeiou = nullptr;
+    mvslot_xwind xwind = nullptr;
+};
+
+template <class Fn>
+void expect_slot(const char* slot, Fn held, Fn want) {
+    if (want) {
+        EXPECT_TRUE(held == want) << slot;
+    }
+}
+
+void expect_slots(const mvimage& im, const Slots& want,
+                  std::source_location where = std::source_location::current()) {
+    SCOPED_TRACE("slots checked at line " + std::to_string(where.line()));
+    expect_slot("ioread", im.ioread, want.ioread);
+    expect_slot("iorite", im.iorite, want.iorite);
+    expect_slot("iowait", im.iowait, want.iowait);
+    expect_slot("ioset", im.ioset, want.ioset);
+    expect_slot("iolen", im.iolen, want.iolen);
+    expect_slot("bxts", im.bxts, want.bxts);
+    expect_slot("bxtp", im.bxtp, want.bxtp);
+    expect_slot("bxta", im.bxta, want.bxta);
+    expect_slot("bxtw", im.bxtw, want.bxtw);
+    expect_slot("imapset", im.imapset, want.imapset);
+    expect_slot("imap", im.imap, want.imap);
+    expect_slot("imapr", im.imapr, want.imapr);
+    expect_slot("aeiou", im.aeiou, want.aeiou);
+    expect_slot("xwind", im.xwind, want.xwind);
+}
+
+// A memory image that serves whole pixels only, as some frame buffers do.
+int32_t whole_pixels_only(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    if (mask != (1u << im->pixfmt.pixies) - 1) return MVERR_COLORS;
+    return mvimmem_ioset(im, mode, type, mask);
+}
+
+TEST(ViewRules, SlotsHoldTheExportedRoutines) {
+    const Slots null2{mvimnull2_ioread, mvimnull2_iorite, mvimnull2_iowait, mvimnull2_ioset,
+                      mvimnull2_iolen,  mvimnull2_bxts,   mvimnull2_bxtp,   mvimnull2_bxta,
+                      mvimnull2_bxtw,   mvimnull2_imapset, mvimnull2_imap,  mvimnull2_imapr,
+                      mvimnull2_aeiou,  mvimnull2_xwind};
+    mvimage null_image;
+    mvimage_defnull(&null_image);
+    expect_slots(null_image, null2);
+    mvimage3 null3;
+    mvimage3_defnull(&null3);
+    EXPECT_TRUE(null3.ioread == mvimnull3_ioread && null3.iorite == mvimnull3_iorite &&
+                null3.iowait == mvimnull3_iowait && null3.ioset == mvimnull3_ioset &&
+                null3.iolen == mvimnull3_iolen && null3.bxts == mvimnull3_bxts &&
+                null3.bxtp == mvimnull3_bxtp && null3.bxta == mvimnull3_bxta &&
+                null3.bxtw == mvimnull3_bxtw && null3.imapset == mvimnull3_imapset &&
+                null3.imap == mvimnull3_imap && null3.imapr == mvimnull3_imapr &&
+                null3.aeiou == mvimnull3_aeiou && null3.xwind == mvimnull3_xwind);
+
+    Mem rgb(8, 4, MVTYPE_U16, 12, 3);
+    mvimage& mem = rgb.im;
+    const uint32_t all = 7, low16 = MVTYPE_U16 | MVREQ_LOW;
+    // Idle: the kind's set-up slots, the null image's for the rest.
+    Slots idle = null2;
+    idle.ioset = mvimmem_ioset, idle.bxts = mvimmem_bxts, idle.imapset = mvimmem_imapset;
+    idle.aeiou = mvimmem_aeiou, idle.xwind = mvimmem_xwind;
+    expect_slots(mem, idle);
+    ASSERT_EQ(1, mem.ioset(&mem, 0, low16, all));
+    expect_slots(mem, {.ioread = mvimmem_ioreadxscan, .iorite = mvimmem_ioritexscan, .iolen = mvimmem_iolen});
+    ASSERT_EQ(1, mem.ioset(&mem, MVMODE_YSCAN, low16, 2));
+    expect_slots(mem, {.ioread = mvimmem_ioreadyscan, .iorite = mvimmem_ioriteyscan});
+    ASSERT_EQ(1, mem.bxts(&mem, 0, low16, all));
+    expect_slots(mem, {.bxtp = mvimmem_bxtp, .bxta = mvimmem_bxtauint16});
+    ASSERT_GT(mem.imapset(&mem, 0, low16, all), 0);
+    expect_slots(mem, {.imap = mvimmem_imap, .imapr = mvimmem_imapr});
+    const std::pair<uint32_t, mvslot_bxta> bxtas[] = {
+        {MVTYPE_U8, mvimmem_bxtauint8},  {MVTYPE_U32, mvimmem_bxtauint32}, {MVTYPE_I32, mvimmem_bxtauint32},
+        {MVTYPE_FLOAT, mvimmem_bxtafloat}, {MVTYPE_DOUBLE, mvimmem_bxtadouble}};
+    for (const auto& [type, routine] : bxtas) {
+        Mem m(2, 2, type, 0);
+        ASSERT_EQ(1, m.im.bxts(&m.im, 0, type, 1));
+        EXPECT_TRUE(m.im.bxta == routine) << type;
+    }
+
+    // The line views.
+    struct LineKind {
+        const char* name;
+        int32_t (*build)(mvimage*, mvimage*);
+        Slots idle, xscan, yscan, mapped;
+    };
+    const LineKind lines[] = {
+        {"inversion", [](mvimage* v, mvimage* p) { return mvimage_yinv(v, p, 0); },
+         {.ioset = mvimyinv_ioset, .bxts = mvimyinv_bxts, .bxtp = mvimyinv_bxtp, .bxta = mvimyinv_bxta,
+          .bxtw = mvimyinv_bxtw, .imapset = mvimyinv_imapset, .imap = mvimyinv_imap,
+          .imapr = mvimyinv_imapr, .aeiou = mvimyinv_aeiou, .xwind = mvimyinv_xwind},
+         {.ioread = mvimyinv_ioreadxscan, .iorite = mvimyinv_ioritexscan, .iolen = mvimyinv_iolen},
+         {.ioread = mvimyinv_ioreadyscan, .iorite = mvimyinv_ioriteyscan},
+         {.imap = mvimyinv_imap, .imapr = mvimyinv_imapr}},
+        {"field", [](mvimage* v, mvimage* p) { return mvimage_yodd(v, p, 0, 1); },
+         {.ioset = mvimyodd_ioset, .bxts = mvimyodd_bxts, .bxtp = mvimyodd_bxtp, .bxta = mvimyodd_bxta,
+          .bxtw = mvimyodd_bxtw, .imapset = mvimyodd_imapset, .imap = mvimyodd_imap,
+          .imapr = mvimyodd_imapr, .aeiou = mvimyodd_aeiou, .xwind = mvimyodd_xwind},
+         {.ioread = mvimyodd_ioreadxscan, .iorite = mvimyodd_ioritexscan, .iolen = mvimyodd_iolen},
+         {.ioread = mvimyodd_ioreadyscan, .iorite = mvimyodd_ioriteyscan},
+         {.imap = mvimyodd_imap, .imapr = mvimyodd_imapr}},
+    };
+    for (const LineKind& k : lines) {
+        SCOPED_TRACE(k.name);
+        mvimage v;
+        ASSERT_EQ(0, k.build(&v, &mem));
+        expect_slots(v, k.idle);
+        ASSERT_EQ(1, v.ioset(&v, 0, low16, all));
+        expect_slots(v, k.xscan);
+        ASSERT_EQ(1, v.ioset(&v, MVMODE_YSCAN, low16, all));
+        expect_slots(v, k.yscan);
+        ASSERT_GT(v.imapset(&v, 0, low16, all), 0);
+        expect_slots(v, k.mapped);
+    }
+
+    // The clipping view.
+    const mvywindow clips[1] = {{{0, 0}, {2, 2}}};
+    mvimage clip;
+    ASSERT_EQ(0, mvimage_clipper(&clip, &mem, clips, 1, 0));
+    expect_slots(clip, {.ioread = mvimnull2_ioread, .ioset = mvimclip_ioset, .bxts = mvimnull2_bxts,
+                        .aeiou = mvimclip_aeiou, .xwind = mvimclip_xwind});
+    ASSERT_EQ(1, clip.ioset(&clip, 0, low16, all));
+    expect_slots(clip, {.ioread = mvimnull2_ioread, .iorite = mvimclip_iorite, .iolen = mvimclip_iolen});
+
+    // The type converter: its three strategies.
+    mvimage conv;
+    mvpixfmt u8 = Mem::format(MVTYPE_U8, 8, 3);
+    ASSERT_EQ(0, mvimage_converter(&conv, &mem, nullptr, 0, 0, 0, 0));
+    expect_slots(conv, {.ioset = mvimconv_ioset, .bxts = mvimconv_bxts, .imapset = mvimconv_imapset,
+                        .aeiou = mvimconv_aeiou, .xwind = mvimconv_xwind});
+    ASSERT_EQ(1, conv.ioset(&conv, 0, low16, all));
+    const Slots supported{.ioread = mvimconv_ioread_supported, .iorite = mvimconv_iorite_supported,
+                          .iowait = mvimconv_iowait_supported, .iolen = mvimconv_iolen_supported};
+    expect_slots(conv, supported);
+    ASSERT_EQ(1, conv.bxts(&conv, 0, low16, all));
+    expect_slots(conv, {.bxtp = mvimconv_bxtp, .bxta = mvimconv_bxta_supported, .bxtw = mvimconv_bxtw});
+    ASSERT_GT(conv.imapset(&conv, 0, low16, all), 0);
+    expect_slots(conv, {.imap = mvimconv_imap, .imapr = mvimconv_imapr});
+    ASSERT_EQ(0, mvimage_converter(&conv, &mem, &u8, 0, 0, 8, 0));
+    ASSERT_EQ(1, conv.ioset(&conv, 0, MVTYPE_U8, all));
+    expect_slots(conv, {.ioread = mvimconv_ioread_almostsupported, .iorite = mvimconv_iorite_almostsupported,
+                        .iowait = mvimconv_iowait_supported, .iolen = mvimconv_iolen_supported});
+    ASSERT_EQ(1, conv.ioset(&conv, MVMODE_YSCAN, MVTYPE_U8, all));
+    expect_slots(conv, {.ioread = mvimconv_ioreadpfbix, .iorite = mvimconv_ioritepfbix});
+    ASSERT_EQ(1, conv.bxts(&conv, 0, MVTYPE_U8, all));
+    expect_slots(conv, {.bxta = mvimconv_bxta_unsupported});
+
+    // The colour converter: unchanged and converted runs.
+    mvimage clr;
+    ASSERT_EQ(0, mvimage_colorconverter(&clr, &mem, MVCS_RGB, 0));
+    expect_slots(clr, {.ioset = mvimclr_ioset, .bxts = mvimclr_bxts, .imapset = mvimclr_imapset,
+                       .aeiou = mvimclr_aeiou, .xwind = mvimclr_xwind});
+    ASSERT_EQ(1, clr.ioset(&clr, 0, low16, all));
+    expect_slots(clr, {.ioread = mvimclr_ioread_supported, .iorite = mvimclr_iorite_supported,
+                       .iolen = mvimclr_iolen});
+    ASSERT_EQ(1, clr.bxts(&clr, 0, low16, all));
+    expect_slots(clr, {.bxtp = mvimclr_bxtp, .bxta = mvimclr_bxta, .bxtw = mvimclr_bxtw});
+    ASSERT_GT(clr.imapset(&clr, 0, low16, all), 0);
+    expect_slots(clr, {.imap = mvimclr_imap, .imapr = mvimclr_imapr});
+    ASSERT_EQ(0, mvimage_colorconverter(&clr, &mem, MVCS_HSB, 0));
+    ASSERT_EQ(1, clr.ioset(&clr, 0, low16, all));
+    expect_slots(clr, {.ioread = mvimclr_ioreadpfbix, .iorite = mvimclr_ioritepfbix, .iolen = mvimclr_iolen});
+
+    // The colour slice: its three strategies.
+    mvimage slice;
+    ASSERT_EQ(0, mvimage_colorslice(&slice, &mem, 0, 2));
+    expect_slots(slice, {.ioset = mvimclrslice_ioset, .bxts = mvimclrslice_bxts, .imapset = mvimnull2_imapset,
+                         .aeiou = mvimclrslice_aeiou, .xwind = mvimclrslice_xwind});
+    const Slots passthru{.ioread = mvimclrslice_ioreadpassthru, .iorite = mvimclrslice_ioritepassthru,
+                         .iowait = mvimclrslice_iowait, .iolen = mvimclrslice_iolen};
+    ASSERT_EQ(1, slice.ioset(&slice, 0, low16, 1));
+    expect_slots(slice, passthru);
+    ASSERT_EQ(1, slice.bxts(&slice, 0, low16, 1));
+    expect_slots(slice, {.bxtp = mvimclrslice_bxtp, .bxta = mvimclrslice_bxta, .bxtw = mvimclrslice_bxtw});
+    ASSERT_EQ(0, mvimage_setwind(&slice, 1, 0, 3, 2));
+    ASSERT_EQ(1, slice.ioset(&slice, 0, low16, 1));
+    expect_slots(slice, {.ioread = mvimclrslice_ioreadopaque, .iorite = mvimclrslice_ioriteopaque});
+    mvimage picky = mem;
+    picky.ioset = whole_pixels_only;
+    ASSERT_EQ(0, mvimage_colorslice(&slice, &picky, 0, 2));  // following would reset picky.ioset
+    ASSERT_EQ(1, slice.ioset(&slice, 0, low16, 1));
+    expect_slots(slice, {.ioread = mvimclrslice_ioreadpfbix, .iorite = mvimclrslice_ioritepfbix});
+
+    // Called by name, a routine does what the slot does; a null record is
+    // refused.
+    uint16_t line[8 * 3] = {};
+    ASSERT_EQ(1, mvimmem_ioset(&mem, 0, low16, all));
+    EXPECT_EQ(8u, mvimmem_ioreadxscan(&mem, 0, line, 8, 0, 1));
+    EXPECT_EQ(0, std::memcmp(line, rgb.bytes.data() + 8 * mem.pixelsize, sizeof line));
+    EXPECT_EQ(MVERR_USAGE, mvimmem_ioset(nullptr, 0, low16, all));
+    EXPECT_EQ(0u, mvimconv_ioreadpfbix(nullptr, 0, line, 8, 0, 0));
+    EXPECT_EQ(nullptr, mvimyinv_xwind(nullptr, nullptr, 's'));
 }
 
 // ---- byte swapping --------------------------------------------------------
