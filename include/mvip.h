@@ -641,7 +641,12 @@ MVIP_API int32_t mvimage3_colorslice(mvimage3 *view, mvimage3 *parent,
  * R = Y + 1.402 Cr', G = Y - 0.344136 Cb' - 0.714136 Cr', B = Y + 1.772 Cb'
  * (Cr' = Cr - mid ...).  HSB: B = max(R, G, B), S = (max - min) / max,
  * H = hexcone hue as a fraction of a turn times maxval + 1 (wrapping to 0;
- * floats: onto [low, high)).  YIQ: I = 0.595716 R - 0.274453 G - 0.321263 B,
+ * floats: onto [low, high)).  8-bit RGB -> HSB -> RGB comes back within
+ * 1 + (max - min) * 3 / 256 counts, 3 at most; no 8-bit HSB with these B
+ * and S can do better: the 1530 colours of full saturation and brightness
+ * (max 255, min 0) all have B = S = 255 and share the 256 hues, so six of
+ * them meet on some hue and one of those six is 3 counts from its decoded
+ * colour.  YCrCb comes back within 1.  YIQ: I = 0.595716 R - 0.274453 G - 0.321263 B,
  * Q = 0.211456 R - 0.522591 G + 0.311135 B, scaled by 1 / (2 x 0.595716)
  * and 1 / (2 x 0.522591), plus mid.  CMY: C = maxval - R (floats:
  * low + high - R).  CMYK on 0..1: K = 1 - max, C = (max - R) / max ...
