@@ -24,8 +24,12 @@ MVIP_API int32_t mvimnull2_imapr(mvimage*, mvmapdesc* d) {
     return 0;
 }
 
-MVIP_API uint32_t mvimnull3_ioread(mvimage3*, uint32_t, void*, uint32_t, int32_t, int32_t, int32_t) { return 0; }
-MVIP_API uint32_t mvimnull3_iorite(mvimage3*, uint32_t, void*, uint32_t, int32_t, int32_t, int32_t) { return 0; }
+MVIP_API uint32_t mvimnull3_ioread(mvimage3*, uint32_t, void*, uint32_t, int32_t, int32_t, int32_t) {
+    return 0;
+}
+MVIP_API uint32_t mvimnull3_iorite(mvimage3*, uint32_t, void*, uint32_t, int32_t, int32_t, int32_t) {
+    return 0;
+}
 MVIP_API int32_t mvimnull3_iowait(mvimage3*) { return 1; }
 MVIP_API int32_t mvimnull3_ioset(mvimage3*, uint32_t, uint32_t, uint32_t) { return 0; }
 MVIP_API uint32_t mvimnull3_iolen(mvimage3*, uint32_t, int32_t, int32_t, int32_t) { return 0; }

@@ -81,7 +81,8 @@ uint32_t io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
         alignas(16) unsigned char stage[kStageBytes];
         const uint32_t pixies = p->pixfmt.pixies;
         const bool across = s.head.follow != 0;
-        return walk_run(n, x, y, w, h, yscan, across, s.chunk, [&](uint32_t cx, uint32_t cy, uint32_t k) {
+        return walk_run(n, x, y, w, h, yscan, across, s.chunk,
+                        [&](uint32_t cx, uint32_t cy, uint32_t k) {
             const mvpoint at = offset_to_parent(v, cx, cy);
             // Writes read the whole pixels first so the other pixies stay.
             uint32_t moved = p->ioread(p, pf, stage, k, at.x, at.y);
@@ -240,11 +241,14 @@ extern "C" MVIP_API uint32_t mvimclrslice_ioritepfbix(mvimage* v, uint32_t flags
 extern "C" MVIP_API uint32_t mvimclrslice_iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
     return v ? iolen(v, count, x, y) : 0;
 }
-extern "C" MVIP_API int32_t mvimclrslice_iowait(mvimage* v) { return v ? forward_iowait(v) : MVERR_USAGE; }
+extern "C" MVIP_API int32_t mvimclrslice_iowait(mvimage* v) {
+    return v ? forward_iowait(v) : MVERR_USAGE;
+}
 extern "C" MVIP_API int32_t mvimclrslice_bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     return v ? bxts(v, mode, type, mask) : MVERR_USAGE;
 }
-extern "C" MVIP_API int32_t mvimclrslice_bxtp(mvimage* v, int32_t operation, mvbxtentry* list, uint32_t n) {
+extern "C" MVIP_API int32_t mvimclrslice_bxtp(mvimage* v, int32_t operation, mvbxtentry* list,
+                                              uint32_t n) {
     return v ? offset_bxtp(v, operation, list, n) : MVERR_USAGE;
 }
 extern "C" MVIP_API uint32_t mvimclrslice_bxta(mvimage* v, int32_t operation, void* buffer,

@@ -65,7 +65,9 @@ extern "C" MVIP_API uint32_t mvimyinv_bxta(mvimage* v, int32_t operation, void* 
                                            mvbxtentry* list, uint32_t n, int32_t code) {
     return v ? InversionView::bxta(v, operation, buffer, list, n, code) : 0;
 }
-extern "C" MVIP_API int32_t mvimyinv_bxtw(mvimage* v) { return v ? InversionView::bxtw(v) : MVERR_USAGE; }
+extern "C" MVIP_API int32_t mvimyinv_bxtw(mvimage* v) {
+    return v ? InversionView::bxtw(v) : MVERR_USAGE;
+}
 extern "C" MVIP_API int32_t mvimyinv_imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     return v ? InversionView::imapset(v, mode, type, mask) : MVERR_USAGE;
 }
