@@ -4,11 +4,14 @@
 namespace mvip::mem {
 
 SideChoice choose_side(const mvimage* im, uint32_t request, bool write) {
-    const mvpixfmt& f = im->pixfmt;
+    return choose_side(im->pixfmt, im->pixiesize, request, write);
+}
+
+SideChoice choose_side(const mvpixfmt& f, uint32_t pixie_bytes, uint32_t request, bool write) {
     Adjust adjust = Adjust::none;
     uint32_t arg = 0;
     if (is_int_type(f.datatype) && f.valform != MVVALFORM_FULL) {
-        const uint32_t container = 8 * im->pixiesize;
+        const uint32_t container = 8 * pixie_bytes;
         const uint32_t bits = (f.bits >= 1 && f.bits <= container) ? f.bits : container;
         const uint32_t shift = container - bits;
         const uint32_t read_flags = f.valflags & 0xFFFFu;
@@ -39,7 +42,7 @@ SideChoice choose_side(const mvimage* im, uint32_t request, bool write) {
     if (from_foreign && to_foreign) swap = adjust == Adjust::none ? swap_none : swap_both;
     else if (from_foreign) swap = swap_before;
     else if (to_foreign) swap = swap_after;
-    return {choose_move(im->pixiesize, adjust, swap), arg};
+    return {choose_move(pixie_bytes, adjust, swap), arg};
 }
 
 namespace {
@@ -103,9 +106,9 @@ uint32_t io(mvimage* im, uint32_t, void* buffer, uint32_t count, int32_t x, int3
 }  // namespace
 
 int32_t ioset(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
-    im->ioread = noop::io;
-    im->iorite = noop::io;
-    im->iolen = noop::len;
+    im->ioread = noop::ioread;
+    im->iorite = noop::iorite;
+    im->iolen = noop::iolen;
     MemState& st = state(im);
     if (type_of(type) != type_of(im->pixfmt.datatype) || im->pixiesize == 0)
         return MVERR_DATATYPE;
@@ -125,10 +128,40 @@ int32_t ioset(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
     st.write_move = write.move;
     st.write_arg = write.arg;
     const bool yscan = (mode & MVMODE_YSCAN) != 0;
-    im->ioread = yscan ? io<false, true> : io<false, false>;
-    im->iorite = yscan ? io<true, true> : io<true, false>;
-    im->iolen = iolen;
+    im->ioread = yscan ? mvimmem_ioreadyscan : mvimmem_ioreadxscan;
+    im->iorite = yscan ? mvimmem_ioriteyscan : mvimmem_ioritexscan;
+    im->iolen = mvimmem_iolen;
     return 1;
 }
 
 }  // namespace mvip::mem
+
+using mvip::mem::io;
+
+extern "C" MVIP_API int32_t mvimmem_ioset(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::mem::ioset(im, mode, type, mask) : MVERR_USAGE;
+}
+
+extern "C" MVIP_API uint32_t mvimmem_iolen(mvimage* im, uint32_t count, int32_t x, int32_t y) {
+    return im ? mvip::mem::iolen(im, count, x, y) : 0;
+}
+
+extern "C" MVIP_API uint32_t mvimmem_ioreadxscan(mvimage* im, uint32_t flags, void* buffer,
+                                                 uint32_t count, int32_t x, int32_t y) {
+    return im ? io<false, false>(im, flags, buffer, count, x, y) : 0;
+}
+
+extern "C" MVIP_API uint32_t mvimmem_ioreadyscan(mvimage* im, uint32_t flags, void* buffer,
+                                                 uint32_t count, int32_t x, int32_t y) {
+    return im ? io<false, true>(im, flags, buffer, count, x, y) : 0;
+}
+
+extern "C" MVIP_API uint32_t mvimmem_ioritexscan(mvimage* im, uint32_t flags, void* buffer,
+                                                 uint32_t count, int32_t x, int32_t y) {
+    return im ? io<true, false>(im, flags, buffer, count, x, y) : 0;
+}
+
+extern "C" MVIP_API uint32_t mvimmem_ioriteyscan(mvimage* im, uint32_t flags, void* buffer,
+                                                 uint32_t count, int32_t x, int32_t y) {
+    return im ? io<true, true>(im, flags, buffer, count, x, y) : 0;
+}

@@ -100,12 +100,12 @@ int32_t bxts(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
     if (!parse_mask(mask, im->pixfmt.pixies, sel)) return MVERR_COLORS;
     mvslot_bxta chosen = nullptr;
     switch (type_of(type)) {
-        case MVTYPE_U8: chosen = bxta<uint8_t>; break;
-        case MVTYPE_U16: chosen = bxta<uint16_t>; break;
+        case MVTYPE_U8: chosen = mvimmem_bxtauint8; break;
+        case MVTYPE_U16: chosen = mvimmem_bxtauint16; break;
         case MVTYPE_U32:
-        case MVTYPE_I32: chosen = bxta<uint32_t>; break;
-        case MVTYPE_FLOAT: chosen = bxta<float>; break;
-        case MVTYPE_DOUBLE: chosen = bxta<double>; break;
+        case MVTYPE_I32: chosen = mvimmem_bxtauint32; break;
+        case MVTYPE_FLOAT: chosen = mvimmem_bxtafloat; break;
+        case MVTYPE_DOUBLE: chosen = mvimmem_bxtadouble; break;
         default: return MVERR_DATATYPE;
     }
     const SideChoice read = choose_side(im, type, false);
@@ -118,9 +118,45 @@ int32_t bxts(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
     st.bxt_read_arg = read.arg;
     st.bxt_write_move = write.move;
     st.bxt_write_arg = write.arg;
-    im->bxtp = bxtp;
+    im->bxtp = mvimmem_bxtp;
     im->bxta = chosen;
     return 1;
 }
 
 }  // namespace mvip::mem
+
+using mvip::mem::bxta;
+
+extern "C" MVIP_API int32_t mvimmem_bxts(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::mem::bxts(im, mode, type, mask) : MVERR_USAGE;
+}
+
+extern "C" MVIP_API int32_t mvimmem_bxtp(mvimage* im, int32_t operation, mvbxtentry* list,
+                                         uint32_t n) {
+    return im ? mvip::mem::bxtp(im, operation, list, n) : MVERR_USAGE;
+}
+
+extern "C" MVIP_API uint32_t mvimmem_bxtauint8(mvimage* im, int32_t operation, void* buffer,
+                                               mvbxtentry* list, uint32_t n, int32_t code) {
+    return im ? bxta<uint8_t>(im, operation, buffer, list, n, code) : 0;
+}
+
+extern "C" MVIP_API uint32_t mvimmem_bxtauint16(mvimage* im, int32_t operation, void* buffer,
+                                                mvbxtentry* list, uint32_t n, int32_t code) {
+    return im ? bxta<uint16_t>(im, operation, buffer, list, n, code) : 0;
+}
+
+extern "C" MVIP_API uint32_t mvimmem_bxtauint32(mvimage* im, int32_t operation, void* buffer,
+                                                mvbxtentry* list, uint32_t n, int32_t code) {
+    return im ? bxta<uint32_t>(im, operation, buffer, list, n, code) : 0;
+}
+
+extern "C" MVIP_API uint32_t mvimmem_bxtafloat(mvimage* im, int32_t operation, void* buffer,
+                                               mvbxtentry* list, uint32_t n, int32_t code) {
+    return im ? bxta<float>(im, operation, buffer, list, n, code) : 0;
+}
+
+extern "C" MVIP_API uint32_t mvimmem_bxtadouble(mvimage* im, int32_t operation, void* buffer,
+                                                mvbxtentry* list, uint32_t n, int32_t code) {
+    return im ? bxta<double>(im, operation, buffer, list, n, code) : 0;
+}

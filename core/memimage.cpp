@@ -30,7 +30,7 @@ mvywindow* xwind(mvimage* im, mvywindow* w, int32_t code) {
                 set_noop_slots(im);
                 return nullptr;
             }
-            set_idle_slots(im, ioset, bxts, imapset);
+            set_idle_slots(im, mvimmem_ioset, mvimmem_bxts, mvimmem_imapset);
             return &im->wind;
         case 'w':
             if (w) *w = im->wind;
@@ -63,8 +63,8 @@ int32_t build(mvimage* im, void* pixels, const uint32_t* dims, int32_t pitch,
     if (geom) std::memcpy(&im->xwidth, geom, sizeof *geom);
     set_kind(im, "MVIMMEM");
     im->priv = pixels;
-    im->aeiou = aeiou;
-    im->xwind = xwind;
+    im->aeiou = mvimmem_aeiou;
+    im->xwind = mvimmem_xwind;
     MemState& st = state(im);
     st.inquiry_size = inquiry ? inquiry : kDefaultInquirySize;
     st.pitch = pitch ? pitch : static_cast<int64_t>(im->pixelsize) * dims[0];
@@ -207,4 +207,12 @@ extern "C" MVIP_API int32_t mvimage_memfree2(mvimage* im, int32_t keep) {
     mvimage_defnull(im);
     std::free(im);
     return 0;
+}
+
+extern "C" MVIP_API uint32_t mvimmem_aeiou(mvimage* im, uint32_t code, void* arg) {
+    return im ? mvip::mem::aeiou(im, code, arg) : 0;
+}
+
+extern "C" MVIP_API mvywindow* mvimmem_xwind(mvimage* im, mvywindow* w, int32_t code) {
+    return im ? mvip::mem::xwind(im, w, code) : nullptr;
 }

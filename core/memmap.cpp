@@ -65,9 +65,21 @@ int32_t imapset(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
         else mode &= ~MVMODE_CONTINUE;
     }
     st.map_mode = mode;
-    im->imap = imap;
-    im->imapr = imapr;
+    im->imap = mvimmem_imap;
+    im->imapr = mvimmem_imapr;
     return grant;
 }
 
 }  // namespace mvip::mem
+
+extern "C" MVIP_API int32_t mvimmem_imapset(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::mem::imapset(im, mode, type, mask) : MVERR_USAGE;
+}
+
+extern "C" MVIP_API int32_t mvimmem_imap(mvimage* im, mvmapdesc* desc, int32_t x, int32_t y) {
+    return im ? mvip::mem::imap(im, desc, x, y) : MVERR_USAGE;
+}
+
+extern "C" MVIP_API int32_t mvimmem_imapr(mvimage* im, mvmapdesc* desc) {
+    return im ? mvip::mem::imapr(im, desc) : MVERR_USAGE;
+}

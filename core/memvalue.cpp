@@ -18,10 +18,9 @@ inline void store(unsigned char* p, T v) {
 
 template <class T>
 inline T byte_swap(T v) {
-    if constexpr (sizeof(T) == 1) return v;
-    else if constexpr (sizeof(T) == 2) return __builtin_bswap16(v);
-    else if constexpr (sizeof(T) == 4) return __builtin_bswap32(v);
-    else return __builtin_bswap64(v);
+    static_assert(sizeof(T) == 2 || sizeof(T) == 4);
+    if constexpr (sizeof(T) == 2) return __builtin_bswap16(v);
+    else return __builtin_bswap32(v);
 }
 
 template <class T, Adjust A, Swap S>
@@ -56,14 +55,19 @@ void move(void* dst, ptrdiff_t dst_step, const void* src, ptrdiff_t src_step, si
     }
 }
 
+// Only 2- and 4-byte pixies are swapped; 1-byte and 8-byte ones (doubles)
+// are copied unchanged whatever the byte orders say.
 template <class T, Adjust A>
 MoveFn pick_swap(Swap swap) {
-    if constexpr (sizeof(T) == 1) return move<T, A, swap_none>;
-    switch (swap) {
-        case swap_before: return move<T, A, swap_before>;
-        case swap_after: return move<T, A, swap_after>;
-        case swap_both: return move<T, A, swap_both>;
-        default: return move<T, A, swap_none>;
+    if constexpr (sizeof(T) == 1 || sizeof(T) == 8) {
+        return move<T, A, swap_none>;
+    } else {
+        switch (swap) {
+            case swap_before: return move<T, A, swap_before>;
+            case swap_after: return move<T, A, swap_after>;
+            case swap_both: return move<T, A, swap_both>;
+            default: return move<T, A, swap_none>;
+        }
     }
 }
 

@@ -25,8 +25,10 @@ using MoveFn = void (*)(void* dst, ptrdiff_t dst_step, const void* src, ptrdiff_
                         size_t groups, size_t per, uint32_t arg);
 
 // Chooses the routine for a pixie size (1, 2, 4, 8 bytes); null for any
-// other size.  Swaps of 1-byte pixies are ignored; adjustments of 8-byte
-// pixies are not offered (doubles are never adjusted).
+// other size.  Only 2- and 4-byte pixies are byte-swapped: swaps of 1-byte
+// and 8-byte pixies (doubles) are ignored, so those are copied unchanged.
+// Adjustments of 8-byte pixies are not offered (doubles are never
+// adjusted).
 MoveFn choose_move(uint32_t pixie_bytes, Adjust adjust, Swap swap);
 
 // The value routine and argument for one side of an access to an image
@@ -37,5 +39,7 @@ struct SideChoice {
     uint32_t arg;
 };
 SideChoice choose_side(const mvimage* im, uint32_t request, bool write);
+// The same for values stored in format `f` with pixies of `pixie_bytes`.
+SideChoice choose_side(const mvpixfmt& f, uint32_t pixie_bytes, uint32_t request, bool write);
 
 }  // namespace mvip::mem

@@ -7,31 +7,10 @@ namespace {
 
 constexpr uint32_t kBlockAnswer = 357913941u;
 
-uint32_t null_aeiou(mvimage*, uint32_t code, void*) {
-    switch (code) {
-        case 'B': return kBlockAnswer;
-        case 'I': return 0xFFFFFFFFu;
-        default: return 0;  // 'b', 'i', 'm': no access layers
-    }
-}
-uint32_t null_aeiou3(mvimage3* im, uint32_t code, void* arg) {
-    return null_aeiou(as2(im), code, arg);
-}
-
 // A null image keeps its window on 's'.
-mvywindow* null_xwind(mvimage* im, mvywindow* w, int32_t code) {
-    switch (code) {
-        case 's': return &im->wind;
-        case 'w':
-            if (w) *w = im->wind;
-            return &im->wind;
-        case 'i':
-            if (w) *w = im->imdim;
-            return &im->imdim;
-        default: return nullptr;
-    }
-}
-mvyzwindow* null_xwind3(mvimage3* im, mvyzwindow* w, int32_t code) {
+template <class Image, class Window>
+Window* null_xwind(Image* im, Window* w, int32_t code) {
+    if (!im) return nullptr;
     switch (code) {
         case 's': return &im->wind;
         case 'w':
@@ -49,12 +28,33 @@ mvyzwindow* null_xwind3(mvimage3* im, mvyzwindow* w, int32_t code) {
 
 using namespace mvip;
 
+extern "C" MVIP_API uint32_t mvimnull2_aeiou(mvimage*, uint32_t code, void*) {
+    switch (code) {
+        case 'B': return kBlockAnswer;
+        case 'I': return 0xFFFFFFFFu;
+        default: return 0;  // 'b', 'i', 'm': no access layers
+    }
+}
+
+extern "C" MVIP_API uint32_t mvimnull3_aeiou(mvimage3*, uint32_t code, void* arg) {
+    return mvimnull2_aeiou(nullptr, code, arg);
+}
+
+extern "C" MVIP_API mvywindow* mvimnull2_xwind(mvimage* im, mvywindow* w, int32_t code) {
+    return null_xwind(im, w, code);
+}
+
+extern "C" MVIP_API mvyzwindow* mvimnull3_xwind(mvimage3* im, mvyzwindow* w, int32_t code) {
+    return null_xwind(im, w, code);
+}
+
+
 extern "C" MVIP_API void mvimage_defnull(mvimage* im) {
     if (!im) return;
     std::memset(static_cast<void*>(im), 0, sizeof *im);
     set_noop_slots(im);
-    im->aeiou = null_aeiou;
-    im->xwind = null_xwind;
+    im->aeiou = mvimnull2_aeiou;
+    im->xwind = mvimnull2_xwind;
     set_kind(im, "NULL2");
 }
 
@@ -62,8 +62,8 @@ extern "C" MVIP_API void mvimage3_defnull(mvimage3* im) {
     if (!im) return;
     std::memset(static_cast<void*>(im), 0, sizeof *im);
     set_noop_slots3(im);
-    im->aeiou = null_aeiou3;
-    im->xwind = null_xwind3;
+    im->aeiou = mvimnull3_aeiou;
+    im->xwind = mvimnull3_xwind;
     set_kind(as2(im), "NULL3");
 }
 

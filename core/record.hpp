@@ -89,27 +89,22 @@ uint32_t run_length_2d(uint32_t mode, uint32_t w, uint32_t h, int32_t x, int32_t
 
 // ---- no-op slots ------------------------------------------------------
 
-// Slots that move nothing, for null images, failed windows and idle state.
+// Slots that move nothing, for null images, failed windows and idle state:
+// the null image's exported routines (mvimnull2_*; the 3-D ones are
+// mvimnull3_*).
 namespace noop {
-uint32_t io(mvimage*, uint32_t, void*, uint32_t, int32_t, int32_t);
-int32_t wait(mvimage*);                 // answers 1
-int32_t set(mvimage*, uint32_t, uint32_t, uint32_t);  // answers 0
-uint32_t len(mvimage*, uint32_t, int32_t, int32_t);
-int32_t bxtp(mvimage*, int32_t, mvbxtentry*, uint32_t);
-uint32_t bxta(mvimage*, int32_t, void*, mvbxtentry*, uint32_t, int32_t);
-int32_t imapset(mvimage*, uint32_t, uint32_t, uint32_t);  // answers -11
-int32_t imap(mvimage*, mvmapdesc*, int32_t, int32_t);
-int32_t imapr(mvimage*, mvmapdesc*);
-
-uint32_t io3(mvimage3*, uint32_t, void*, uint32_t, int32_t, int32_t, int32_t);
-int32_t wait3(mvimage3*);
-int32_t set3(mvimage3*, uint32_t, uint32_t, uint32_t);
-uint32_t len3(mvimage3*, uint32_t, int32_t, int32_t, int32_t);
-int32_t bxtp3(mvimage3*, int32_t, mvbxtentry*, uint32_t);
-uint32_t bxta3(mvimage3*, int32_t, void*, mvbxtentry*, uint32_t, int32_t);
-int32_t imapset3(mvimage3*, uint32_t, uint32_t, uint32_t);
-int32_t imap3(mvimage3*, mvmapdesc*, int32_t, int32_t, int32_t);
-int32_t imapr3(mvimage3*, mvmapdesc*);
+inline constexpr mvslot_io ioread = mvimnull2_ioread;
+inline constexpr mvslot_io iorite = mvimnull2_iorite;
+inline constexpr mvslot_wait iowait = mvimnull2_iowait;      // answers 1
+inline constexpr mvslot_set ioset = mvimnull2_ioset;         // answers 0
+inline constexpr mvslot_len iolen = mvimnull2_iolen;
+inline constexpr mvslot_set bxts = mvimnull2_bxts;
+inline constexpr mvslot_bxtp bxtp = mvimnull2_bxtp;
+inline constexpr mvslot_bxta bxta = mvimnull2_bxta;
+inline constexpr mvslot_wait bxtw = mvimnull2_bxtw;          // answers 1
+inline constexpr mvslot_set imapset = mvimnull2_imapset;     // answers -11
+inline constexpr mvslot_imap imap = mvimnull2_imap;
+inline constexpr mvslot_imapr imapr = mvimnull2_imapr;
 }  // namespace noop
 
 // Every access slot except aeiou and xwind becomes a no-op.

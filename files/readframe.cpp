@@ -1,6 +1,7 @@
 #include "files/readframe.hpp"
 
 #include "core/record.hpp"
+#include "views/typeconvert.hpp"
 
 namespace mvip::files {
 
@@ -38,9 +39,7 @@ int32_t present_image(mvabort* hook, mvimage* file, mvimage* dst, uint32_t mode)
         current = &colour;
     }
     if (!same_form(current->pixfmt, dst->pixfmt)) {
-        mvpixfmt fmt = current->pixfmt;
-        fmt.datatype = dst->pixfmt.datatype;
-        fmt.bits = dst->pixfmt.bits;
+        mvpixfmt fmt = conv::format_as(current->pixfmt, dst->pixfmt.datatype, dst->pixfmt.bits);
         if (is_float_type(dst->pixfmt.datatype)) {
             fmt.valform = dst->pixfmt.valform;
             fmt.valflags = dst->pixfmt.valflags;
@@ -105,13 +104,7 @@ int32_t LineReader::open(mvimage* im, uint32_t datatype, uint32_t bits) {
     const bool keep = type_of(im->pixfmt.datatype) == type_of(datatype) &&
                       (is_float_type(datatype) || im->pixfmt.bits == bits);
     if (!keep) {
-        mvpixfmt fmt = im->pixfmt;
-        fmt.datatype = datatype;
-        fmt.bits = bits;
-        if (is_float_type(datatype) && !is_float_type(im->pixfmt.datatype)) {
-            fmt.valform = MVFLOAT_ONE_BITS;
-            fmt.valflags = 0;
-        }
+        const mvpixfmt fmt = conv::format_as(im->pixfmt, datatype, bits);
         const int32_t rc = mvimage_converter(&view_, im, &fmt, 1, 0, is_float_type(datatype) ? 0 : bits, 0);
         if (rc < 0) return rc;
         source_ = &view_;

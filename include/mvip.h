@@ -460,10 +460,11 @@ MVIP_API int32_t mvimage3_setwind(mvimage3 *im, int32_t nwx, int32_t nwy,
  * values are shifted when the stored form differs, or masked when the
  * caller does not tolerate bits outside the significant bits and the
  * image may hold such bits.  MVREQ_SWAPPED byte-swaps where the caller's
- * byte order differs from the stored one; this applies to every type
- * (floats and doubles included).  Swaps always happen on the foreign
- * side: a foreign stored value is swapped before it is adjusted, a value
- * for a foreign caller after.
+ * byte order differs from the stored one; this applies to 2- and 4-byte
+ * pixies (u16, u32, the second 32-bit type and floats); 1-byte pixies and
+ * doubles are copied unchanged whatever the byte orders.  Swaps always
+ * happen on the foreign side: a foreign stored value is swapped before it
+ * is adjusted, a value for a foreign caller after.
  *
  * Direct mapping (imapset) hands out raw memory, so the stored form must
  * be what the caller asks for; the byte order is checked for every data
@@ -532,9 +533,11 @@ MVIP_API int32_t mvimage_memfree2(mvimage *im, int32_t keep);
  * Parent reference: the parent's address, or a small negative index
  * MVPARENT_REL(i), i = -128..-1, designating the record at position
  * (i + 65) from the view in an array of consecutive records: -64 is the
- * next record, -66 the previous one, -65 the view itself (a view that is
- * its own parent answers ioset with -5).  Relative references keep working
- * when the array is moved as a whole.
+ * next record, -66 the previous one, -65 the view itself.  A view that is
+ * its own parent (by -65 or by its own address) is built without reading
+ * its record, whatever that held: it has no pixels (an empty image and
+ * window) and an empty format, and its ioset answers -5.  Relative
+ * references keep working when the array is moved as a whole.
  *
  * Follow-window flag: non-zero, the view has the parent's dimensions and
  * window, setting the view's window sets the parent's, and coordinates go
@@ -570,23 +573,30 @@ MVIP_API int32_t mvimage_clipper(mvimage *view, mvimage *parent,
                                  uint8_t follow);
 
 /* Type converter ("MVIMCONV"): presents the parent in another data type
- * and bit depth.  newfmt (null: the parent's) gives the data type, bits
- * and, for float types, the value range (low = valflags, high = valform
- * read as floats); the parent's pixie count and colour space are kept.
- * newbits, when non-zero, overrides the significant bits.  The view holds
- * its values low-justified in the machine's byte order; callers ask for
- * other forms with the request flags.  tolerate (integer parents): the
- * parent is read with MVREQ_DIRTY and its values are masked to their
- * significant bits here.  mode is reserved (pass 0).
+ * and bit depth.  The view's format is the seven words of newfmt (null:
+ * the parent's) as given, except its significant bits: newbits when
+ * non-zero, else the parent's (integer bits of 0 or beyond the container
+ * become the container, a valform of 0x300 becomes 0x200 when those bits
+ * do not fill the container; floats have no bits).  For float types
+ * valflags and valform give the value range (low, high, read as floats).
+ * Requests are answered as for a memory image holding the view's format:
+ * a request that names no justification gets the view's valform, the
+ * caller always receives its own byte order (MVREQ_SWAPPED or not), and
+ * pixies are selected from the parent's pixels in order, so a view of
+ * fewer pixies shows the parent's first ones and a mask beyond the
+ * parent's pixies is refused by the parent (-21).  tolerate (integer
+ * parents): the parent is read with MVREQ_DIRTY and its values are masked
+ * to their significant bits here.  mode is reserved (pass 0).
  * Conversions: integer to integer shifts by the difference of bits (no
  * rounding); integer to float maps v / maxval linearly onto [low, high];
  * float to integer maps (v - low) / (high - low) * maxval, rounded half
  * away from zero, clipped to [0, maxval], NaN (and an empty range) giving
  * 0; float to float keeps the value.  Requests the parent can serve itself
- * (same data type and bits) go to it unchanged; others are staged in the
- * parent's own form and converted.  Direct mapping is granted only in the
- * first case.  0, or -1 for a null view or parent or an invalid newfmt
- * data type. */
+ * (same data type and, for integers, the same bits placed the same way or
+ * a request that names the placement) go to it unchanged; others are
+ * staged in the parent's own form and converted.  Direct mapping is
+ * granted only in the first case.  0, or -1 for a null view or parent or
+ * an invalid newfmt data type. */
 MVIP_API int32_t mvimage_converter(mvimage *view, mvimage *parent,
                                    const mvpixfmt *newfmt, uint8_t follow,
                                    int32_t tolerate, uint32_t newbits,
@@ -631,7 +641,12 @@ MVIP_API int32_t mvimage3_colorslice(mvimage3 *view, mvimage3 *parent,
  * R = Y + 1.402 Cr', G = Y - 0.344136 Cb' - 0.714136 Cr', B = Y + 1.772 Cb'
  * (Cr' = Cr - mid ...).  HSB: B = max(R, G, B), S = (max - min) / max,
  * H = hexcone hue as a fraction of a turn times maxval + 1 (wrapping to 0;
- * floats: onto [low, high)).  YIQ: I = 0.595716 R - 0.274453 G - 0.321263 B,
+ * floats: onto [low, high)).  8-bit RGB -> HSB -> RGB comes back within
+ * 1 + (max - min) * 3 / 256 counts, 3 at most; no 8-bit HSB with these B
+ * and S can do better: the 1530 colours of full saturation and brightness
+ * (max 255, min 0) all have B = S = 255 and share the 256 hues, so six of
+ * them meet on some hue and one of those six is 3 counts from its decoded
+ * colour.  YCrCb comes back within 1.  YIQ: I = 0.595716 R - 0.274453 G - 0.321263 B,
  * Q = 0.211456 R - 0.522591 G + 0.311135 B, scaled by 1 / (2 x 0.595716)
  * and 1 / (2 x 0.522591), plus mid.  CMY: C = maxval - R (floats:
  * low + high - R).  CMYK on 0..1: K = 1 - max, C = (max - R) / max ...
@@ -657,6 +672,290 @@ MVIP_API int32_t mvimage_colorconverter(mvimage *view, mvimage *parent,
  * answers -11 and leaves a null image. */
 MVIP_API int32_t mvimage3_colorconverter(mvimage3 *view, mvimage3 *parent,
                                          uint32_t colorspace, int8_t flag);
+
+/* ------------------------------------------------------------------ */
+/* Access functions by name                                            */
+/* ------------------------------------------------------------------ */
+/*
+ * The slot routines of every kind of record, exported so that
+ * applications and bindings in other languages can call them (or compare
+ * a record's slots with them).  Each is the very routine a record of that
+ * kind holds in the slot, not a copy: after a kind's constructor, window
+ * setting or set-up call, its slots compare equal to these names.  Names
+ * are mvim<kind>_<slot>: <kind> is the kind tag in lower case, with "mvim"
+ * in front where the tag does not begin with it ("MVIMMEM" mvimmem,
+ * "MVIMYInv" mvimyinv, "NULL2" mvimnull2, "ClrSlice" mvimclrslice), and
+ * <slot> the slot, followed by the variant where a slot has several
+ * routines chosen per access (xscan / yscan, _supported / _almostsupported
+ * / pfbix, passthru / opaque, or the data type of bxta).  Slots a kind
+ * leaves idle hold the null image's routines.
+ *
+ * Each takes the arguments of its slot (the typedefs above), the record
+ * first, and behaves exactly as the slot: it expects a record of its own
+ * kind, set up as the protocol requires (a run routine after the ioset
+ * that chose it); the kind is not checked (the library also presents
+ * memory images under other tags, e.g. the file readers' "TIFF").  A null
+ * record is refused: 0 from the unsigned routines, -1 from the signed
+ * ones, null from xwind; the null image's routines, which never look at
+ * the record, answer as always.
+ */
+/* Null images ("NULL2", "NULL3"): the no-op slots every kind installs where
+ * it has nothing to do, and the null image's inquiries and window setting
+ * ('s' keeps the window). */
+MVIP_API uint32_t mvimnull2_ioread(mvimage *im, uint32_t flags, void *buffer,
+                                   uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimnull2_iorite(mvimage *im, uint32_t flags, void *buffer,
+                                   uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvimnull2_iowait(mvimage *im);
+MVIP_API int32_t mvimnull2_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                                 uint32_t mask);
+MVIP_API uint32_t mvimnull2_iolen(mvimage *im, uint32_t count, int32_t x,
+                                  int32_t y);
+MVIP_API int32_t mvimnull2_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API int32_t mvimnull2_bxtp(mvimage *im, int32_t operation,
+                                mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimnull2_bxta(mvimage *im, int32_t operation, void *buffer,
+                                 mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimnull2_bxtw(mvimage *im);
+MVIP_API int32_t mvimnull2_imapset(mvimage *im, uint32_t mode, uint32_t type,
+                                   uint32_t mask);
+MVIP_API int32_t mvimnull2_imap(mvimage *im, mvmapdesc *desc, int32_t x,
+                                int32_t y);
+MVIP_API int32_t mvimnull2_imapr(mvimage *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimnull2_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimnull2_xwind(mvimage *im, mvywindow *window,
+                                    int32_t code);
+MVIP_API uint32_t mvimnull3_ioread(mvimage3 *im, uint32_t flags, void *buffer,
+                                   uint32_t count, int32_t x, int32_t y, int32_t z);
+MVIP_API uint32_t mvimnull3_iorite(mvimage3 *im, uint32_t flags, void *buffer,
+                                   uint32_t count, int32_t x, int32_t y, int32_t z);
+MVIP_API int32_t mvimnull3_iowait(mvimage3 *im);
+MVIP_API int32_t mvimnull3_ioset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                 uint32_t mask);
+MVIP_API uint32_t mvimnull3_iolen(mvimage3 *im, uint32_t count, int32_t x,
+                                  int32_t y, int32_t z);
+MVIP_API int32_t mvimnull3_bxts(mvimage3 *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API int32_t mvimnull3_bxtp(mvimage3 *im, int32_t operation,
+                                mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimnull3_bxta(mvimage3 *im, int32_t operation, void *buffer,
+                                 mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimnull3_bxtw(mvimage3 *im);
+MVIP_API int32_t mvimnull3_imapset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                   uint32_t mask);
+MVIP_API int32_t mvimnull3_imap(mvimage3 *im, mvmapdesc *desc, int32_t x,
+                                int32_t y, int32_t z);
+MVIP_API int32_t mvimnull3_imapr(mvimage3 *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimnull3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API mvyzwindow *mvimnull3_xwind(mvimage3 *im, mvyzwindow *window,
+                                     int32_t code);
+/* Memory images ("MVIMMEM").  ioset installs the x-scan or y-scan run
+ * routines; bxts one bxta per data type (uint32 also serves the second
+ * 32-bit type); iowait and bxtw are the null image's. */
+MVIP_API uint32_t mvimmem_ioreadxscan(mvimage *im, uint32_t flags, void *buffer,
+                                      uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimmem_ioreadyscan(mvimage *im, uint32_t flags, void *buffer,
+                                      uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimmem_ioritexscan(mvimage *im, uint32_t flags, void *buffer,
+                                      uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimmem_ioriteyscan(mvimage *im, uint32_t flags, void *buffer,
+                                      uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimmem_iolen(mvimage *im, uint32_t count, int32_t x,
+                                int32_t y);
+MVIP_API int32_t mvimmem_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvimmem_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                              uint32_t mask);
+MVIP_API int32_t mvimmem_bxtp(mvimage *im, int32_t operation,
+                              mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimmem_bxtauint8(mvimage *im, int32_t operation, void *buffer,
+                                    mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimmem_bxtauint16(mvimage *im, int32_t operation, void *buffer,
+                                     mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimmem_bxtauint32(mvimage *im, int32_t operation, void *buffer,
+                                     mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimmem_bxtafloat(mvimage *im, int32_t operation, void *buffer,
+                                    mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimmem_bxtadouble(mvimage *im, int32_t operation, void *buffer,
+                                     mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimmem_imapset(mvimage *im, uint32_t mode, uint32_t type,
+                                 uint32_t mask);
+MVIP_API int32_t mvimmem_imap(mvimage *im, mvmapdesc *desc, int32_t x,
+                              int32_t y);
+MVIP_API int32_t mvimmem_imapr(mvimage *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimmem_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimmem_xwind(mvimage *im, mvywindow *window,
+                                  int32_t code);
+/* Vertical inversion ("MVIMYInv") and field views ("MVIMYOdd"): x-scan
+ * and y-scan run routines; iowait is the null image's. */
+MVIP_API uint32_t mvimyinv_ioreadxscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyinv_ioreadyscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyinv_ioritexscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyinv_ioriteyscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyinv_iolen(mvimage *im, uint32_t count, int32_t x,
+                                 int32_t y);
+MVIP_API int32_t mvimyinv_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API int32_t mvimyinv_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvimyinv_bxtp(mvimage *im, int32_t operation,
+                               mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimyinv_bxta(mvimage *im, int32_t operation, void *buffer,
+                                mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimyinv_bxtw(mvimage *im);
+MVIP_API int32_t mvimyinv_imapset(mvimage *im, uint32_t mode, uint32_t type,
+                                  uint32_t mask);
+MVIP_API int32_t mvimyinv_imap(mvimage *im, mvmapdesc *desc, int32_t x,
+                               int32_t y);
+MVIP_API int32_t mvimyinv_imapr(mvimage *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimyinv_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimyinv_xwind(mvimage *im, mvywindow *window,
+                                   int32_t code);
+MVIP_API uint32_t mvimyodd_ioreadxscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyodd_ioreadyscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyodd_ioritexscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyodd_ioriteyscan(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimyodd_iolen(mvimage *im, uint32_t count, int32_t x,
+                                 int32_t y);
+MVIP_API int32_t mvimyodd_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API int32_t mvimyodd_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvimyodd_bxtp(mvimage *im, int32_t operation,
+                               mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimyodd_bxta(mvimage *im, int32_t operation, void *buffer,
+                                mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimyodd_bxtw(mvimage *im);
+MVIP_API int32_t mvimyodd_imapset(mvimage *im, uint32_t mode, uint32_t type,
+                                  uint32_t mask);
+MVIP_API int32_t mvimyodd_imap(mvimage *im, mvmapdesc *desc, int32_t x,
+                               int32_t y);
+MVIP_API int32_t mvimyodd_imapr(mvimage *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimyodd_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimyodd_xwind(mvimage *im, mvywindow *window,
+                                   int32_t code);
+/* Clipping view ("MVIMCLIP"): write-only; the other slots are the null
+ * image's. */
+MVIP_API int32_t mvimclip_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API uint32_t mvimclip_iorite(mvimage *im, uint32_t flags, void *buffer,
+                                  uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclip_iolen(mvimage *im, uint32_t count, int32_t x,
+                                 int32_t y);
+MVIP_API uint32_t mvimclip_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimclip_xwind(mvimage *im, mvywindow *window,
+                                   int32_t code);
+/* Type converter ("MVIMCONV").  ioset chooses per access: _supported when
+ * the parent serves the request itself (runs go to it unchanged);
+ * _almostsupported when the parent needs converting but hands out its
+ * lines in its own form (imapset grants them): reads convert straight from
+ * the parent's memory, writes are staged as pfbix; pfbix otherwise: runs
+ * are fetched in the parent's form into a staging area and converted.
+ * iolen_supported and iowait_supported (which waits for the parent) serve
+ * every access.  bxta_supported forwards scattered transfers, and
+ * bxta_unsupported stages and converts them. */
+MVIP_API int32_t mvimconv_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API uint32_t mvimconv_ioread_supported(mvimage *im, uint32_t flags, void *buffer,
+                                            uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimconv_iorite_supported(mvimage *im, uint32_t flags, void *buffer,
+                                            uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvimconv_iowait_supported(mvimage *im);
+MVIP_API uint32_t mvimconv_iolen_supported(mvimage *im, uint32_t count, int32_t x,
+                                           int32_t y);
+MVIP_API uint32_t mvimconv_ioread_almostsupported(mvimage *im, uint32_t flags, void *buffer,
+                                                  uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimconv_iorite_almostsupported(mvimage *im, uint32_t flags, void *buffer,
+                                                  uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimconv_ioreadpfbix(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimconv_ioritepfbix(mvimage *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvimconv_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvimconv_bxtp(mvimage *im, int32_t operation,
+                               mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimconv_bxta_supported(mvimage *im, int32_t operation, void *buffer,
+                                          mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimconv_bxta_unsupported(mvimage *im, int32_t operation, void *buffer,
+                                            mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimconv_bxtw(mvimage *im);
+MVIP_API int32_t mvimconv_imapset(mvimage *im, uint32_t mode, uint32_t type,
+                                  uint32_t mask);
+MVIP_API int32_t mvimconv_imap(mvimage *im, mvmapdesc *desc, int32_t x,
+                               int32_t y);
+MVIP_API int32_t mvimconv_imapr(mvimage *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimconv_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimconv_xwind(mvimage *im, mvywindow *window,
+                                   int32_t code);
+/* Colour converter ("MVIMCLR"): _supported runs go to the parent unchanged
+ * (equal colour spaces); pfbix runs are staged and converted. */
+MVIP_API int32_t mvimclr_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API uint32_t mvimclr_ioread_supported(mvimage *im, uint32_t flags, void *buffer,
+                                           uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclr_iorite_supported(mvimage *im, uint32_t flags, void *buffer,
+                                           uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclr_ioreadpfbix(mvimage *im, uint32_t flags, void *buffer,
+                                      uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclr_ioritepfbix(mvimage *im, uint32_t flags, void *buffer,
+                                      uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclr_iolen(mvimage *im, uint32_t count, int32_t x,
+                                int32_t y);
+MVIP_API int32_t mvimclr_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                              uint32_t mask);
+MVIP_API int32_t mvimclr_bxtp(mvimage *im, int32_t operation,
+                              mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimclr_bxta(mvimage *im, int32_t operation, void *buffer,
+                               mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimclr_bxtw(mvimage *im);
+MVIP_API int32_t mvimclr_imapset(mvimage *im, uint32_t mode, uint32_t type,
+                                 uint32_t mask);
+MVIP_API int32_t mvimclr_imap(mvimage *im, mvmapdesc *desc, int32_t x,
+                              int32_t y);
+MVIP_API int32_t mvimclr_imapr(mvimage *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimclr_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimclr_xwind(mvimage *im, mvywindow *window,
+                                  int32_t code);
+/* Colour slice ("ClrSlice"): the three strategies of the view (passthru,
+ * opaque, pfbix); imapset and friends are the null image's. */
+MVIP_API int32_t mvimclrslice_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                                    uint32_t mask);
+MVIP_API uint32_t mvimclrslice_ioreadpassthru(mvimage *im, uint32_t flags, void *buffer,
+                                              uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclrslice_ioritepassthru(mvimage *im, uint32_t flags, void *buffer,
+                                              uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclrslice_ioreadopaque(mvimage *im, uint32_t flags, void *buffer,
+                                            uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclrslice_ioriteopaque(mvimage *im, uint32_t flags, void *buffer,
+                                            uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclrslice_ioreadpfbix(mvimage *im, uint32_t flags, void *buffer,
+                                           uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclrslice_ioritepfbix(mvimage *im, uint32_t flags, void *buffer,
+                                           uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimclrslice_iolen(mvimage *im, uint32_t count, int32_t x,
+                                     int32_t y);
+MVIP_API int32_t mvimclrslice_iowait(mvimage *im);
+MVIP_API int32_t mvimclrslice_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                                   uint32_t mask);
+MVIP_API int32_t mvimclrslice_bxtp(mvimage *im, int32_t operation,
+                                   mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimclrslice_bxta(mvimage *im, int32_t operation, void *buffer,
+                                    mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimclrslice_bxtw(mvimage *im);
+MVIP_API uint32_t mvimclrslice_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimclrslice_xwind(mvimage *im, mvywindow *window,
+                                       int32_t code);
+
 
 /* ------------------------------------------------------------------ */
 /* Image operations: common rules                                      */
@@ -715,9 +1014,12 @@ MVIP_API int32_t mvip8_pixcontrast(mvabort *hook, mvimage *src, mvimage *dst,
  * container.  u8, u16. */
 MVIP_API int32_t mvip8_pixadd(mvabort *hook, mvimage *src, mvimage *dst,
                               int32_t value, int32_t mode);
-/* table[v AND maxval]; the table must have at least 2^bits entries (-1
- * otherwise).  pixmap: u8 images and tables; pixmaps: u16; pixmapl: u32
- * (so 32-bit images, needing 2^32 entries, cannot be mapped). */
+/* table[v AND maxval].  pixmap: u8 images and tables, which must have at
+ * least 2^bits entries (-1 otherwise).  pixmaps (u16) and pixmapl (u32)
+ * accept any table of one entry or more (0 entries: -1): a value (masked
+ * to its bits) at or beyond the table's end passes unchanged, so a short
+ * table remaps the values it covers and leaves the others; this lets
+ * pixmapl map 32-bit images. */
 MVIP_API int32_t mvip8_pixmap(mvabort *hook, mvimage *src, mvimage *dst,
                               const uint8_t *table, uint32_t entries);
 MVIP_API int32_t mvip8_pixmaps(mvabort *hook, mvimage *src, mvimage *dst,
@@ -726,7 +1028,8 @@ MVIP_API int32_t mvip8_pixmapl(mvabort *hook, mvimage *src, mvimage *dst,
                                const uint32_t *table, uint32_t entries);
 /* As pixmap/pixmaps/pixmapl with the table held in an image: the first
  * line of lut's window, read in the source's data type (through a type
- * converter if needed); its width is the entry count. */
+ * converter if needed); its width is the entry count (u16 and u32 sources:
+ * values beyond it pass unchanged). */
 MVIP_API int32_t mvip8_pixmaplut(mvabort *hook, mvimage *src, mvimage *dst,
                                  mvimage *lut);
 /* min(maxval of the destination, (v * a) / b), 64-bit, truncated; source
@@ -870,9 +1173,11 @@ MVIP_API int32_t mvip8_tripletnormalize(mvabort *hook, mvimage *low, mvimage *hi
  * destination is the source) works.  A..C..B name the rows above, at and
  * below the pixel, 0..2 the columns left to right, C the centre.  Kernels
  * with an AVX2 form use it when the processor has one (same results). */
-/* min(maxval, (A0+A1+A2+M0+M2+B0+B1+B2 + w C + (w+8)/2) / (w+8)); 64-bit
- * arithmetic when (w+8) maxval needs more than 32 bits; w + 8 <= 0: -1.
- * u8, u16. */
+/* min(maxval, (A0+A1+A2+M0+M2+B0+B1+B2 + w C + (w+8)/2) / (w+8)), the
+ * division signed and truncating toward zero; 64-bit arithmetic when
+ * (w+8) maxval needs more than 32 bits; w + 8 <= 0: -1.  Only the top is
+ * clipped: with a negative weight a negative result keeps its low `bits`
+ * bits (it wraps within the significant bits).  u8, u16. */
 MVIP_API int32_t mvip8_3x3lowpass(mvabort *hook, mvimage *src, mvimage *dst, int32_t weight);
 /* (A0 + 2A1 + A2 + 2M0 + 4C + 2M2 + B0 + 2B1 + B2 + 8) >> 4, the rounded
  * binomial (1-2-1) lowpass.  u8, u16. */
@@ -1075,8 +1380,9 @@ MVIP_API int32_t mvip8_copyreplic(mvabort *hook, mvimage *src, mvimage *dst);
 /* Whole lines of the window (H lines) are reordered, averaged or
  * duplicated; source and destination windows must agree in size and
  * format (see "Copies" above).  In place (the destination is the source)
- * the result is the same as into another image.  Every operation answers
- * -1 for a window of fewer than 2 lines.
+ * the result is the same as into another image.  The line permutations
+ * answer -1 for a window of fewer than 2 lines, the pair operations for a
+ * window of no line.
  *
  * Line permutations: source line i goes to destination line dest(i) for
  * the largest multiple M of N lines; the trailing H mod N lines are copied
@@ -1102,8 +1408,8 @@ MVIP_API int32_t mvip8_ilacelinetoNfield(mvabort *hook, mvimage *src,
 MVIP_API int32_t mvip8_ilaceNfieldtoline(mvabort *hook, mvimage *src,
                                          mvimage *dst, int32_t n);
 /* Pair operations on lines (2k, 2k + 1); the last line of an odd height
- * has no partner and is copied unchanged.  The hook is told (y, H) at
- * every eighth line. */
+ * has no partner and is copied unchanged (a one-line window is copied).
+ * The hook is told (y, H) at every eighth line. */
 /* Both lines of every pair become their average, value by value:
  * (a + b) >> 1 for integers, the mean for float (rounded once) and double
  * (half of each value when the sum would overflow). */

@@ -1,5 +1,8 @@
 // The weighted 3 x 3 mean: the eight neighbours plus the centre counted w
-// times, rounded, divided by w + 8.
+// times, rounded, divided by w + 8 (signed, truncating toward zero) and
+// clipped to maxval.  Only the top is clipped: a negative weight can make
+// the quotient negative, which then keeps its low `bits` bits (it wraps
+// within the significant bits, as integer results that are not clamped do).
 //
 // N = ring + w C + (w + 8) / 2 is formed from column sums (each column
 // summed once), then divided without an integer division instruction,
@@ -62,11 +65,11 @@ struct LowpassMagic {
     }
 };
 
-// Single precision: q = trunc((N + 0.5) (1 / (w + 8))).  (N + 0.5) / (w + 8)
-// lies at least 0.5 / (w + 8) from any integer and the two roundings move
-// it by less than (N + 0.5) 2^-23 / (w + 8): exact for N + 0.5 < 2^22.  A
-// negative N (w < 0) gives q <= 0, clipped to 0 like its exact quotient.
-// arg[0]: w.
+// Single precision: q = trunc((N + 0.5) (1 / (w + 8))), for a negative N
+// (w < 0) trunc((N - 0.5) (1 / (w + 8))).  (N +- 0.5) / (w + 8) lies at
+// least 0.5 / (w + 8) from any integer, on the side of zero that N / (w + 8)
+// truncates to, and the two roundings move it by less than
+// (|N| + 0.5) 2^-23 / (w + 8): exact for |N| + 0.5 < 2^22.  arg[0]: w.
 struct LowpassFloat {
     template <class T>
     [[gnu::always_inline]] static void apply(const T* const* rows, T* out, size_t width,
@@ -83,9 +86,8 @@ struct LowpassFloat {
             T* o = out + x0;
             for (size_t i = 0; i < count; ++i) {
                 const int32_t n = col[i] + col[i + 1] + col[i + 2] + weight_less_one * int32_t(c[i]) + round;
-                int32_t q = static_cast<int32_t>((float(n) + 0.5f) * inverse);
-                q = q < 0 ? 0 : q;
-                o[i] = static_cast<T>(q > top ? top : q);
+                const int32_t q = static_cast<int32_t>((float(n) + (n < 0 ? -0.5f : 0.5f)) * inverse);
+                o[i] = static_cast<T>(q > top ? top : q & top);
             }
         }
     }
@@ -108,7 +110,7 @@ struct LowpassDivide {
             const Acc ring = Acc(a[x - 1]) + a[x] + a[x + 1] + m[x - 1] + m[x + 1] + b[x - 1] +
                              b[x] + b[x + 1];
             const Acc r = (ring + w * Acc(m[x]) + round) / div;
-            out[x] = static_cast<T>(r > top ? top : r < 0 ? 0 : r);
+            out[x] = static_cast<T>(r > top ? top : r & top);
         }
     }
 };

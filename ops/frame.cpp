@@ -1,6 +1,8 @@
 // The operation frame: checks, opening, buffers, mapping and line walks.
 #include "ops/frame.hpp"
 
+#include "views/typeconvert.hpp"
+
 #include <bit>
 #include <new>
 
@@ -61,10 +63,10 @@ int32_t Frame::open_image(int i, mvimage* im, uint32_t type) {
         // converter whose image is the current window.
         views_[i].reset(new (std::nothrow) mvimage);
         if (!views_[i]) return MVERR_MEMORY;
-        mvpixfmt fmt = im->pixfmt;
-        fmt.datatype = type;
         const bool keep_bits = type_of(type) == type_of(im->pixfmt.datatype) && !rescale;
-        rc = mvimage_converter(views_[i].get(), im, &fmt, 0, 0, keep_bits ? 0 : 8 * pixie_bytes(type), 0);
+        const uint32_t bits = keep_bits ? im->pixfmt.bits : 8 * pixie_bytes(type);
+        const mvpixfmt fmt = conv::format_as(im->pixfmt, type, bits);
+        rc = mvimage_converter(views_[i].get(), im, &fmt, 0, 0, bits, 0);
         if (rc < 0) return rc;
         im = views_[i].get();
         rc = im->ioset(im, mode, request, setup_.mask);

@@ -33,8 +33,8 @@ uint32_t nfield_to_line(uint32_t i, uint32_t h, uint32_t n) {
 }
 
 // Entry hook, pointer checks and a frame over src -> dst with two line
-// buffers; windows of fewer than two lines are refused.
-int32_t open_lines(mvabort* hook, mvimage* src, mvimage* dst, Frame& f) {
+// buffers; windows of fewer than `min_height` lines are refused.
+int32_t open_lines(mvabort* hook, mvimage* src, mvimage* dst, uint32_t min_height, Frame& f) {
     if (!src || !dst) return MVERR_USAGE;
     Setup setup;
     setup.hook = hook;
@@ -43,7 +43,7 @@ int32_t open_lines(mvabort* hook, mvimage* src, mvimage* dst, Frame& f) {
     setup.options = kAllTypes | kColor;
     setup.mask = all_pixies_mask(src->pixfmt.pixies);
     if (const int32_t rc = f.open(setup, 1); rc < 0) return rc;
-    return f.height() < 2 ? MVERR_USAGE : 0;
+    return f.height() < min_height ? MVERR_USAGE : 0;
 }
 
 void copy_line(const Frame& f, void* buffer, uint32_t y) {
@@ -59,7 +59,7 @@ int32_t permute(mvabort* hook, mvimage* src, mvimage* dst, int64_t n, DestFn des
     if (const auto stop = hook_at_entry(hook)) return *stop;
     if (n < 1) return MVERR_USAGE;
     Frame f;
-    if (const int32_t rc = open_lines(hook, src, dst, f); rc != 0) return rc;
+    if (const int32_t rc = open_lines(hook, src, dst, 2, f); rc != 0) return rc;
     const uint32_t height = f.height();
     std::unique_ptr<uint8_t[]> visited(new (std::nothrow) uint8_t[(size_t{height} + 7) / 8]());
     if (!visited) return MVERR_MEMORY;
@@ -114,10 +114,12 @@ void average_into(void* a_line, const void* b_line, size_t n) {
 
 enum class Pair { average, duplicate, swap };
 
+// A window of one line is an odd height whose only line has no partner:
+// it is copied unchanged.
 int32_t pairs(mvabort* hook, mvimage* src, mvimage* dst, Pair op, bool odd_line) {
     if (const auto stop = hook_at_entry(hook)) return *stop;
     Frame f;
-    if (const int32_t rc = open_lines(hook, src, dst, f); rc != 0) return rc;
+    if (const int32_t rc = open_lines(hook, src, dst, 1, f); rc != 0) return rc;
     void (*average)(void*, const void*, size_t) = nullptr;
     switch (f.type()) {
         case MVTYPE_U8: average = average_into<uint8_t>; break;

@@ -35,8 +35,9 @@ int32_t point_dispatch(mvabort* hook, mvimage* src, mvimage* dst, const KernelSe
 int32_t point_run(mvabort* hook, mvimage* src, mvimage* dst, const KernelSet& kernels,
                   const PointParams& params, bool table_route, uint32_t extra_options = 0);
 
-// Maps src through a table of 2^bits or more entries of the source's type
-// (u8, u16 or u32), without the entry poll of the hook.
+// Maps src through a table of the source's type (u8, u16 or u32), without
+// the entry poll of the hook.  u8 tables need 2^bits entries; shorter u16
+// and u32 tables pass the values beyond their end unchanged.
 int32_t map_through_table(mvabort* hook, mvimage* src, mvimage* dst, const void* table,
                           uint64_t entries);
 

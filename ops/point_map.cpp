@@ -1,7 +1,11 @@
 // Lookup-table mappings: pixmap (u8), pixmaps (u16), pixmapl (u32) and
 // pixmaplut (a table held in an image).  Values are masked to their bits
-// before the lookup, so a table of 2^bits entries always suffices.
+// before the lookup, so a table of 2^bits entries always suffices.  u8
+// tables must have that many; u16 and u32 tables may be shorter (a 32-bit
+// image could not be mapped otherwise): a value at or beyond the table's
+// end passes unchanged, so the table remaps the values it covers.
 #include "ops/point.hpp"
+#include "views/typeconvert.hpp"
 
 #include <memory>
 #include <new>
@@ -71,10 +75,31 @@ struct MapOp {
 };
 constexpr KernelSet kMap = kernels_for<MapOp, kInts>();
 
-// The table must cover every value of the image's bits.
+// A table shorter than 2^bits: u[0] entries; values beyond pass unchanged.
+struct ShortMapOp {
+    using Params = PointParams;
+    template <class T>
+    static void apply(const T* in, T* out, size_t n, const Params& p) {
+        const T* table = static_cast<const T*>(p.table);
+        const T mask = static_cast<T>(p.maxval);
+        const uint64_t entries = p.u[0];
+        for (size_t i = 0; i < n; ++i) {
+            const T v = static_cast<T>(in[i] & mask);
+            out[i] = v < entries ? table[v] : v;
+        }
+    }
+};
+constexpr KernelSet kShortMap = kernels_for<ShortMapOp, kU16 | kU32>();
+
+// The table covers every value of the image's bits.
 bool table_covers(const mvimage* src, uint64_t entries) {
     const uint32_t bits = src->pixfmt.bits;
     return bits < 64 && entries >= (uint64_t{1} << bits);
+}
+
+// Tables of u8 images must cover every value; others need one entry.
+bool table_acceptable(const mvimage* src, uint64_t entries) {
+    return type_of(src->pixfmt.datatype) == MVTYPE_U8 ? table_covers(src, entries) : entries >= 1;
 }
 
 int32_t map_checked(mvabort* hook, mvimage* src, mvimage* dst, const void* table, uint64_t entries,
@@ -82,7 +107,7 @@ int32_t map_checked(mvabort* hook, mvimage* src, mvimage* dst, const void* table
     if (const auto stop = hook_at_entry(hook)) return *stop;
     if (!src || !dst || !table) return MVERR_USAGE;
     if (type_of(src->pixfmt.datatype) != type) return MVERR_DATATYPE;
-    if (!table_covers(src, entries)) return MVERR_USAGE;
+    if (!table_acceptable(src, entries)) return MVERR_USAGE;
     return map_through_table(hook, src, dst, table, entries);
 }
 
@@ -92,9 +117,11 @@ int32_t map_through_table(mvabort* hook, mvimage* src, mvimage* dst, const void*
                           uint64_t entries) {
     const int slot = type_slot(src->pixfmt.datatype);
     if (slot < 0 || !kMap[slot]) return MVERR_DATATYPE;
-    if (!table_covers(src, entries)) return MVERR_USAGE;
+    if (!table_acceptable(src, entries)) return MVERR_USAGE;
+    const KernelSet& kernels = table_covers(src, entries) ? kMap : kShortMap;
     PointParams p = params_for(src);
     p.table = table;
+    p.u[0] = entries;
     Setup setup;
     setup.hook = hook;
     setup.sources[0] = src;
@@ -103,7 +130,7 @@ int32_t map_through_table(mvabort* hook, mvimage* src, mvimage* dst, const void*
     setup.mask = all_pixies(src);
     Frame frame;
     if (const int32_t rc = frame.open(setup); rc < 0) return rc;
-    return frame.walk(kMap[slot], kMap[slot], &p);
+    return frame.walk(kernels[slot], kernels[slot], &p);
 }
 
 }  // namespace mvip::ops
@@ -135,7 +162,7 @@ extern "C" MVIP_API int32_t mvip8_pixmaplut(mvabort* hook, mvimage* src, mvimage
     // The table is the first line of the lut image's window, read in the
     // source's type.
     const uint32_t entries = wind_width(lut);
-    if (wind_height(lut) == 0 || !table_covers(src, entries)) return MVERR_USAGE;
+    if (wind_height(lut) == 0 || !table_acceptable(src, entries)) return MVERR_USAGE;
     const uint32_t bytes = pixie_bytes(type);
     std::unique_ptr<unsigned char[]> table(new (std::nothrow) unsigned char[size_t{entries} * bytes]);
     if (!table) return MVERR_MEMORY;
@@ -143,8 +170,7 @@ extern "C" MVIP_API int32_t mvip8_pixmaplut(mvabort* hook, mvimage* src, mvimage
     mvimage view;
     mvimage* from = lut;
     if (rc < 0) {
-        mvpixfmt fmt = lut->pixfmt;
-        fmt.datatype = type;
+        const mvpixfmt fmt = conv::format_as(lut->pixfmt, type, 8 * bytes);
         if ((rc = mvimage_converter(&view, lut, &fmt, 0, 0, 8 * bytes, 0)) < 0) return rc;
         from = &view;
         if ((rc = from->ioset(from, 0, type | MVREQ_LOW, 1)) < 0) return rc;

@@ -39,6 +39,7 @@ inline uint32_t pixie_bytes(uint32_t type) {
 inline bool is_float(uint32_t type) { return (type & 0x30u) != 0; }
 
 inline uint64_t swap_bytes(uint64_t v, uint32_t n) {
+    if (n != 2 && n != 4) return v;  // only 2- and 4-byte pixies are swapped
     uint64_t r = 0;
     for (uint32_t i = 0; i < n; ++i) r |= ((v >> (8 * i)) & 0xFFu) << (8 * (n - 1 - i));
     return r;

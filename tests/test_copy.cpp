@@ -104,7 +104,7 @@ public:
     double get(const Bytes& m, uint32_t x, uint32_t y, uint32_t k) const {
         unsigned char raw[8];
         std::memcpy(raw, m.data() + offset(x, y, k), vb);
-        if (swapped) std::reverse(raw, raw + vb);
+        if (swapped && vb != 8) std::reverse(raw, raw + vb);  // doubles are not swapped
         switch (type) {
             case MVTYPE_U8: return raw[0];
             case MVTYPE_U16: {
@@ -150,7 +150,7 @@ public:
             }
             default: std::memcpy(raw, &v, 8); break;
         }
-        if (swapped) std::reverse(raw, raw + vb);
+        if (swapped && vb != 8) std::reverse(raw, raw + vb);  // doubles are not swapped
         std::memcpy(m.data() + offset(x, y, k), raw, vb);
     }
     // Window-relative access.

@@ -241,7 +241,7 @@ std::vector<Case3> cases_3x3() {
                              for (int i = 0; i < 9; ++i)
                                  if (i != 4) ring += n[i];
                              const int64_t div = w + 8;
-                             return std::clamp<int64_t>((ring + w * n[4] + div / 2) / div, 0, top);
+                             return std::min<int64_t>((ring + w * n[4] + div / 2) / div, top) & top;
                          }});
     }
     cases.push_back({"lowpassf", [](mvimage* s, mvimage* d) { return mvip8_3x3lowpassf(nullptr, s, d); },

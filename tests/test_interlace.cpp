@@ -74,7 +74,7 @@ public:
     double get(const Bytes& m, uint32_t x, uint32_t y, uint32_t k) const {
         unsigned char raw[8];
         std::memcpy(raw, m.data() + offset(x, y, k), vb);
-        if (swapped) std::reverse(raw, raw + vb);
+        if (swapped && vb != 8) std::reverse(raw, raw + vb);  // doubles are not swapped
         switch (f.type) {
             case MVTYPE_U8: return raw[0];
             case MVTYPE_U16: {
@@ -120,7 +120,7 @@ public:
             }
             default: std::memcpy(raw, &v, 8); break;
         }
-        if (swapped) std::reverse(raw, raw + vb);
+        if (swapped && vb != 8) std::reverse(raw, raw + vb);  // doubles are not swapped
         std::memcpy(m.data() + offset(x, y, k), raw, vb);
     }
     uint32_t wh() const { return h - 2; }
@@ -278,9 +278,10 @@ TEST(Interlace, Refusals) {
         EXPECT_EQ(mvip8_ilacelinetoNfield(nullptr, &img.im, &img.im, n), MVERR_USAGE);
         EXPECT_EQ(mvip8_ilaceNfieldtoline(nullptr, &img.im, &img.im, n), MVERR_USAGE);
     }
-    EXPECT_EQ(mvip8_ilacepairave(nullptr, &one.im, &one.im), MVERR_USAGE);
-    EXPECT_EQ(mvip8_ilacepairdup(nullptr, &one.im, &one.im, 0), MVERR_USAGE);
-    EXPECT_EQ(mvip8_ilacepairswap(nullptr, &one.im, &one.im), MVERR_USAGE);
+    // A lone line is copied (in place: unchanged).
+    EXPECT_EQ(mvip8_ilacepairave(nullptr, &one.im, &one.im), 0);
+    EXPECT_EQ(mvip8_ilacepairdup(nullptr, &one.im, &one.im, 0), 0);
+    EXPECT_EQ(mvip8_ilacepairswap(nullptr, &one.im, &one.im), 0);
     EXPECT_EQ(mvip8_ilacepairswap(nullptr, nullptr, &img.im), MVERR_USAGE);
     EXPECT_EQ(mvip8_ilacepairave(nullptr, &img.im, &other.im), MVERR_USAGE);
     expect_memory(one, one0);

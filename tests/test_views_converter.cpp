@@ -113,7 +113,7 @@ TEST(TypeConverter, ReadsFollowTheConversionRules) {
                 ASSERT_EQ(0, mvpixfmt_set(&fmt, to.type, to.bits, pixies, 1));
                 mvimage view;
                 const uint8_t follow = trial % 2;
-                ASSERT_EQ(0, mvimage_converter(&view, &parent.im, &fmt, follow, 0, 0, 0));
+                ASSERT_EQ(0, mvimage_converter(&view, &parent.im, &fmt, follow, 0, fmt.bits, 0));
                 const int32_t ox = 1;  // the parent's window starts at x = 1
                 const uint32_t w = view.wind.se.x - view.wind.nw.x, h = view.wind.se.y - view.wind.nw.y;
                 const uint32_t mode = trial % 3 == 0 ? MVMODE_CONTINUE : (trial % 3 == 1 ? MVMODE_YSCAN : 0);
@@ -149,7 +149,7 @@ TEST(TypeConverter, WritesStoreTheConvertedValue) {
             mvpixfmt fmt{};
             ASSERT_EQ(0, mvpixfmt_set(&fmt, to.type, to.bits, 2, 1));
             mvimage view;
-            ASSERT_EQ(0, mvimage_converter(&view, &parent.im, &fmt, 0, 0, 0, 0));
+            ASSERT_EQ(0, mvimage_converter(&view, &parent.im, &fmt, 0, 0, fmt.bits, 0));
             ASSERT_EQ(0, mvimage_setwind(&view, 3, 1, 15, 4));
             ASSERT_GE(view.ioset(&view, 0, to.type | MVREQ_LOW, 2), 0);  // second pixie only
             const size_t vb = bytes_of(to.type);

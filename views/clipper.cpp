@@ -83,9 +83,9 @@ bool request_suits(const mvimage* v, uint32_t type) {
 }
 
 int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
-    v->ioread = noop::io;
-    v->iorite = noop::io;
-    v->iolen = noop::len;
+    v->ioread = noop::ioread;
+    v->iorite = noop::iorite;
+    v->iolen = noop::iolen;
     ClipState& s = st(v);
     mode &= ~MVMODE_WRITE;
     s.mode = mode;
@@ -99,8 +99,8 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     s.pixel_bytes = sel.count * v->pixiesize;
     const int32_t rc = p->ioset(p, mode, type, mask);
     if (rc < 0) return rc;
-    v->iorite = clipped_write;
-    v->iolen = iolen;
+    v->iorite = mvimclip_iorite;
+    v->iolen = mvimclip_iolen;
     return 1;
 }
 
@@ -127,7 +127,7 @@ mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
             // The parent gets the caller's request as it is (null: whole image).
             if (st(v).head.follow && p != v && !guard.too_deep()) p->xwind(p, w, 's');
             if (!set_own_window(v, w)) return nullptr;
-            set_idle_slots(v, ioset, noop::set, noop::imapset);
+            set_idle_slots(v, mvimclip_ioset, noop::bxts, noop::imapset);
             return &v->wind;
         }
         case 'w':
@@ -156,16 +156,35 @@ extern "C" MVIP_API int32_t mvimage_clipper(mvimage* v, mvimage* parent_ref,
         mvimage_defnull(v);
         return MVERR_USAGE;
     }
-    const ParentDescription d = describe(p);
+    const ParentDescription d = describe(v, p);
     fill_description(v, d, follow != 0);
     set_kind(v, "MVIMCLIP");
     v->priv = const_cast<mvywindow*>(list);
-    v->aeiou = aeiou;
-    v->xwind = xwind;
+    v->aeiou = mvimclip_aeiou;
+    v->xwind = mvimclip_xwind;
     ClipState& s = st(v);
     s.head.parent_ref = ref;
     s.head.follow = follow;
     s.count = count;
     v->xwind(v, nullptr, 's');
     return 0;
+}
+
+// ---- slot routines by name ---------------------------------------------------
+
+extern "C" MVIP_API int32_t mvimclip_ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    return v ? ioset(v, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimclip_iorite(mvimage* v, uint32_t flags, void* buffer, uint32_t count,
+                                             int32_t x, int32_t y) {
+    return v ? clipped_write(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclip_iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
+    return v ? iolen(v, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclip_aeiou(mvimage* v, uint32_t code, void* arg) {
+    return v ? aeiou(v, code, arg) : 0;
+}
+extern "C" MVIP_API mvywindow* mvimclip_xwind(mvimage* v, mvywindow* w, int32_t code) {
+    return v ? xwind(v, w, code) : nullptr;
 }

@@ -2,8 +2,9 @@
 // colour space, in the parent's data type (formulas in
 // views/colorspaces.hpp).
 //
-// Equal spaces: transfers, scattered transfers and mapping go to the parent
-// unchanged.  Otherwise runs are staged: whole parent pixels are fetched in
+// Equal spaces: transfers (the "supported" routines), scattered transfers
+// and mapping go to the parent unchanged.  Otherwise runs are staged (the
+// "pfbix" routines): whole parent pixels are fetched in
 // the parent's own type (low-justified, machine byte order) in chunks,
 // converted into the view's space, and the selected pixies handed to the
 // caller in the form it asked for.  Writes convert the caller's pixels into
@@ -241,9 +242,9 @@ bool plan_pairs(mvimage* v, mvimage* p, ClrState& s) {
 }
 
 int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
-    v->ioread = noop::io;
-    v->iorite = noop::io;
-    v->iolen = noop::len;
+    v->ioread = noop::ioread;
+    v->iorite = noop::iorite;
+    v->iolen = noop::iolen;
     mvimage* p = parent(v);
     NestingGuard guard;
     if (p == v || guard.too_deep()) return kSelfParent;
@@ -259,9 +260,9 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (s.forward) {
         const int32_t rc = p->ioset(p, mode, type, mask);
         if (rc < 0) return rc;
-        v->ioread = offset_forward_io<false>;
-        v->iorite = offset_forward_io<true>;
-        v->iolen = offset_iolen;
+        v->ioread = mvimclr_ioread_supported;
+        v->iorite = mvimclr_iorite_supported;
+        v->iolen = mvimclr_iolen;
         return rc;
     }
     // The parent must still hold whole pixels of its space in the view's type.
@@ -295,9 +296,9 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     const size_t widest = std::max(v->pixelsize, p->pixelsize);
     const size_t per_step = kStageBytes / widest - (s.pairs ? 2 : 0);
     s.chunk = static_cast<uint32_t>(s.pairs && yscan ? per_step / 2 : per_step);
-    v->ioread = staged_read;
-    v->iorite = staged_write;
-    v->iolen = offset_iolen;
+    v->ioread = mvimclr_ioreadpfbix;
+    v->iorite = mvimclr_ioritepfbix;
+    v->iolen = mvimclr_iolen;
     return 1;
 }
 
@@ -315,9 +316,9 @@ int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (!st(v).forward) return MVERR_UNSUPPORTED;
     const int32_t rc = p->bxts(p, mode, type, mask);
     if (rc < 0) return rc;
-    v->bxtp = offset_bxtp;
-    v->bxta = offset_bxta;
-    v->bxtw = forward_bxtw;
+    v->bxtp = mvimclr_bxtp;
+    v->bxta = mvimclr_bxta;
+    v->bxtw = mvimclr_bxtw;
     return rc;
 }
 
@@ -330,7 +331,7 @@ int32_t imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     mvimage* p = parent(v);
     if (p != v && (!st(v).forward || type_of(type) != type_of(v->pixfmt.datatype)))
         return MVERR_DATATYPE;
-    return forward_imapset(v, mode, type, mask);
+    return forward_imapset(v, mode, type, mask, mvimclr_imap, mvimclr_imapr);
 }
 
 // The view's format: equal spaces keep the parent's; otherwise the parent's
@@ -352,7 +353,9 @@ mvpixfmt view_format(const mvpixfmt& parent_fmt, uint32_t space) {
 }
 
 mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
-    return follow_xwind(v, w, code, [](mvimage* view) { set_idle_slots(view, ioset, bxts, imapset); });
+    return follow_xwind(v, w, code, [](mvimage* view) {
+        set_idle_slots(view, mvimclr_ioset, mvimclr_bxts, mvimclr_imapset);
+    });
 }
 
 }  // namespace
@@ -370,7 +373,7 @@ extern "C" MVIP_API int32_t mvimage_colorconverter(mvimage* v, mvimage* parent_r
         mvimage_defnull(v);
         return MVERR_USAGE;
     }
-    const ParentDescription d = describe(p);
+    const ParentDescription d = describe(v, p);
     // A view that is its own parent has nothing to convert; it is built so
     // that its set-up slots can answer -5.
     const bool self = p == v;
@@ -401,8 +404,8 @@ extern "C" MVIP_API int32_t mvimage_colorconverter(mvimage* v, mvimage* parent_r
     v->pixfmt = view_format(d.pixfmt, colorspace);
     derive_sizes(v);
     set_kind(v, "MVIMCLR");
-    v->aeiou = forward_aeiou;
-    v->xwind = xwind;
+    v->aeiou = mvimclr_aeiou;
+    v->xwind = mvimclr_xwind;
     ClrState& s = st(v);
     s.head.parent_ref = ref;
     s.head.follow = flag != 0 ? 1 : 0;
@@ -424,4 +427,55 @@ extern "C" MVIP_API int32_t mvimage3_colorconverter(mvimage3* v, mvimage3* paren
     if (!v) return MVERR_USAGE;
     mvimage3_defnull(v);
     return MVERR_UNSUPPORTED;  // 3-D images are not built yet
+}
+
+// ---- slot routines by name ---------------------------------------------------
+
+extern "C" MVIP_API int32_t mvimclr_ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    return v ? ioset(v, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimclr_ioread_supported(mvimage* v, uint32_t flags, void* buffer,
+                                                      uint32_t count, int32_t x, int32_t y) {
+    return v ? offset_forward_io<false>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclr_iorite_supported(mvimage* v, uint32_t flags, void* buffer,
+                                                      uint32_t count, int32_t x, int32_t y) {
+    return v ? offset_forward_io<true>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclr_ioreadpfbix(mvimage* v, uint32_t flags, void* buffer,
+                                                 uint32_t count, int32_t x, int32_t y) {
+    return v ? staged_read(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclr_ioritepfbix(mvimage* v, uint32_t flags, void* buffer,
+                                                 uint32_t count, int32_t x, int32_t y) {
+    return v ? staged_write(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclr_iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
+    return v ? offset_iolen(v, count, x, y) : 0;
+}
+extern "C" MVIP_API int32_t mvimclr_bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    return v ? bxts(v, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclr_bxtp(mvimage* v, int32_t operation, mvbxtentry* list, uint32_t n) {
+    return v ? offset_bxtp(v, operation, list, n) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimclr_bxta(mvimage* v, int32_t operation, void* buffer,
+                                          mvbxtentry* list, uint32_t n, int32_t code) {
+    return v ? offset_bxta(v, operation, buffer, list, n, code) : 0;
+}
+extern "C" MVIP_API int32_t mvimclr_bxtw(mvimage* v) { return v ? forward_bxtw(v) : MVERR_USAGE; }
+extern "C" MVIP_API int32_t mvimclr_imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    return v ? imapset(v, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclr_imap(mvimage* v, mvmapdesc* desc, int32_t x, int32_t y) {
+    return v ? offset_imap(v, desc, x, y) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclr_imapr(mvimage* v, mvmapdesc* desc) {
+    return v ? forward_imapr(v, desc) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimclr_aeiou(mvimage* v, uint32_t code, void* arg) {
+    return v ? forward_aeiou(v, code, arg) : 0;
+}
+extern "C" MVIP_API mvywindow* mvimclr_xwind(mvimage* v, mvywindow* w, int32_t code) {
+    return v ? xwind(v, w, code) : nullptr;
 }

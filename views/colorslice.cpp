@@ -1,5 +1,6 @@
 // The colour-slice view ("ClrSlice"): one pixie of each parent pixel shown
-// as a one-pixie image.  Three strategies, chosen per access:
+// as a one-pixie image.  Three strategies, chosen per access, each with its
+// own exported read and write routines:
 //  - passthru: the parent serves the slice mask itself and the view's lines
 //    continue exactly as the parent's do, so runs go to the parent whole;
 //  - opaque: the parent serves the slice mask, but runs are cut at the end
@@ -23,8 +24,6 @@ struct SliceState {
     ViewHead head;
     uint32_t slice_mask;   // one bit: the parent pixie shown
     uint32_t index;        // that pixie's index
-    Strategy strategy;
-    uint8_t reserved[3];
     uint32_t mode;         // scan mode of the current access
     uint32_t pixie_bytes;  // bytes of one value of the requested type
     uint32_t chunk;        // pixels staged at a time (pfbix)
@@ -58,7 +57,7 @@ ElementFn element_for(uint32_t type) {
     }
 }
 
-template <bool Write>
+template <bool Write, Strategy S>
 uint32_t io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y) {
     mvimage* p = parent(v);
     const SliceState& s = st(v);
@@ -66,11 +65,11 @@ uint32_t io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
     const uint32_t w = wind_width(v), h = wind_height(v);
     const uint32_t n = std::min(count, run_length_2d(s.mode & ~MVMODE_NOCHECK, w, h, x, y));
     const bool yscan = (s.mode & MVMODE_YSCAN) != 0;
-    const bool whole_runs = s.strategy == Strategy::passthru;
+    constexpr bool whole_runs = S == Strategy::passthru;
     auto* buf = static_cast<unsigned char*>(buffer);
     const uint32_t pf = parent_flags(flags);
 
-    if (s.strategy != Strategy::pfbix) {
+    if constexpr (S != Strategy::pfbix) {
         return walk_run(n, x, y, w, h, yscan, whole_runs, n, [&](uint32_t cx, uint32_t cy, uint32_t k) {
             const mvpoint at = offset_to_parent(v, cx, cy);
             const uint32_t moved = Write ? p->iorite(p, pf, buf, k, at.x, at.y)
@@ -78,32 +77,29 @@ uint32_t io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
             buf += size_t{moved} * s.pixie_bytes;
             return moved;
         });
+    } else {
+        alignas(16) unsigned char stage[kStageBytes];
+        const uint32_t pixies = p->pixfmt.pixies;
+        const bool across = s.head.follow != 0;
+        return walk_run(n, x, y, w, h, yscan, across, s.chunk,
+                        [&](uint32_t cx, uint32_t cy, uint32_t k) {
+            const mvpoint at = offset_to_parent(v, cx, cy);
+            // Writes read the whole pixels first so the other pixies stay.
+            uint32_t moved = p->ioread(p, pf, stage, k, at.x, at.y);
+            if constexpr (Write) {
+                s.element(stage, buf, moved, pixies, s.index, true);
+                moved = p->iorite(p, pf, stage, moved, at.x, at.y);
+            } else {
+                s.element(stage, buf, moved, pixies, s.index, false);
+            }
+            buf += size_t{moved} * s.pixie_bytes;
+            return moved;
+        });
     }
-    alignas(16) unsigned char stage[kStageBytes];
-    const uint32_t pixies = p->pixfmt.pixies;
-    const bool across = s.head.follow != 0;
-    return walk_run(n, x, y, w, h, yscan, across, s.chunk, [&](uint32_t cx, uint32_t cy, uint32_t k) {
-        const mvpoint at = offset_to_parent(v, cx, cy);
-        // Writes read the whole pixels first so the other pixies stay.
-        uint32_t moved = p->ioread(p, pf, stage, k, at.x, at.y);
-        if constexpr (Write) {
-            s.element(stage, buf, moved, pixies, s.index, true);
-            moved = p->iorite(p, pf, stage, moved, at.x, at.y);
-        } else {
-            s.element(stage, buf, moved, pixies, s.index, false);
-        }
-        buf += size_t{moved} * s.pixie_bytes;
-        return moved;
-    });
 }
 
 uint32_t iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
     return std::min(count, run_length_2d(st(v).mode, wind_width(v), wind_height(v), x, y));
-}
-
-int32_t iowait(mvimage* v) {
-    mvimage* p = parent(v);
-    return p == v ? 1 : p->iowait(p);
 }
 
 // Runs may go to the parent whole when the view's lines continue as the
@@ -115,10 +111,10 @@ bool runs_continue_as_parent(mvimage* v, const mvimage* p) {
 }
 
 int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
-    v->ioread = noop::io;
-    v->iorite = noop::io;
-    v->iolen = noop::len;
-    v->iowait = noop::wait;
+    v->ioread = noop::ioread;
+    v->iorite = noop::iorite;
+    v->iolen = noop::iolen;
+    v->iowait = noop::iowait;
     mvimage* p = parent(v);
     NestingGuard guard;
     if (p == v || guard.too_deep()) return kSelfParent;
@@ -131,20 +127,20 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (mask != 1) return MVERR_COLORS;
     int32_t rc = p->ioset(p, mode, type, s.slice_mask);
     if (rc >= 0) {
-        s.strategy = handoff ? Strategy::passthru : Strategy::opaque;
+        v->ioread = handoff ? mvimclrslice_ioreadpassthru : mvimclrslice_ioreadopaque;
+        v->iorite = handoff ? mvimclrslice_ioritepassthru : mvimclrslice_ioriteopaque;
     } else {
         rc = p->ioset(p, mode, type, all_pixies_mask(p->pixfmt.pixies));
         if (rc < 0) return rc;
         s.element = element_for(type);
         if (!s.element || s.pixie_bytes == 0) return MVERR_DATATYPE;
-        s.strategy = Strategy::pfbix;
         s.chunk = static_cast<uint32_t>(
             std::max<size_t>(1, kStageBytes / (size_t{s.pixie_bytes} * p->pixfmt.pixies)));
+        v->ioread = mvimclrslice_ioreadpfbix;
+        v->iorite = mvimclrslice_ioritepfbix;
     }
-    v->ioread = io<false>;
-    v->iorite = io<true>;
-    v->iolen = iolen;
-    v->iowait = iowait;
+    v->iolen = mvimclrslice_iolen;
+    v->iowait = mvimclrslice_iowait;
     return 1;
 }
 
@@ -158,14 +154,16 @@ int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (mask != 1) return MVERR_COLORS;
     const int32_t rc = p->bxts(p, mode, type, st(v).slice_mask);
     if (rc < 0) return rc;
-    v->bxtp = offset_bxtp;
-    v->bxta = offset_bxta;
-    v->bxtw = forward_bxtw;
+    v->bxtp = mvimclrslice_bxtp;
+    v->bxta = mvimclrslice_bxta;
+    v->bxtw = mvimclrslice_bxtw;
     return rc;
 }
 
 mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
-    return follow_xwind(v, w, code, [](mvimage* view) { set_idle_slots(view, ioset, bxts, noop::imapset); });
+    return follow_xwind(v, w, code, [](mvimage* view) {
+        set_idle_slots(view, mvimclrslice_ioset, mvimclrslice_bxts, noop::imapset);
+    });
 }
 
 }  // namespace
@@ -179,17 +177,19 @@ extern "C" MVIP_API int32_t mvimage_colorslice(mvimage* v, mvimage* parent_ref, 
     if (!v) return MVERR_USAGE;
     const int64_t ref = reference_of(parent_ref);
     mvimage* p = resolve(v, ref);
+    // A self-parent view has no pixies to check the mask against.
+    const uint32_t parent_pixies = p == v ? 32 : p ? p->pixfmt.pixies : 0;
     PixieSelection sel;
-    if (!p || !parse_mask(mask, p->pixfmt.pixies, sel) || sel.count != 1) {
+    if (!p || !parse_mask(mask, parent_pixies, sel) || sel.count != 1) {
         mvimage_defnull(v);
         return MVERR_USAGE;
     }
-    ParentDescription d = describe(p);
+    ParentDescription d = describe(v, p);
     d.pixfmt.pixies = 1;
     fill_description(v, d, follow != 0);
     set_kind(v, "ClrSlice");
-    v->aeiou = forward_aeiou;
-    v->xwind = xwind;
+    v->aeiou = mvimclrslice_aeiou;
+    v->xwind = mvimclrslice_xwind;
     SliceState& s = st(v);
     s.head.parent_ref = ref;
     s.head.follow = follow;
@@ -207,4 +207,58 @@ extern "C" MVIP_API int32_t mvimage3_colorslice(mvimage3* v, mvimage3* parent, u
     if (!v) return MVERR_USAGE;
     mvimage3_defnull(v);
     return MVERR_UNSUPPORTED;  // 3-D images are not built yet
+}
+
+// ---- slot routines by name ---------------------------------------------------
+
+extern "C" MVIP_API int32_t mvimclrslice_ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    return v ? ioset(v, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimclrslice_ioreadpassthru(mvimage* v, uint32_t flags, void* buffer,
+                                                         uint32_t count, int32_t x, int32_t y) {
+    return v ? io<false, Strategy::passthru>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclrslice_ioritepassthru(mvimage* v, uint32_t flags, void* buffer,
+                                                         uint32_t count, int32_t x, int32_t y) {
+    return v ? io<true, Strategy::passthru>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclrslice_ioreadopaque(mvimage* v, uint32_t flags, void* buffer,
+                                                       uint32_t count, int32_t x, int32_t y) {
+    return v ? io<false, Strategy::opaque>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclrslice_ioriteopaque(mvimage* v, uint32_t flags, void* buffer,
+                                                       uint32_t count, int32_t x, int32_t y) {
+    return v ? io<true, Strategy::opaque>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclrslice_ioreadpfbix(mvimage* v, uint32_t flags, void* buffer,
+                                                      uint32_t count, int32_t x, int32_t y) {
+    return v ? io<false, Strategy::pfbix>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclrslice_ioritepfbix(mvimage* v, uint32_t flags, void* buffer,
+                                                      uint32_t count, int32_t x, int32_t y) {
+    return v ? io<true, Strategy::pfbix>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclrslice_iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
+    return v ? iolen(v, count, x, y) : 0;
+}
+extern "C" MVIP_API int32_t mvimclrslice_iowait(mvimage* v) {
+    return v ? forward_iowait(v) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclrslice_bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    return v ? bxts(v, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclrslice_bxtp(mvimage* v, int32_t operation, mvbxtentry* list,
+                                              uint32_t n) {
+    return v ? offset_bxtp(v, operation, list, n) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimclrslice_bxta(mvimage* v, int32_t operation, void* buffer,
+                                               mvbxtentry* list, uint32_t n, int32_t code) {
+    return v ? offset_bxta(v, operation, buffer, list, n, code) : 0;
+}
+extern "C" MVIP_API int32_t mvimclrslice_bxtw(mvimage* v) { return v ? forward_bxtw(v) : MVERR_USAGE; }
+extern "C" MVIP_API uint32_t mvimclrslice_aeiou(mvimage* v, uint32_t code, void* arg) {
+    return v ? forward_aeiou(v, code, arg) : 0;
+}
+extern "C" MVIP_API mvywindow* mvimclrslice_xwind(mvimage* v, mvywindow* w, int32_t code) {
+    return v ? xwind(v, w, code) : nullptr;
 }

@@ -26,6 +26,10 @@
 //            max = low); Hue is the usual hexcone angle as a fraction of a
 //            turn, times maxval + 1 for integers (so it wraps: the value
 //            maxval + 1 is 0) or mapped onto [low, high) for floats.
+//            8-bit round trips from RGB come back within
+//            1 + (max - min) 3 / 256 counts; 3 at full saturation is the
+//            least possible, as the 6 x 255 colours with max 255 and
+//            min 0 share B = S = 255 and the 256 hues.
 //  - YIQ:    Y = luma; I = 0.595716 r - 0.274453 g - 0.321263 b and
 //            Q = 0.211456 r - 0.522591 g + 0.311135 b, scaled by
 //            1 / (2 x 0.595716) and 1 / (2 x 0.522591) so that they span

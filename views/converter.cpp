@@ -1,8 +1,13 @@
 // The type converter view ("MVIMCONV"): presents its parent in another data
-// type and bit depth.  Where the parent can serve a request itself (same
-// data type and significant bits) transfers go to it unchanged; otherwise
-// runs are fetched in the parent's own form into a staging area and
-// converted (rules in views/typeconvert.hpp).
+// type and bit depth (rules in views/typeconvert.hpp).  ioset chooses one
+// of three strategies per access, each a set of exported routines:
+//  - supported: the parent serves the request itself (same data type and
+//    significant bits): transfers go to it unchanged;
+//  - almost supported: the parent needs converting but hands out its lines
+//    in its own form: reads convert straight from its memory (writes are
+//    staged as below);
+//  - pfbix: runs are fetched in the parent's own form into a staging area
+//    and converted.
 #include "core/memvalue.hpp"
 #include "views/typeconvert.hpp"
 #include "views/forward.hpp"
@@ -22,7 +27,7 @@ struct ConvState {
     uint8_t mode;             // the constructor's mode byte (reserved)
     uint8_t direct;           // current access goes to the parent unchanged
     uint8_t caller_plain;     // the caller's form equals the view's own
-    uint8_t parent_maps;      // staged reads may convert from the parent's mapped lines
+    uint8_t reserved;
     uint32_t bxt_count;       // pixies per scattered entry
     conv::Plan to_view;       // parent values -> view values
     conv::Plan to_parent;     // view values -> parent values
@@ -35,9 +40,38 @@ struct ConvState {
 ConvState& st(mvimage* v) { return state_of<ConvState>(v); }
 mvimage* parent(mvimage* v) { return parent_of<ConvState>(v); }
 
-bool can_forward(const mvimage* v, const mvimage* p) {
+// Where integer values of a format sit when a request names no
+// justification: high, or low (which includes filling the container).
+uint32_t own_justification(const mvpixfmt& f, uint32_t pixie_bytes) {
+    const bool full = f.bits >= 8 * pixie_bytes || f.valform == MVVALFORM_FULL;
+    return !full && (f.valform & MVVALFORM_FULL) == MVVALFORM_HIGH ? MVREQ_HIGH : MVREQ_LOW;
+}
+
+// The parent serves a request itself when it holds the view's values: the
+// same data type and, for integers, the same significant bits placed the
+// same way (unless the request names the placement).  The byte order needs
+// no match: every image hands out values in the order the request asks.
+bool can_forward(const mvimage* v, const mvimage* p, uint32_t request) {
     if (type_of(v->pixfmt.datatype) != type_of(p->pixfmt.datatype)) return false;
-    return is_float_type(v->pixfmt.datatype) || v->pixfmt.bits == p->pixfmt.bits;
+    if (is_float_type(v->pixfmt.datatype)) return true;
+    if (v->pixfmt.bits != p->pixfmt.bits) return false;
+    return (request & (MVREQ_HIGH | MVREQ_LOW)) != 0 ||
+           own_justification(v->pixfmt, v->pixiesize) == own_justification(p->pixfmt, p->pixiesize);
+}
+
+// Converted values pass to and from the caller in a working form: the
+// view's bits low-justified (or filling the container), clean, in the
+// machine's byte order.  The caller receives them as its request asks; a
+// request that names no justification gets the view's own.
+mem::SideChoice caller_side(const mvimage* v, uint32_t request, bool write) {
+    mvpixfmt working = v->pixfmt;
+    working.byteorder = 0;
+    if (is_int_type(working.datatype)) {
+        if (!(request & (MVREQ_HIGH | MVREQ_LOW))) request |= own_justification(v->pixfmt, v->pixiesize);
+        working.valform = working.bits >= 8 * v->pixiesize ? MVVALFORM_FULL : MVVALFORM_LOW;
+        working.valflags = 0;
+    }
+    return mem::choose_side(working, v->pixiesize, request, write);
 }
 
 uint32_t parent_request(const mvimage* p, const ConvState& s) {
@@ -45,7 +79,9 @@ uint32_t parent_request(const mvimage* p, const ConvState& s) {
 }
 
 // Runs are fetched in the parent's form and converted chunk by chunk.
-template <bool Write>
+// FromMap: reads convert straight from the parent's mapped lines where a
+// chunk maps as packed pixels of its form (else from a staged copy).
+template <bool Write, bool FromMap>
 uint32_t staged_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
                    int32_t y) {
     mvimage* p = parent(v);
@@ -75,7 +111,7 @@ uint32_t staged_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int
             // a copy of the run in the staging area.
             const void* from = nullptr;
             mvmapdesc map{};
-            if (s.parent_maps && p->imap(p, &map, at.x, at.y) == 1) {
+            if (FromMap && p->imap(p, &map, at.x, at.y) == 1) {
                 if (map.count >= k && map.stride == p->pixelsize &&
                     reinterpret_cast<uintptr_t>(map.address) % pbytes == 0)
                     from = map.address;
@@ -100,9 +136,10 @@ uint32_t staged_io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int
 }
 
 int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
-    v->ioread = noop::io;
-    v->iorite = noop::io;
-    v->iolen = noop::len;
+    v->ioread = noop::ioread;
+    v->iorite = noop::iorite;
+    v->iolen = noop::iolen;
+    v->iowait = noop::iowait;
     mvimage* p = parent(v);
     NestingGuard guard;
     if (p == v || guard.too_deep()) return kSelfParent;
@@ -114,17 +151,18 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     ConvState& s = st(v);
     s.head.run_mode = mode;
     s.head.sel_count = sel.count;
-    if (can_forward(v, p)) {
+    if (can_forward(v, p, type)) {
         const int32_t rc = p->ioset(p, mode, type, mask);
         if (rc < 0) return rc;
         s.direct = 1;
-        v->ioread = offset_forward_io<false>;
-        v->iorite = offset_forward_io<true>;
-        v->iolen = offset_iolen;
+        v->ioread = mvimconv_ioread_supported;
+        v->iorite = mvimconv_iorite_supported;
+        v->iolen = mvimconv_iolen_supported;
+        v->iowait = mvimconv_iowait_supported;
         return rc;
     }
-    const mem::SideChoice read = mem::choose_side(v, type, false);
-    const mem::SideChoice write = mem::choose_side(v, type, true);
+    const mem::SideChoice read = caller_side(v, type, false);
+    const mem::SideChoice write = caller_side(v, type, true);
     if (!read.move || !write.move || !s.to_view.fn || !s.to_parent.fn) return MVERR_DATATYPE;
     const int32_t rc = p->ioset(p, mode, parent_request(p, s), mask);
     if (rc < 0) return rc;
@@ -135,11 +173,12 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     s.write_arg = write.arg;
     s.caller_plain = read.move == mem::choose_move(v->pixiesize, mem::Adjust::none, mem::swap_none);
     // Reads along lines of whole pixels may convert from mapped memory.
-    s.parent_maps = !(mode & MVMODE_YSCAN) && mask == all_pixies_mask(p->pixfmt.pixies) &&
-                    p->imapset(p, 0, parent_request(p, s), mask) > 0;
-    v->ioread = staged_io<false>;
-    v->iorite = staged_io<true>;
-    v->iolen = offset_iolen;
+    const bool parent_maps = !(mode & MVMODE_YSCAN) && mask == all_pixies_mask(p->pixfmt.pixies) &&
+                             p->imapset(p, 0, parent_request(p, s), mask) > 0;
+    v->ioread = parent_maps ? mvimconv_ioread_almostsupported : mvimconv_ioreadpfbix;
+    v->iorite = parent_maps ? mvimconv_iorite_almostsupported : mvimconv_ioritepfbix;
+    v->iolen = mvimconv_iolen_supported;
+    v->iowait = mvimconv_iowait_supported;
     return 1;
 }
 
@@ -178,13 +217,13 @@ int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (!parse_mask(mask, v->pixfmt.pixies, sel)) return MVERR_COLORS;
     ConvState& s = st(v);
     int32_t rc;
-    if (can_forward(v, p)) {
+    if (can_forward(v, p, type)) {
         rc = p->bxts(p, mode, type, mask);
         if (rc < 0) return rc;
-        v->bxta = offset_bxta;
+        v->bxta = mvimconv_bxta_supported;
     } else {
-        const mem::SideChoice read = mem::choose_side(v, type, false);
-        const mem::SideChoice write = mem::choose_side(v, type, true);
+        const mem::SideChoice read = caller_side(v, type, false);
+        const mem::SideChoice write = caller_side(v, type, true);
         if (!read.move || !write.move || !s.to_view.fn || !s.to_parent.fn) return MVERR_DATATYPE;
         rc = p->bxts(p, mode, parent_request(p, s), mask);
         if (rc < 0) return rc;
@@ -192,11 +231,11 @@ int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
         s.read_arg = read.arg;
         s.write_move = write.move;
         s.write_arg = write.arg;
-        v->bxta = bxta_staged;
+        v->bxta = mvimconv_bxta_unsupported;
     }
     s.bxt_count = sel.count;
-    v->bxtp = offset_bxtp;
-    v->bxtw = forward_bxtw;
+    v->bxtp = mvimconv_bxtp;
+    v->bxtw = mvimconv_bxtw;
     return rc;
 }
 
@@ -207,35 +246,23 @@ int32_t imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     v->imap = noop::imap;
     v->imapr = noop::imapr;
     mvimage* p = parent(v);
-    if (p != v && (!can_forward(v, p) || type_of(type) != type_of(v->pixfmt.datatype)))
+    if (p != v && (!can_forward(v, p, type) || type_of(type) != type_of(v->pixfmt.datatype)))
         return MVERR_DATATYPE;
-    return forward_imapset(v, mode, type, mask);
+    return forward_imapset(v, mode, type, mask, mvimconv_imap, mvimconv_imapr);
 }
 
-// The view's own format: the requested data type (and range, for floats)
-// with the parent's pixies and colour space, holding its values low-
-// justified in the machine's byte order.
+// The view's format: the seven words the caller gives (the parent's when
+// it gives none), with the significant bits newbits when non-zero, else
+// the parent's.  Integer bits of 0 or beyond the container become the
+// container, and a valform of 0x300 (bits fill the container) becomes
+// 0x200 when the bits so chosen do not fill it; floats have no bits.
 mvpixfmt view_format(const mvpixfmt& parent_fmt, const mvpixfmt* newfmt, uint32_t newbits) {
     mvpixfmt f = newfmt ? *newfmt : parent_fmt;
-    f.pixies = parent_fmt.pixies;
-    f.colorspace = parent_fmt.colorspace;
-    f.byteorder = 0;
-    const uint32_t bytes = pixie_bytes(f.datatype);
     if (is_int_type(f.datatype)) {
-        const uint32_t container = 8 * bytes;
-        uint32_t bits = newbits;
-        if (!bits && newfmt) bits = newfmt->bits;
-        if (!bits && is_int_type(parent_fmt.datatype)) bits = parent_fmt.bits;
-        if (!bits || bits > container) bits = container;
-        f.bits = bits;
-        f.valform = bits == container ? MVVALFORM_FULL : MVVALFORM_LOW;
-        f.valflags = 0;
-    } else if (!newfmt || !is_float_type(newfmt->datatype)) {
-        // A float view over an integer parent, or keeping a float parent's
-        // type: the range is the parent's for floats, 0..1 otherwise.
-        f.bits = 0;
-        f.valform = is_float_type(parent_fmt.datatype) ? parent_fmt.valform : MVFLOAT_ONE_BITS;
-        f.valflags = is_float_type(parent_fmt.datatype) ? parent_fmt.valflags : 0;
+        const uint32_t container = 8 * pixie_bytes(f.datatype);
+        const uint32_t bits = newbits ? newbits : parent_fmt.bits;
+        f.bits = bits == 0 || bits > container ? container : bits;
+        if (f.valform == MVVALFORM_FULL && f.bits < container) f.valform = MVVALFORM_LOW;
     } else {
         f.bits = 0;
     }
@@ -243,7 +270,9 @@ mvpixfmt view_format(const mvpixfmt& parent_fmt, const mvpixfmt* newfmt, uint32_
 }
 
 mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
-    return follow_xwind(v, w, code, [](mvimage* view) { set_idle_slots(view, ioset, bxts, imapset); });
+    return follow_xwind(v, w, code, [](mvimage* view) {
+        set_idle_slots(view, mvimconv_ioset, mvimconv_bxts, mvimconv_imapset);
+    });
 }
 
 }  // namespace
@@ -262,13 +291,13 @@ extern "C" MVIP_API int32_t mvimage_converter(mvimage* v, mvimage* parent_ref,
         mvimage_defnull(v);
         return MVERR_USAGE;
     }
-    const ParentDescription d = describe(p);
+    const ParentDescription d = describe(v, p);
     fill_description(v, d, follow != 0);
     v->pixfmt = view_format(d.pixfmt, newfmt, newbits);
     derive_sizes(v);
     set_kind(v, "MVIMCONV");
-    v->aeiou = forward_aeiou;
-    v->xwind = xwind;
+    v->aeiou = mvimconv_aeiou;
+    v->xwind = mvimconv_xwind;
     ConvState& s = st(v);
     s.head.parent_ref = ref;
     s.head.follow = follow;
@@ -294,4 +323,70 @@ extern "C" MVIP_API int32_t mvimage3_converter(mvimage3* v, mvimage3* parent,
     if (!v) return MVERR_USAGE;
     mvimage3_defnull(v);
     return MVERR_UNSUPPORTED;  // 3-D images are not built yet
+}
+
+// ---- slot routines by name ---------------------------------------------------
+
+extern "C" MVIP_API int32_t mvimconv_ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    return v ? ioset(v, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimconv_ioread_supported(mvimage* v, uint32_t flags, void* buffer,
+                                                       uint32_t count, int32_t x, int32_t y) {
+    return v ? offset_forward_io<false>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimconv_iorite_supported(mvimage* v, uint32_t flags, void* buffer,
+                                                       uint32_t count, int32_t x, int32_t y) {
+    return v ? offset_forward_io<true>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API int32_t mvimconv_iowait_supported(mvimage* v) {
+    return v ? forward_iowait(v) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimconv_iolen_supported(mvimage* v, uint32_t count, int32_t x, int32_t y) {
+    return v ? offset_iolen(v, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimconv_ioread_almostsupported(mvimage* v, uint32_t flags, void* buffer,
+                                                             uint32_t count, int32_t x, int32_t y) {
+    return v ? staged_io<false, true>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimconv_iorite_almostsupported(mvimage* v, uint32_t flags, void* buffer,
+                                                             uint32_t count, int32_t x, int32_t y) {
+    return v ? staged_io<true, false>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimconv_ioreadpfbix(mvimage* v, uint32_t flags, void* buffer,
+                                                  uint32_t count, int32_t x, int32_t y) {
+    return v ? staged_io<false, false>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvimconv_ioritepfbix(mvimage* v, uint32_t flags, void* buffer,
+                                                  uint32_t count, int32_t x, int32_t y) {
+    return v ? staged_io<true, false>(v, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API int32_t mvimconv_bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    return v ? bxts(v, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimconv_bxtp(mvimage* v, int32_t operation, mvbxtentry* list, uint32_t n) {
+    return v ? offset_bxtp(v, operation, list, n) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimconv_bxta_supported(mvimage* v, int32_t operation, void* buffer,
+                                                     mvbxtentry* list, uint32_t n, int32_t code) {
+    return v ? offset_bxta(v, operation, buffer, list, n, code) : 0;
+}
+extern "C" MVIP_API uint32_t mvimconv_bxta_unsupported(mvimage* v, int32_t operation, void* buffer,
+                                                       mvbxtentry* list, uint32_t n, int32_t code) {
+    return v ? bxta_staged(v, operation, buffer, list, n, code) : 0;
+}
+extern "C" MVIP_API int32_t mvimconv_bxtw(mvimage* v) { return v ? forward_bxtw(v) : MVERR_USAGE; }
+extern "C" MVIP_API int32_t mvimconv_imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+    return v ? imapset(v, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimconv_imap(mvimage* v, mvmapdesc* desc, int32_t x, int32_t y) {
+    return v ? offset_imap(v, desc, x, y) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimconv_imapr(mvimage* v, mvmapdesc* desc) {
+    return v ? forward_imapr(v, desc) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimconv_aeiou(mvimage* v, uint32_t code, void* arg) {
+    return v ? forward_aeiou(v, code, arg) : 0;
+}
+extern "C" MVIP_API mvywindow* mvimconv_xwind(mvimage* v, mvywindow* w, int32_t code) {
+    return v ? xwind(v, w, code) : nullptr;
 }

@@ -66,7 +66,8 @@ int32_t forward_bxtw(mvimage* v) {
     return p == v ? 1 : p->bxtw(p);
 }
 
-int32_t forward_imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
+int32_t forward_imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask, mvslot_imap imap,
+                        mvslot_imapr imapr) {
     mvimage* p = head_parent(v);
     NestingGuard guard;
     if (p == v || guard.too_deep()) return kSelfParent;
@@ -76,8 +77,8 @@ int32_t forward_imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask)
     if (rc < 0) return rc;
     head_of(v).map_mode = mode & ~MVMODE_WRITE;
     if (rc == MVMAP_GRANT) head_of(v).map_mode &= ~MVMODE_CONTINUE;
-    v->imap = offset_imap;
-    v->imapr = forward_imapr;
+    v->imap = imap;
+    v->imapr = imapr;
     return rc;
 }
 
@@ -103,6 +104,12 @@ int32_t forward_imapr(mvimage* v, mvmapdesc* desc) {
         return 0;
     }
     return p->imapr(p, desc);
+}
+
+int32_t forward_iowait(mvimage* v) {
+    mvimage* p = head_parent(v);
+    NestingGuard guard;
+    return p == v || guard.too_deep() ? 1 : p->iowait(p);
 }
 
 uint32_t forward_aeiou(mvimage* v, uint32_t code, void* arg) {

@@ -34,13 +34,18 @@ uint32_t offset_bxta(mvimage* v, int32_t operation, void* buffer, mvbxtentry* li
 int32_t forward_bxtw(mvimage* v);
 
 // Mapping forwarded to the parent: the grant, the translated runs (cut to
-// the view's window) and their release.
-int32_t forward_imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask);
+// the view's window) and their release.  A grant installs the kind's own
+// routines for these two (which call offset_imap and forward_imapr).
+int32_t forward_imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask, mvslot_imap imap,
+                        mvslot_imapr imapr);
 int32_t offset_imap(mvimage* v, mvmapdesc* desc, int32_t x, int32_t y);
 int32_t forward_imapr(mvimage* v, mvmapdesc* desc);
 
 // Inquiries: the parent's answer, 'b', 'i', 'm' with one more layer.
 uint32_t forward_aeiou(mvimage* v, uint32_t code, void* arg);
+
+// Waits for the parent's pending transfers.
+int32_t forward_iowait(mvimage* v);
 
 // xwind: 's' sets the view's window (and the parent's when following) and
 // then calls install_idle; 'w' and 'i' answer from the view's own fields.

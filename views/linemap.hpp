@@ -19,8 +19,26 @@ struct LineState {
 };
 #pragma pack(pop)
 
+// The exported routines a kind of line view installs (mvim<kind>_*), each
+// a thin C function over the LineView member of the same name.
+struct LineSlots {
+    mvslot_io read_x, read_y, write_x, write_y;
+    mvslot_len iolen;
+    mvslot_set ioset, bxts;
+    mvslot_bxtp bxtp;
+    mvslot_bxta bxta;
+    mvslot_wait bxtw;
+    mvslot_set imapset;
+    mvslot_imap imap;
+    mvslot_imapr imapr;
+    mvslot_aeiou aeiou;
+    mvslot_xwind xwind;
+};
+
 template <class Policy>
 struct LineView {
+    static constexpr const LineSlots& slots = Policy::kSlots;
+
     static LineState& st(mvimage* v) { return state_of<LineState>(v); }
     static mvimage* parent(mvimage* v) { return parent_of<LineState>(v); }
 
@@ -79,9 +97,9 @@ struct LineView {
     }
 
     static int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
-        v->ioread = noop::io;
-        v->iorite = noop::io;
-        v->iolen = noop::len;
+        v->ioread = noop::ioread;
+        v->iorite = noop::iorite;
+        v->iolen = noop::iolen;
         mvimage* p = parent(v);
         NestingGuard guard;
         if (p == v || guard.too_deep()) return kSelfParent;
@@ -94,9 +112,9 @@ struct LineView {
         const int32_t rc = p->ioset(p, mode, type, mask);
         if (rc < 0) return rc;
         const bool y = (mode & MVMODE_YSCAN) != 0;
-        v->ioread = y ? io<false, true> : io<false, false>;
-        v->iorite = y ? io<true, true> : io<true, false>;
-        v->iolen = iolen;
+        v->ioread = y ? slots.read_y : slots.read_x;
+        v->iorite = y ? slots.write_y : slots.write_x;
+        v->iolen = slots.iolen;
         return rc;
     }
 
@@ -145,8 +163,8 @@ struct LineView {
         const int32_t rc = p->imapset(p, mode, type, mask);
         if (rc < 0) return rc;
         st(v).map_mode = mode;
-        v->imap = imap;
-        v->imapr = imapr;
+        v->imap = slots.imap;
+        v->imapr = slots.imapr;
         return MVMAP_GRANT;
     }
 
@@ -192,14 +210,14 @@ struct LineView {
                 if (st(v).head.follow && p != v && !guard.too_deep())
                     p->xwind(p, &v->wind, 's');
                 set_noop_slots(v);
-                v->ioset = ioset;
-                v->bxts = bxts;
-                v->bxtp = bxtp;
-                v->bxta = bxta;
-                v->bxtw = bxtw;
-                v->imapset = imapset;
-                v->imap = imap;
-                v->imapr = imapr;
+                v->ioset = slots.ioset;
+                v->bxts = slots.bxts;
+                v->bxtp = slots.bxtp;
+                v->bxta = slots.bxta;
+                v->bxtw = slots.bxtw;
+                v->imapset = slots.imapset;
+                v->imap = slots.imap;
+                v->imapr = slots.imapr;
                 return &v->wind;
             }
             case 'w':
@@ -220,16 +238,17 @@ struct LineView {
             mvimage_defnull(v);
             return MVERR_USAGE;
         }
-        const ParentDescription d = describe(p);
-        const int32_t height = follow ? d.imdim.se.y : d.wind.se.y - d.wind.nw.y;
+        const ParentDescription d = describe(v, p);
+        // A self-parent view has no lines to check the field against.
+        const int32_t height = p == v ? INT32_MAX : follow ? d.imdim.se.y : d.wind.se.y - d.wind.nw.y;
         if (!Policy::accepts(height, field)) {
             mvimage_defnull(v);
             return MVERR_USAGE;
         }
         fill_description(v, d, follow != 0);
         set_kind(v, Policy::kKind);
-        v->aeiou = aeiou;
-        v->xwind = xwind;
+        v->aeiou = slots.aeiou;
+        v->xwind = slots.xwind;
         LineState& s = st(v);
         s.head.parent_ref = ref;
         s.head.follow = follow;

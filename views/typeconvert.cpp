@@ -138,6 +138,25 @@ Side side_of(const mvpixfmt& fmt) {
     return {type_of(fmt.datatype), fmt.bits, float_range(fmt)};
 }
 
+mvpixfmt format_as(const mvpixfmt& from, uint32_t type, uint32_t bits) {
+    mvpixfmt f = from;
+    f.datatype = type;
+    f.byteorder = 0;
+    if (is_int_type(type)) {
+        const uint32_t container = 8 * pixie_bytes(type);
+        f.bits = bits == 0 || bits > container ? container : bits;
+        f.valform = f.bits == container ? MVVALFORM_FULL : MVVALFORM_LOW;
+        f.valflags = 0;
+    } else {
+        f.bits = 0;
+        if (!is_float_type(from.datatype)) {
+            f.valform = MVFLOAT_ONE_BITS;
+            f.valflags = 0;
+        }
+    }
+    return f;
+}
+
 Plan plan(const Side& from, const Side& to, bool mask_source) {
     switch (type_of(from.type)) {
         case MVTYPE_U8: return plan_from<uint8_t>(from, to, mask_source);

@@ -48,4 +48,12 @@ struct Plan {
 // are first masked to their significant bits (the source may carry others).
 Plan plan(const Side& from, const Side& to, bool mask_source);
 
+// A consistent format for presenting `from` in data type `type`: its pixies
+// and colour space; integers with `bits` significant bits (0 or more than
+// the container: the container), low-justified (or filling the container),
+// clean, in the machine's byte order; floats with from's range when from
+// is a float format, else 0..1.  What a caller of the type converter gives
+// when it wants only another data type.
+mvpixfmt format_as(const mvpixfmt& from, uint32_t type, uint32_t bits);
+
 }  // namespace mvip::conv

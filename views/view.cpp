@@ -23,8 +23,9 @@ NestingGuard::NestingGuard() { ++nesting; }
 NestingGuard::~NestingGuard() { --nesting; }
 bool NestingGuard::too_deep() const { return nesting > kMaxNesting; }
 
-ParentDescription describe(const mvimage* parent) {
+ParentDescription describe(const mvimage* view, const mvimage* parent) {
     ParentDescription d{};
+    if (parent == view) return d;
     d.wind = parent->wind;
     d.imdim = parent->imdim;
     d.pixfmt = parent->pixfmt;

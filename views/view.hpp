@@ -50,7 +50,11 @@ struct ParentDescription {
     mvpixfmt pixfmt;
     mvgeometry geometry;
 };
-ParentDescription describe(const mvimage* parent);
+// A view whose reference designates itself has no parent to describe, and
+// its record may hold anything before it is built: nothing is read from it
+// and the description is empty (no pixels, no format).  Such a view is
+// built all the same, so that its set-up slots can answer -5.
+ParentDescription describe(const mvimage* view, const mvimage* parent);
 
 // Clears the view and fills dimensions, window, format and geometry by the
 // follow-window rule: following, the view takes the parent's dimensions and
