@@ -17,7 +17,7 @@ const Format kFormats[] = {{MVTYPE_U8, 8, 1},  {MVTYPE_U8, 5, 1},  {MVTYPE_U16, 
 const Format kSomeFormats[] = {{MVTYPE_U8, 8, 1}, {MVTYPE_U16, 12, 1}, {MVTYPE_U32, 32, 1}, {MVTYPE_FLOAT, 0, 1},
                                {MVTYPE_DOUBLE, 0, 1}};
 
-Format with_pixies(Format f, uint32_t pixies, uint32_t space = 0) {
+Format with_pixies(Format f, uint32_t pixies, uint32_t space = kSpaceByPixies) {
     f.pixies = pixies;
     f.space = space;
     return f;

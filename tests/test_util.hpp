@@ -69,13 +69,15 @@ inline bool wind_is(const mvimage& im, int32_t nx, int32_t ny, int32_t sx, int32
 
 // ---- formats and memory images -------------------------------------------
 
+constexpr uint32_t kSpaceByPixies = ~0u;
+
 struct Format {
     uint32_t type;
     uint32_t bits;    // significant bits; 0 for float types
     uint32_t pixies;
     float lo = 0.f;   // float types: the value range
     float hi = 1.f;
-    uint32_t space = 0;  // 0: grey, complex, BGR or BGRX by the pixie count
+    uint32_t space = kSpaceByPixies;  // or grey, complex, BGR or BGRX by the pixie count
 };
 
 inline bool is_float(uint32_t type) { return type == MVTYPE_FLOAT || type == MVTYPE_DOUBLE; }
@@ -141,7 +143,7 @@ public:
     void init(mvimage* rec) const {
         mvpixfmt pf{};
         ASSERT_EQ(mvpixfmt_set(&pf, fmt_.type, fmt_.bits, fmt_.pixies,
-                               fmt_.space ? fmt_.space : default_space(fmt_.pixies)),
+                               fmt_.space != kSpaceByPixies ? fmt_.space : default_space(fmt_.pixies)),
                   0);
         if (is_float(fmt_.type)) {
             pf.valflags = std::bit_cast<uint32_t>(fmt_.lo);
