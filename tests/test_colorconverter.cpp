@@ -63,25 +63,6 @@ struct Img : Image {
     }
 };
 
-double load(const unsigned char* p, uint32_t type) {
-    switch (type) {
-        case MVTYPE_U8: return *p;
-        case MVTYPE_U16: { uint16_t v; std::memcpy(&v, p, 2); return v; }
-        case MVTYPE_FLOAT: { float v; std::memcpy(&v, p, 4); return v; }
-        case MVTYPE_DOUBLE: { double v; std::memcpy(&v, p, 8); return v; }
-        default: { uint32_t v; std::memcpy(&v, p, 4); return v; }
-    }
-}
-void store(unsigned char* p, uint32_t type, double v) {
-    switch (type) {
-        case MVTYPE_U8: *p = static_cast<uint8_t>(v); break;
-        case MVTYPE_U16: { const auto x = static_cast<uint16_t>(v); std::memcpy(p, &x, 2); break; }
-        case MVTYPE_FLOAT: { const auto x = static_cast<float>(v); std::memcpy(p, &x, 4); break; }
-        case MVTYPE_DOUBLE: std::memcpy(p, &v, 8); break;
-        default: { const auto x = static_cast<uint32_t>(v); std::memcpy(p, &x, 4); break; }
-    }
-}
-
 // ---- the model: plain per-pixel formulas -----------------------------------------
 
 // A colour both as r, g, b and as full-range YCrCb.  Between grey and the
@@ -458,7 +439,7 @@ void read_case(Rng& rng, const Format& tc, uint32_t ps, uint32_t vs) {
             const int64_t vx = int64_t{vx0} + x;  // view image coordinates
             const uint32_t ppx = static_cast<uint32_t>(vx + (follow ? 0 : px0)), ppy = vy0 + y + (follow ? 0 : py0);
             for (uint32_t c = 0; c < count; ++c) {
-                const double got = load(buf.data() + (size_t{j} * count + c) * vb, tc.type);
+                const double got = load_value(buf.data() + (size_t{j} * count + c) * vb, tc.type);
                 const double exact = ps == vs ? parent.get(ppx, ppy, first + c) : expected_pixie(parent, vs, ppx, ppy, vx, first + c);
                 ASSERT_TRUE(pixie_matches(got, exact, rg, vs, first + c, tc.type, ps == vs))
                     << "view pixel " << x << "," << y << " pixie " << first + c;
@@ -503,14 +484,14 @@ void write_case(Rng& rng, const Format& tc, uint32_t ps, uint32_t vs, bool parti
             ASSERT_EQ(view.ioset(&view, 0, tc.type | MVREQ_LOW, (1u << vp) - 1), 1);
             ASSERT_EQ(view.ioread(&view, 0, buf.data(), w, 0, y), w);
             for (uint32_t x = 0; x < w; ++x)
-                for (uint32_t c = 0; c < vp; ++c) line[x][c] = load(buf.data() + (size_t{x} * vp + c) * vb, tc.type);
+                for (uint32_t c = 0; c < vp; ++c) line[x][c] = load_value(buf.data() + (size_t{x} * vp + c) * vb, tc.type);
             first = pick(rng, vp), count = 1 + pick(rng, vp - first);
         }
         ASSERT_EQ(view.ioset(&view, 0, tc.type | MVREQ_LOW, ((1u << count) - 1) << first), 1);
         for (uint32_t x = 0; x < w; ++x)
             for (uint32_t c = 0; c < count; ++c) {
                 line[x][first + c] = random_value(rng, rg);
-                store(buf.data() + (size_t{x} * count + c) * vb, tc.type, line[x][first + c]);
+                store_value(buf.data() + (size_t{x} * count + c) * vb, tc.type, line[x][first + c]);
             }
         const auto before = parent.values();
         ASSERT_EQ(view.iorite(&view, 0, buf.data(), w, 0, y), w);

@@ -116,6 +116,27 @@ inline std::string name_of(const Format& f) {
     return s + "x" + std::to_string(f.pixies);
 }
 
+// A value of `type` in memory, and the reverse (integers: the caller
+// passes a value that fits the container).
+inline double load_value(const void* p, uint32_t type) {
+    switch (type) {
+        case MVTYPE_U8: return *static_cast<const uint8_t*>(p);
+        case MVTYPE_U16: { uint16_t v; std::memcpy(&v, p, 2); return v; }
+        case MVTYPE_FLOAT: { float v; std::memcpy(&v, p, 4); return v; }
+        case MVTYPE_DOUBLE: { double v; std::memcpy(&v, p, 8); return v; }
+        default: { uint32_t v; std::memcpy(&v, p, 4); return v; }
+    }
+}
+inline void store_value(void* p, uint32_t type, double v) {
+    switch (type) {
+        case MVTYPE_U8: *static_cast<uint8_t*>(p) = static_cast<uint8_t>(v); break;
+        case MVTYPE_U16: { const auto u = static_cast<uint16_t>(v); std::memcpy(p, &u, 2); break; }
+        case MVTYPE_FLOAT: { const auto u = static_cast<float>(v); std::memcpy(p, &u, 4); break; }
+        case MVTYPE_DOUBLE: std::memcpy(p, &v, 8); break;
+        default: { const auto u = static_cast<uint32_t>(v); std::memcpy(p, &u, 4); break; }
+    }
+}
+
 // How an image's pixels lie in memory: `pad` unused pixels after every
 // line, lines bottom-up, values in the opposite byte order (such an image
 // refuses direct mapping, so operations reach it through buffers).
@@ -183,25 +204,13 @@ public:
         unsigned char raw[8];
         std::memcpy(raw, at(x, y, k), value_bytes(fmt_.type));
         if (l_.swapped) std::reverse(raw, raw + value_bytes(fmt_.type));
-        switch (fmt_.type) {
-            case MVTYPE_U8: return raw[0];
-            case MVTYPE_U16: { uint16_t v; std::memcpy(&v, raw, 2); return v; }
-            case MVTYPE_FLOAT: { float v; std::memcpy(&v, raw, 4); return v; }
-            case MVTYPE_DOUBLE: { double v; std::memcpy(&v, raw, 8); return v; }
-            default: { uint32_t v; std::memcpy(&v, raw, 4); return v; }
-        }
+        return load_value(raw, fmt_.type);
     }
     // Stores v in the image's type (integers: the caller passes a value
     // that fits the container).
     void set(uint32_t x, uint32_t y, uint32_t k, double v) {
         unsigned char raw[8];
-        switch (fmt_.type) {
-            case MVTYPE_U8: raw[0] = static_cast<uint8_t>(v); break;
-            case MVTYPE_U16: { const auto u = static_cast<uint16_t>(v); std::memcpy(raw, &u, 2); break; }
-            case MVTYPE_FLOAT: { const auto u = static_cast<float>(v); std::memcpy(raw, &u, 4); break; }
-            case MVTYPE_DOUBLE: std::memcpy(raw, &v, 8); break;
-            default: { const auto u = static_cast<uint32_t>(v); std::memcpy(raw, &u, 4); break; }
-        }
+        store_value(raw, fmt_.type, v);
         if (l_.swapped) std::reverse(raw, raw + value_bytes(fmt_.type));
         std::memcpy(at(x, y, k), raw, value_bytes(fmt_.type));
     }
