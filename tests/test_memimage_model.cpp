@@ -154,53 +154,6 @@ TEST(MemImageModel, RunTransfersMatchModel) {
     EXPECT_GT(writes, 1000);
 }
 
-// A whole window read as one stream with continuing runs, in chunks, gives
-// the pixels in scan order; written back the same way it leaves memory as it
-// was.
-TEST(MemImageModel, ChunkedStreamWalk) {
-    Rng rng(77);
-    for (int iter = 0; iter < 200; ++iter) {
-        auto mp = random_image(rng);
-        MemImage& m = *mp;
-        mvimage& im = m.im;
-        const mvywindow win = random_window(rng, m.xdim, m.ydim);
-        ASSERT_EQ(mvimage_setwind(&im, win.nw.x, win.nw.y, win.se.x, win.se.y), 0);
-        const uint32_t w = (uint32_t)(win.se.x - win.nw.x), h = (uint32_t)(win.se.y - win.nw.y), total = w * h;
-        if (!total) continue;
-        const bool yscan = chance(rng, 50);
-        const uint32_t mode = (yscan ? 2u : 0u) | (chance(rng, 70) ? 0x40u : 0u), all = all_mask(m.fmt.pixies);
-        // Requests that match the stored form exactly, so that nothing is
-        // adjusted either way: the same byte order, and the 0x400 tolerance
-        // where the image declares it for that side.
-        const uint32_t same = m.fmt.datatype | (m.fmt.byteorder & 0x800u);
-        const std::string where = describe(m, win) + describe_access(mode, same | 0x400u, all);
-        std::vector<uint8_t> stream((size_t)total * m.pxs);
-        for (bool writing : {false, true}) {
-            ASSERT_EQ(im.ioset(&im, mode, writing ? same | ((m.fmt.valflags >> 16) & 0x400u) : same | 0x400u, all), 1) << where;
-            for (uint32_t done = 0, x = 0, y = 0; done < total;) {
-                const uint32_t chunk = writing ? 0xFFFFFFFFu : 1 + pick(rng, 2 * (yscan ? h : w));
-                uint8_t* at = stream.data() + (size_t)done * m.pxs;
-                const uint32_t n = writing ? im.iorite(&im, 0, at, chunk, (int32_t)x, (int32_t)y)
-                                           : im.ioread(&im, 0, at, chunk, (int32_t)x, (int32_t)y);
-                ASSERT_TRUE(n > 0 && n <= chunk) << where << " at " << x << "," << y;
-                done += n;
-                // Continue where the run ended.
-                uint32_t& along = yscan ? y : x;
-                uint32_t& across = yscan ? x : y;
-                along += n;
-                across += along / (yscan ? h : w);
-                along %= yscan ? h : w;
-            }
-            if (writing) break;
-            const auto pos = run_positions(yscan, w, h, 0, 0, total);
-            for (uint32_t i = 0; i < total; ++i)
-                ASSERT_EQ(std::memcmp(stream.data() + (size_t)i * m.pxs, m.pixel(win.nw.x + pos[i].first, win.nw.y + pos[i].second), m.pxs), 0)
-                    << where << " pixel " << i;
-        }
-        ASSERT_TRUE(m.memory_matches_shadow()) << where;
-    }
-}
-
 // ---- direct mapping -----------------------------------------------------------
 
 TEST(MemImageModel, MappingMatchesModel) {
