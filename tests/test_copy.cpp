@@ -175,7 +175,8 @@ TEST(Copy, SliceCopiesOnePixieIntoAnother) {
     const auto before = dst.raw();
     const std::pair<int32_t, int32_t> bad[] = {{3, 0}, {-1, 0}, {0, 2}, {0, -1}, {INT32_MIN, 0}};
     Hook hook;
-    for (auto [si, di] : bad) EXPECT_EQ(mvip8_copyslice(hook.get(), src.rec(), dst.rec(), si, di), MVERR_USAGE) << si << " " << di;
+    for (auto [si, di] : bad)
+        EXPECT_EQ(mvip8_copyslice(hook.get(), src.rec(), dst.rec(), si, di), MVERR_USAGE) << si << " " << di;
     EXPECT_EQ(mvip8_copyslice(hook.get(), nullptr, dst.rec(), 0, 0), MVERR_USAGE);
     EXPECT_EQ(mvip8_copyslice(hook.get(), src.rec(), nullptr, 0, 0), MVERR_USAGE);
     EXPECT_TRUE(hook.calls.empty());
@@ -269,7 +270,8 @@ TEST(CopyResample, NearestAndBilinearMatchTheReference) {
                     src.window(2, 1, 2 + int32_t(s.sw), 1 + int32_t(s.sh));
                     dst.window(1, 2, 1 + int32_t(s.dw), 2 + int32_t(s.dh));
                     const auto want = with_window(dst, [&](uint32_t x, uint32_t y, uint32_t k) {
-                        return bilinear ? reference_bilinear(src, s.dw, s.dh, x, y, k) : reference_nearest(src, s.dw, s.dh, x, y, k);
+                        return bilinear ? reference_bilinear(src, s.dw, s.dh, x, y, k)
+                                        : reference_nearest(src, s.dw, s.dh, x, y, k);
                     });
                     ASSERT_EQ(bilinear ? mvip8_copyinterpbilinear(nullptr, src.rec(), dst.rec())
                                        : mvip8_copyinterpnearest(nullptr, src.rec(), dst.rec()),
@@ -325,7 +327,8 @@ TEST(Copy, ShiftIsADisplacedCopyInPlaceAndNot) {
             for (auto [dx, dy] : shifts)
                 for (bool in_place : {false, true}) {
                     const Format f = with_pixies(f0, pixies);
-                    SCOPED_TRACE(name_of(f) + " shift " + std::to_string(dx) + "," + std::to_string(dy) + (in_place ? " in place" : ""));
+                    SCOPED_TRACE(name_of(f) + " shift " + std::to_string(dx) + "," + std::to_string(dy) +
+                                 (in_place ? " in place" : ""));
                     Img src(f, 12, 11, 41, pixies == 3), other(f, 10, 10, 42, false, 2);
                     Img& dst = in_place ? src : other;
                     src.window(2, 1, 11, 9);  // 9 x 8
@@ -396,7 +399,8 @@ TEST(Copy, ReplicTilesTheSourceOverTheDestination) {
                 Img src(f, s.sw + 2, s.sh + 1, 61, pixies == 3), dst(f, s.dw + 3, s.dh + 2, 62, false, 2);
                 src.window(1, 1, 1 + int32_t(s.sw), 1 + int32_t(s.sh));
                 dst.window(2, 0, 2 + int32_t(s.dw), int32_t(s.dh));
-                const auto want = with_window(dst, [&](uint32_t x, uint32_t y, uint32_t k) { return src.wget(x % s.sw, y % s.sh, k); });
+                const auto want = with_window(
+                    dst, [&](uint32_t x, uint32_t y, uint32_t k) { return src.wget(x % s.sw, y % s.sh, k); });
                 ASSERT_EQ(mvip8_copyreplic(nullptr, src.rec(), dst.rec()), 0);
                 EXPECT_TRUE(holds(dst, want));
             }

@@ -90,7 +90,8 @@ void check(const std::string& what, const Call& call, const Reference& ref, cons
             if (!l.in_place) other.window(2, 1, 2 + int32_t(l.w), 1 + int32_t(l.h));
             std::vector<Plane> planes;
             for (uint32_t k = 0; k < f.pixies; ++k) planes.emplace_back(src, k);
-            const auto want = with_window(dst, [&](uint32_t x, uint32_t y, uint32_t k) { return ref(planes[k], int(x), int(y), f); });
+            const auto want = with_window(
+                dst, [&](uint32_t x, uint32_t y, uint32_t k) { return ref(planes[k], int(x), int(y), f); });
             ASSERT_EQ(0, call(src.rec(), dst.rec()));
             ASSERT_TRUE(holds(dst, want));
         }
@@ -107,7 +108,8 @@ struct Case3 {
 std::vector<Case3> cases_3x3() {
     std::vector<Case3> cases;
     for (int32_t w : {-7, -1, 0, 1, 2, 8, 23, 248, 249, 4000, 70000, 2000000000}) {
-        cases.push_back({"lowpass w=" + std::to_string(w), [w](mvimage* s, mvimage* d) { return mvip8_3x3lowpass(nullptr, s, d, w); },
+        cases.push_back({"lowpass w=" + std::to_string(w),
+                         [w](mvimage* s, mvimage* d) { return mvip8_3x3lowpass(nullptr, s, d, w); },
                          [w](const Nine& n, int64_t top, uint32_t) {
                              const int64_t ring = n[0] + n[1] + n[2] + n[3] + n[5] + n[6] + n[7] + n[8], div = w + 8;
                              return std::clamp<int64_t>((ring + w * n[4] + div / 2) / div, 0, top);
@@ -122,9 +124,11 @@ std::vector<Case3> cases_3x3() {
                          return std::clamp<int64_t>(5 * n[4] - n[1] - n[3] - n[5] - n[7], 0, top);
                      }});
     for (uint32_t t : {0u, 5u, 23u, 300u, 4095u, 0xFFFFFFFFu}) {
-        cases.push_back({"lowpassmear t=" + std::to_string(t), [t](mvimage* s, mvimage* d) { return mvip8_3x3lowpassmear(nullptr, s, d, t); },
+        cases.push_back({"lowpassmear t=" + std::to_string(t),
+                         [t](mvimage* s, mvimage* d) { return mvip8_3x3lowpassmear(nullptr, s, d, t); },
                          [t](const Nine& n, int64_t top, uint32_t) {
-                             const int64_t c = n[4], low = std::max<int64_t>(c - int64_t{t}, 0), high = std::min<int64_t>(c + int64_t{t}, top);
+                             const int64_t c = n[4], low = std::max<int64_t>(c - int64_t{t}, 0),
+                                           high = std::min<int64_t>(c + int64_t{t}, top);
                              int64_t sum = c, count = 1;
                              for (int i = 0; i < 9; ++i)
                                  if (i != 4 && n[i] >= low && n[i] <= high) sum += n[i], ++count;
@@ -221,13 +225,17 @@ TEST(FilterNxN, ConvolveMatchesReference) {
             // A few offset/divisor pairs per mask and mode.
             const int32_t offset = offsets[(mi + mode) % 5], divisor = divisors[(mi * 4 + mode) % 6];
             const Mask& m = masks[mi];
-            check("convolve mask " + std::to_string(mi) + " mode " + std::to_string(mode) + " offset " +
-                      std::to_string(offset) + " divisor " + std::to_string(divisor),
-                  [&](mvimage* s, mvimage* d) { return mvip8_NxNconvolve(nullptr, s, d, m.n, m.coef.data(), offset, divisor, mode); },
-                  [&](const Plane& p, int x, int y, const Format& f) {
-                      return convolve_ref(p, x, y, m.n, m.coef.data(), offset, divisor, mode, (int64_t{1} << f.bits) - 1);
-                  },
-                  kIntFormats, uint32_t(mi * 4 + mode));
+            check(
+                "convolve mask " + std::to_string(mi) + " mode " + std::to_string(mode) + " offset " +
+                    std::to_string(offset) + " divisor " + std::to_string(divisor),
+                [&](mvimage* s, mvimage* d) {
+                    return mvip8_NxNconvolve(nullptr, s, d, m.n, m.coef.data(), offset, divisor, mode);
+                },
+                [&](const Plane& p, int x, int y, const Format& f) {
+                    return convolve_ref(p, x, y, m.n, m.coef.data(), offset, divisor, mode,
+                                        (int64_t{1} << f.bits) - 1);
+                },
+                kIntFormats, uint32_t(mi * 4 + mode));
         }
 }
 
@@ -278,26 +286,30 @@ TEST(FilterNxN, ConvolveFloatMatchesReference) {
     for (size_t ci = 0; ci < cases.size(); ++ci)
         for (uint32_t mode = 0; mode < 4; ++mode) {
             const Case& c = cases[ci];
-            check("convolvef case " + std::to_string(ci) + " mode " + std::to_string(mode),
-                  [&](mvimage* s, mvimage* d) { return mvip8_NxNconvolvef(nullptr, s, d, c.n, c.coef.data(), c.offset, c.divisor, mode); },
-                  [&](const Plane& p, int x, int y, const Format& f) {
-                      double r = 0, sum = 0;
-                      for (int i = 0; i < c.n * c.n; ++i) {
-                          sum += c.coef[size_t(i)];
-                          if (c.coef[size_t(i)] != 0) r += c.coef[size_t(i)] * p.at(x + i % c.n - c.n / 2, y + i / c.n - c.n / 2);
-                      }
-                      const double q = r / (c.divisor != 0 ? c.divisor : sum != 0 ? sum : 1);
-                      const bool floats = is_float(f.type);
-                      const double top = floats ? 1 : double(max_of(f));  // fresh float images range over [0, 1]
-                      // Summed left to right: q + offset, then the centre value
-                      // of the range (mode 2) or the source value (mode 3).
-                      double v = (mode == 1 ? std::fabs(q) : q) + c.offset;
-                      if (mode == 2) v += floats ? 0.5 : (top + 1) / 2;
-                      if (mode == 3) v += p.at(x, y);
-                      if (f.type == MVTYPE_FLOAT) return double(float(v));
-                      return floats ? v : std::floor(std::clamp(v, 0.0, top) + 0.5);
-                  },
-                  formats, uint32_t(ci));
+            check(
+                "convolvef case " + std::to_string(ci) + " mode " + std::to_string(mode),
+                [&](mvimage* s, mvimage* d) {
+                    return mvip8_NxNconvolvef(nullptr, s, d, c.n, c.coef.data(), c.offset, c.divisor, mode);
+                },
+                [&](const Plane& p, int x, int y, const Format& f) {
+                    double r = 0, sum = 0;
+                    for (int i = 0; i < c.n * c.n; ++i) {
+                        sum += c.coef[size_t(i)];
+                        if (c.coef[size_t(i)] != 0)
+                            r += c.coef[size_t(i)] * p.at(x + i % c.n - c.n / 2, y + i / c.n - c.n / 2);
+                    }
+                    const double q = r / (c.divisor != 0 ? c.divisor : sum != 0 ? sum : 1);
+                    const bool floats = is_float(f.type);
+                    const double top = floats ? 1 : double(max_of(f));  // fresh float images range over [0, 1]
+                    // Summed left to right: q + offset, then the centre value
+                    // of the range (mode 2) or the source value (mode 3).
+                    double v = (mode == 1 ? std::fabs(q) : q) + c.offset;
+                    if (mode == 2) v += floats ? 0.5 : (top + 1) / 2;
+                    if (mode == 3) v += p.at(x, y);
+                    if (f.type == MVTYPE_FLOAT) return double(float(v));
+                    return floats ? v : std::floor(std::clamp(v, 0.0, top) + 0.5);
+                },
+                formats, uint32_t(ci));
         }
 }
 

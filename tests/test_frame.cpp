@@ -283,12 +283,15 @@ TEST(FrameFailures, ResultCodes) {
     const std::vector<Row> rows = {
         {"null source", MVERR_USAGE, 0, u8, u8, false, with_null(neg, nullptr, true)},
         {"null destination", MVERR_USAGE, 0, u8, u8, false, with_null(neg, nullptr, false)},
-        {"null image to pixset", MVERR_USAGE, 0, u8, u8, false, [](mvimage*, mvimage*) { return mvip8_pixset(nullptr, nullptr, 1); }},
-        {"null image to histab2", MVERR_USAGE, 0, u8, u8, false, [](mvimage*, mvimage*) {
+        {"null image to pixset", MVERR_USAGE, 0, u8, u8, false,
+         [](mvimage*, mvimage*) { return mvip8_pixset(nullptr, nullptr, 1); }},
+        {"null image to histab2", MVERR_USAGE, 0, u8, u8, false,
+         [](mvimage*, mvimage*) {
              uint32_t hist[256];
              return mvip8_histab2(nullptr, nullptr, hist, 256);
          }},
-        {"null histogram", MVERR_USAGE, 0, u8, u8, false, [](mvimage* s, mvimage*) { return mvip8_histab2(nullptr, s, nullptr, 256); }},
+        {"null histogram", MVERR_USAGE, 0, u8, u8, false,
+         [](mvimage* s, mvimage*) { return mvip8_histab2(nullptr, s, nullptr, 256); }},
         // A null image has no data type, so no kernel is found for it (-19)
         // before its record is checked (-1).
         {"null image source", MVERR_DATATYPE, MVERR_USAGE, u8, u8, false, with_null(neg, &none, true)},
@@ -296,7 +299,8 @@ TEST(FrameFailures, ResultCodes) {
          with_null([](mvimage* s, mvimage* t) { return mvip8_pixiemax(nullptr, s, t); }, &none, true)},
         {"null image destination", MVERR_USAGE, 0, u8, u8, false, with_null(neg, &none, false)},
         {"null image destination, table route", MVERR_USAGE, 0, u8, u8, true, with_null(neg, &none, false)},
-        {"pixset on a null image", MVERR_USAGE, 0, u8, u8, false, [&](mvimage*, mvimage*) { return mvip8_pixset(nullptr, &none, 1); }},
+        {"pixset on a null image", MVERR_USAGE, 0, u8, u8, false,
+         [&](mvimage*, mvimage*) { return mvip8_pixset(nullptr, &none, 1); }},
         {"window heights differ", MVERR_USAGE, 0, u8, u8, false, neg, 0, 1},
         {"window widths differ, table route", MVERR_USAGE, 0, u8, u8, true, neg, -1, 0},
         {"window sizes differ for pixscale", MVERR_USAGE, 0, u16_10, u16_12, false,
@@ -319,39 +323,46 @@ TEST(FrameFailures, ResultCodes) {
         {"u8 source with a float destination to pixshr", MVERR_DATATYPE, 0, u8, f, false, shr},
         {"u8 source with a float destination to pixshr, table route", MVERR_DATATYPE, 0, u8, f, true, shr},
         {"float image to pixshr", MVERR_DATATYPE, 0, f, f, false, shr},
-        {"double image to pixand", MVERR_DATATYPE, 0, d, d, false, [](mvimage* s, mvimage* t) { return mvip8_pixand(nullptr, s, t, 1); }},
+        {"double image to pixand", MVERR_DATATYPE, 0, d, d, false,
+         [](mvimage* s, mvimage* t) { return mvip8_pixand(nullptr, s, t, 1); }},
         {"u32 image to pixthreshold", MVERR_DATATYPE, 0, u32, u32, false,
          [](mvimage* s, mvimage* t) { return mvip8_pixthreshold(nullptr, s, t, 1, 2, 3); }},
-        {"float image to pixadd", MVERR_DATATYPE, 0, f, f, false, [](mvimage* s, mvimage* t) { return mvip8_pixadd(nullptr, s, t, 1, 2); }},
+        {"float image to pixadd", MVERR_DATATYPE, 0, f, f, false,
+         [](mvimage* s, mvimage* t) { return mvip8_pixadd(nullptr, s, t, 1, 2); }},
         {"u32 image to pixcontrast", MVERR_DATATYPE, 0, u32, u32, false,
          [](mvimage* s, mvimage* t) { return mvip8_pixcontrast(nullptr, s, t, 1, 2); }},
-        {"double image to pixgamma", MVERR_DATATYPE, 0, d, d, false, [](mvimage* s, mvimage* t) { return mvip8_pixgamma(nullptr, s, t, 2.0); }},
+        {"double image to pixgamma", MVERR_DATATYPE, 0, d, d, false,
+         [](mvimage* s, mvimage* t) { return mvip8_pixgamma(nullptr, s, t, 2.0); }},
         {"u32 image to pixcontrastperc", MVERR_DATATYPE, 0, u32, u32, false,
          [](mvimage* s, mvimage* t) { return mvip8_pixcontrastperc(nullptr, s, t, 1, 99, nullptr, nullptr); }},
-        {"float image to histab2", MVERR_DATATYPE, 0, f, f, false, [](mvimage* s, mvimage*) {
+        {"float image to histab2", MVERR_DATATYPE, 0, f, f, false,
+         [](mvimage* s, mvimage*) {
              std::vector<uint32_t> hist(1 << 16, 0xCDu);
              const int32_t rc = mvip8_histab2(nullptr, s, hist.data(), uint32_t(hist.size()));
              return std::all_of(hist.begin(), hist.end(), [](uint32_t v) { return v == 0xCDu; }) ? rc : 1;
          }},
-        {"float image to pixset", MVERR_DATATYPE, 0, f, f, false, on_one([](mvimage* t, mvimage*) { return mvip8_pixset(nullptr, t, 1); })},
+        {"float image to pixset", MVERR_DATATYPE, 0, f, f, false,
+         on_one([](mvimage* t, mvimage*) { return mvip8_pixset(nullptr, t, 1); })},
         {"u16 image to pixmap", MVERR_DATATYPE, 0, u16, u16, false,
          [](mvimage* s, mvimage* t) { return mvip8_pixmap(nullptr, s, t, table8(), 256); }},
         {"u8 image to pixmaps", MVERR_DATATYPE, 0, u8, u8, false,
          [](mvimage* s, mvimage* t) { return mvip8_pixmaps(nullptr, s, t, table16(), 4096); }},
         {"u16 image to pixmapl", MVERR_DATATYPE, 0, u16_12, u16_12, false,
          [](mvimage* s, mvimage* t) { return mvip8_pixmapl(nullptr, s, t, table32(), 4096); }},
-        {"a data type without kernels (second 32-bit integer type) to pixneg", MVERR_DATATYPE, 0, i32, i32, false, neg},
+        {"a data type without kernels (second 32-bit integer type) to pixneg", MVERR_DATATYPE, 0, i32, i32, false,
+         neg},
         {"a data type without kernels to pixiemin", MVERR_DATATYPE, 0, i32, i32, false, pixiemin},
         {"a data type without kernels to mvipf_pixadd", MVERR_DATATYPE, 0, i32, i32, false,
          [](mvimage* s, mvimage* t) { return mvipf_pixadd(nullptr, s, t, 1.0); }},
         {"a data type without kernels to pixset", MVERR_DATATYPE, 0, i32, i32, false,
          on_one([](mvimage* t, mvimage*) { return mvip8_pixset(nullptr, t, 1); })},
         {"one-pixie image to pixthreshold3", MVERR_COLORS, 0, u8, u8, false, thr3},
-        {"two-pixie image to pixthreshold3", MVERR_COLORS, 0, Format{MVTYPE_U16, 16, 2}, Format{MVTYPE_U16, 16, 2}, false, thr3},
+        {"two-pixie image to pixthreshold3", MVERR_COLORS, 0, Format{MVTYPE_U16, 16, 2}, Format{MVTYPE_U16, 16, 2},
+         false, thr3},
         {"one-pixie image to pixset3", MVERR_COLORS, 0, u8, u8, false,
          on_one([](mvimage* t, mvimage*) { return mvip8_pixset3(nullptr, t, 1, 2, 3); })},
-        {"two-pixie image to mvipf_pixset3", MVERR_COLORS, 0, Format{MVTYPE_FLOAT, 0, 2}, Format{MVTYPE_FLOAT, 0, 2}, false,
-         on_one([](mvimage* t, mvimage*) { return mvipf_pixset3(nullptr, t, 1, 2, 3); })},
+        {"two-pixie image to mvipf_pixset3", MVERR_COLORS, 0, Format{MVTYPE_FLOAT, 0, 2}, Format{MVTYPE_FLOAT, 0, 2},
+         false, on_one([](mvimage* t, mvimage*) { return mvipf_pixset3(nullptr, t, 1, 2, 3); })},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);

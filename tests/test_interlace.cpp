@@ -68,7 +68,8 @@ TEST(Interlace, PermutationsMatchTheFormulas) {
                         const uint32_t h = height - height % n;
                         std::vector<uint32_t> from(height);
                         for (uint32_t i = 0; i < height; ++i) from[i < h ? destination(kind, i, h, n) : i] = i;
-                        const auto want = with_window(dst, [&](uint32_t x, uint32_t y, uint32_t k) { return src.wget(x, from[y], k); });
+                        const auto want = with_window(
+                            dst, [&](uint32_t x, uint32_t y, uint32_t k) { return src.wget(x, from[y], k); });
                         const auto src_before = src.values();
                         ASSERT_EQ(reorder(kind, nullptr, src.rec(), dst.rec(), int32_t(n)), 0);
                         EXPECT_TRUE(holds(dst, want));

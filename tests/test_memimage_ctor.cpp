@@ -104,14 +104,19 @@ TEST(MemCtor, MemdataSizeCheck) {
         int32_t pitch, rc;
     };
     const Case cases[] = {
-        {mem.data(), 640 * 480 - 1, dims, 0, -1}, {mem.data(), 640 * 480, dims, 0, 0}, {mem.data(), 0, dims, 0, 0},  // 0: unchecked
+        {mem.data(), 640 * 480 - 1, dims, 0, -1},
+        {mem.data(), 640 * 480, dims, 0, 0},
+        {mem.data(), 0, dims, 0, 0},  // 0: unchecked
         // With an explicit pitch the check is ydim x pitch, for a bottom-up
         // pitch its magnitude.
-        {mem.data(), 479 * 641, dims, 641, -1}, {mem.data(), 480 * 641, dims, 641, 0},
-        {top, 640 * 480 - 1, dims, -640, -1},   {top, 640 * 480, dims, -640, 0},
+        {mem.data(), 479 * 641, dims, 641, -1},
+        {mem.data(), 480 * 641, dims, 641, 0},
+        {top, 640 * 480 - 1, dims, -640, -1},
+        {top, 640 * 480, dims, -640, 0},
         {mem.data(), 0x100000000ull + 10, dims, 0, 0},  // sizes beyond 32 bits compared whole
         // ydim x pitch may not wrap: 65536 lines of 65536 bytes are 2^32.
-        {mem.data(), 100, tall, 65536, -1}, {mem.data(), 100, tall, -65536, -1},
+        {mem.data(), 100, tall, 65536, -1},
+        {mem.data(), 100, tall, -65536, -1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << "size " << c.size << " pitch " << c.pitch);
@@ -132,18 +137,25 @@ TEST(MemCtor, FailuresLeaveNullImages) {
     mvpixfmt fmt{};
     ASSERT_EQ(mvpixfmt_set(&fmt, MVTYPE_U8, 0, 1, MVCS_GREY), 0);
     const std::pair<const char*, std::function<int32_t(mvimage*, void*, const uint32_t*)>> ctors[] = {
-        {"memory", [](mvimage* im, void* p, const uint32_t* d) { return mvimage_memory(im, p, d, 0, MVTYPE_U8, 8, 1, MVCS_GREY, 0); }},
-        {"memory2", [](mvimage* im, void* p, const uint32_t* d) {
+        {"memory", [](mvimage* im, void* p,
+                      const uint32_t* d) { return mvimage_memory(im, p, d, 0, MVTYPE_U8, 8, 1, MVCS_GREY, 0); }},
+        {"memory2",
+         [](mvimage* im, void* p, const uint32_t* d) {
              return mvimage_memory2(im, p, d, 0, MVTYPE_U8, 8, 1, MVCS_GREY, 0, 1.0f, 1.0f, MVUNITS_METER);
          }},
-        {"memory3", [](mvimage* im, void* p, const uint32_t* d) {
+        {"memory3",
+         [](mvimage* im, void* p, const uint32_t* d) {
              return mvimage_memory3(im, p, 0, d, 0, MVTYPE_U8, 8, 1, MVCS_GREY, 0, 1.0f, 1.0f, MVUNITS_METER);
          }},
-        {"memdata", [&fmt](mvimage* im, void* p, const uint32_t* d) { return mvimage_memdata(im, p, 0, d, 0, &fmt, nullptr, 0); }},
+        {"memdata", [&fmt](mvimage* im, void* p,
+                           const uint32_t* d) { return mvimage_memdata(im, p, 0, d, 0, &fmt, nullptr, 0); }},
     };
-    const std::tuple<const char*, void*, const uint32_t*> bads[] = {
-        {"null memory", nullptr, good},  {"null dims", mem.data(), nullptr},           {"zero xdim", mem.data(), zero_x},
-        {"zero ydim", mem.data(), zero_y}, {"xdim beyond 2^31-1", mem.data(), huge_x}, {"ydim beyond 2^31-1", mem.data(), huge_y}};
+    const std::tuple<const char*, void*, const uint32_t*> bads[] = {{"null memory", nullptr, good},
+                                                                    {"null dims", mem.data(), nullptr},
+                                                                    {"zero xdim", mem.data(), zero_x},
+                                                                    {"zero ydim", mem.data(), zero_y},
+                                                                    {"xdim beyond 2^31-1", mem.data(), huge_x},
+                                                                    {"ydim beyond 2^31-1", mem.data(), huge_y}};
     for (const auto& [name, make] : ctors) {
         SCOPED_TRACE(name);
         mvimage im = junk_record();

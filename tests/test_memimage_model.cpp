@@ -96,7 +96,8 @@ TEST(MemImageModel, RunTransfersMatchModel) {
         ASSERT_EQ(mvimage_setwind(&im, win.nw.x, win.nw.y, win.se.x, win.se.y), 0) << describe(m, win);
         const uint32_t w = (uint32_t)(win.se.x - win.nw.x), h = (uint32_t)(win.se.y - win.nw.y);
         for (int acc = 0; acc < 3; ++acc) {
-            const uint32_t mode = (chance(rng, 50) ? 0x2u : 0u) | (chance(rng, 50) ? 0x40u : 0u) | (chance(rng, 15) ? 0x2000u : 0u);
+            const uint32_t mode =
+                (chance(rng, 50) ? 0x2u : 0u) | (chance(rng, 50) ? 0x40u : 0u) | (chance(rng, 15) ? 0x2000u : 0u);
             const uint32_t request = random_request(rng, m.fmt.datatype);
             uint32_t first, c;
             const uint32_t mask = random_mask(rng, m.fmt.pixies, first, c);
@@ -111,7 +112,8 @@ TEST(MemImageModel, RunTransfersMatchModel) {
                 const uint32_t want_len = std::min(count, avail), want_n = inside ? want_len : 0;
                 auto at = [&] {
                     std::ostringstream s;
-                    s << describe(m, win) << describe_access(mode, request, mask) << " at " << x << "," << y << " count " << count;
+                    s << describe(m, win) << describe_access(mode, request, mask) << " at " << x << "," << y
+                      << " count " << count;
                     return s.str();
                 };
                 ASSERT_EQ(im.iolen(&im, count, x, y), want_len) << at();
@@ -145,7 +147,8 @@ TEST(MemImageModel, RunTransfersMatchModel) {
                         for (uint32_t j = 0; j < c; ++j) m.shadow_store(pixie(i, j), conv.to_stored(in[(size_t)i * c + j]));
                     ASSERT_TRUE(m.memory_matches_shadow()) << "iorite memory differs at arena byte " << m.first_difference()
                                                            << " (guard " << m.kGuard << "); " << at();
-                    for (size_t k = 0; k < vals; ++k) ASSERT_EQ(load(buf + k * m.ps, m.ps), in[k]) << "caller's buffer changed; " << at();
+                    for (size_t k = 0; k < vals; ++k)
+                        ASSERT_EQ(load(buf + k * m.ps, m.ps), in[k]) << "caller's buffer changed; " << at();
                 }
             }
         }
@@ -248,11 +251,13 @@ TEST(MemImageModel, MappingMatchesModel) {
                 std::memset(&d, 0xCD, sizeof d);
                 const int32_t r = im.imap(&im, &d, x, y);
                 const uint8_t* addr = want_count ? m.pixel(win.nw.x + x, win.nw.y + y) : nullptr;
-                ASSERT_TRUE(want_count ? r == 1 && d.runs == 1 && d.address == addr && (int64_t)d.stride == stride && d.count == want_count
+                ASSERT_TRUE(want_count ? r == 1 && d.runs == 1 && d.address == addr && (int64_t)d.stride == stride &&
+                                             d.count == want_count
                                        : r == 0 && d.runs == 0)
-                    << "imap answered " << r << " runs " << d.runs << " address offset " << ((const uint8_t*)d.address - m.priv)
-                    << " stride " << (int64_t)d.stride << " count " << d.count << "; want address offset "
-                    << (addr ? addr - m.priv : -1) << " stride " << stride << " count " << want_count << "; " << where << " at " << x << "," << y;
+                    << "imap answered " << r << " runs " << d.runs << " address offset "
+                    << ((const uint8_t*)d.address - m.priv) << " stride " << (int64_t)d.stride << " count " << d.count
+                    << "; want address offset " << (addr ? addr - m.priv : -1) << " stride " << stride << " count "
+                    << want_count << "; " << where << " at " << x << "," << y;
                 im.imapr(&im, &d);
                 EXPECT_EQ(d.runs, 0u);
             }
@@ -345,7 +350,8 @@ TEST(MemImageModel, ScatteredTransfersMatchModel) {
             // Either let bxta prepare the list, or prepare it with bxtp first.
             uint32_t r;
             if (chance(rng, 50)) {
-                r = im.bxta(&im, (int32_t)(0x80u | pick(rng, 0x80)) | (int32_t)(pick(rng, 4) << 8), buf, list.data(), total, code);
+                r = im.bxta(&im, (int32_t)(0x80u | pick(rng, 0x80)) | (int32_t)(pick(rng, 4) << 8), buf, list.data(),
+                            total, code);
             } else {
                 const int32_t prep = (int32_t)(0x80u | pick(rng, 0x80)) - (chance(rng, 50) ? 0 : 256);
                 ASSERT_EQ(im.bxtp(&im, prep, list.data(), total), prep) << at.str();
@@ -374,12 +380,14 @@ TEST(MemImageModel, ScatteredTransfersMatchModel) {
                     if (code == 0) m.shadow_store(p, bv), bv = pv;  // exchange
                     else if (code == 2) bv = pv;                    // read
                     else if (code == 3) m.shadow_store(p, bv);      // write
-                    else if (code == 1 || code == 4 || code == 5) m.shadow_store(p, combine(code, pv, bv, m.fmt.datatype, conv.cmask));
+                    else if (code == 1 || code == 4 || code == 5)
+                        m.shadow_store(p, combine(code, pv, bv, m.fmt.datatype, conv.cmask));
                 }
             ASSERT_TRUE(m.memory_matches_shadow()) << "bxta memory differs at arena byte " << m.first_difference()
                                                    << " (image starts at " << m.kGuard << "); " << at.str();
             for (size_t k = 0; (code == 0 || code == 2) && k < (size_t)inside_n * c; ++k)
-                ASSERT_EQ(load(buf + k * m.ps, m.ps), conv.to_caller(bstored[k])) << "bxta buffer value " << k << "; " << at.str();
+                ASSERT_EQ(load(buf + k * m.ps, m.ps), conv.to_caller(bstored[k]))
+                    << "bxta buffer value " << k << "; " << at.str();
         }
     }
     for (int k = 0; k <= 6; ++k) EXPECT_GT(by_code[k], 50) << "code " << k;

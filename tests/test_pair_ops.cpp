@@ -19,8 +19,12 @@ struct Img : Image {
         return r == 0 ? 0 : r == 1 ? maxval() : r == 2 ? 1 : double(uint64_t(rng()) & uint64_t(maxval()));
     }
     // Value i in memory order.
-    double get(size_t i) const { return Image::get(uint32_t(i / pixies() % width()), uint32_t(i / pixies() / width()), uint32_t(i % pixies())); }
-    void set(size_t i, double v) { Image::set(uint32_t(i / pixies() % width()), uint32_t(i / pixies() / width()), uint32_t(i % pixies()), v); }
+    double get(size_t i) const {
+        return Image::get(uint32_t(i / pixies() % width()), uint32_t(i / pixies() / width()), uint32_t(i % pixies()));
+    }
+    void set(size_t i, double v) {
+        Image::set(uint32_t(i / pixies() % width()), uint32_t(i / pixies() / width()), uint32_t(i % pixies()), v);
+    }
     size_t count() const { return size_t{width()} * height() * pixies(); }
 };
 
@@ -77,11 +81,17 @@ std::vector<PairCase> pair_cases() {
         {1, [](double a, double b, const Img& f) { return wrap(b - a, f); }},
         {2, [](double a, double b, const Img&) { return std::max(b - a, 0.0); }},
         {3, [](double a, double b, const Img&) { return std::fabs(b - a); }},
-        {4, [=](double a, double b, const Img& f) { return is_float(f.fmt().type) ? (b - a) / 2 + H(f) : wrap(half(f, b - a) + H(f), f); }},
+        {4,
+         [=](double a, double b, const Img& f) {
+             return is_float(f.fmt().type) ? (b - a) / 2 + H(f) : wrap(half(f, b - a) + H(f), f);
+         }},
         {5, [](double a, double b, const Img& f) { return wrap(a - b, f); }},
         {6, [](double a, double b, const Img&) { return std::max(a - b, 0.0); }},
         {7, [](double a, double b, const Img&) { return std::fabs(a - b); }},
-        {8, [=](double a, double b, const Img& f) { return is_float(f.fmt().type) ? (a - b) / 2 + H(f) : wrap(half(f, a - b) + H(f), f); }},
+        {8,
+         [=](double a, double b, const Img& f) {
+             return is_float(f.fmt().type) ? (a - b) / 2 + H(f) : wrap(half(f, a - b) + H(f), f);
+         }},
         {9, [=](double a, double b, const Img& f) { return clampv(b - a + mid(f), f); }},
         {10, [=](double a, double b, const Img& f) { return clampv(mid(f) + 2 * (b - a), f); }},
         {11, [=](double a, double b, const Img& f) { return clampv(a - b + mid(f), f); }},
@@ -102,9 +112,12 @@ TEST(PairOps, EveryOperationMatchesItsFormula) {
         for (uint32_t type : pc.types)
             for (int trial = 0; trial < 6; ++trial) {
                 SCOPED_TRACE(pc.name + " type " + std::to_string(type) + " #" + std::to_string(trial));
-                const uint32_t bits = type == MVTYPE_U8 ? (trial % 2 ? 6 : 8) : type == MVTYPE_U16 ? (trial % 2 ? 12 : 16) : (trial % 2 ? 24 : 32);
+                const uint32_t bits = type == MVTYPE_U8    ? (trial % 2 ? 6 : 8)
+                                      : type == MVTYPE_U16 ? (trial % 2 ? 12 : 16)
+                                                           : (trial % 2 ? 24 : 32);
                 const uint32_t pixies = pc.colour && trial % 3 == 2 ? 3 : 1, w = 1 + rng() % 23, h = 1 + rng() % 5;
-                Img a(type, bits, pixies, w + 2, h + 1, rng), b(type, bits, pixies, w + 1, h, rng), d(type, bits, pixies, w, h + 2, rng);
+                Img a(type, bits, pixies, w + 2, h + 1, rng), b(type, bits, pixies, w + 1, h, rng),
+                    d(type, bits, pixies, w, h + 2, rng);
                 a.window(2, 1, int32_t(w) + 2, int32_t(h) + 1);
                 b.window(1, 0, int32_t(w) + 1, int32_t(h));
                 d.window(0, 2, int32_t(w), int32_t(h) + 2);
@@ -194,9 +207,12 @@ TEST(TripleOps, BlendAndNormalize) {
         const double M = a.maxval();
         ASSERT_EQ(0, mvip8_pairblend(nullptr, a.rec(), w.rec(), c.rec(), d.rec()));
         for (size_t i = 0; i < a.count(); ++i)
-            ASSERT_EQ(std::min(M, std::floor((M - w.get(i)) * c.get(i) / M) + std::floor(a.get(i) * w.get(i) / M)), d.get(i)) << i;
+            ASSERT_EQ(std::min(M, std::floor((M - w.get(i)) * c.get(i) / M) + std::floor(a.get(i) * w.get(i) / M)),
+                      d.get(i))
+                << i;
     }
-    Img l(MVTYPE_U8, 0, 1, 64, 4, rng), h(MVTYPE_U8, 0, 1, 64, 4, rng), v(MVTYPE_U8, 0, 1, 64, 4, rng), o(MVTYPE_U8, 0, 1, 64, 4, rng);
+    Img l(MVTYPE_U8, 0, 1, 64, 4, rng), h(MVTYPE_U8, 0, 1, 64, 4, rng), v(MVTYPE_U8, 0, 1, 64, 4, rng),
+        o(MVTYPE_U8, 0, 1, 64, 4, rng);
     for (size_t i = 0; i < 64; ++i) h.set(i, l.get(i));  // first line: high == low
     ASSERT_EQ(0, mvip8_tripletnormalize(nullptr, l.rec(), h.rec(), v.rec(), o.rec(), 300));
     for (size_t i = 0; i < l.count(); ++i) {

@@ -56,7 +56,13 @@ TEST(PixFmt, Set) {
         }
         // Floats keep whatever valflags and byteorder the storage held.
         const bool floats = (c.type & 0x30u) != 0;
-        const mvpixfmt want{c.type, c.pixies, 5, c.want_bits, c.want_valform, floats ? kGarbage.valflags : 0, floats ? kGarbage.byteorder : 0};
+        const mvpixfmt want{c.type,
+                            c.pixies,
+                            5,
+                            c.want_bits,
+                            c.want_valform,
+                            floats ? kGarbage.valflags : 0,
+                            floats ? kGarbage.byteorder : 0};
         EXPECT_EQ(std::memcmp(&f, &want, sizeof f), 0);
     }
 }
@@ -73,7 +79,8 @@ TEST(PixFmt, FreshFloatRangeIsZeroToOne) {
     const uint32_t dims[2] = {3, 2};
     mvimage im;
     ASSERT_EQ(mvimage_memory(&im, pixels, dims, 0, MVTYPE_FLOAT, 0, 1, MVCS_GREY, 0), 0);
-    EXPECT_TRUE(im.pixfmt.valflags == 0 && im.pixfmt.valform == MVFLOAT_ONE_BITS && im.pixfmt.byteorder == 0 && im.pixfmt.bits == 0);
+    EXPECT_TRUE(im.pixfmt.valflags == 0 && im.pixfmt.valform == MVFLOAT_ONE_BITS && im.pixfmt.byteorder == 0 &&
+                im.pixfmt.bits == 0);
 }
 
 TEST(PixFmt, DeriveSizes) {
@@ -129,7 +136,8 @@ void check_names(const std::vector<NameEntry>& table, const char* (*name)(int32_
             lower[i] = char(std::tolower((unsigned char)lower[i]));
             mixed[i] = i % 2 ? upper[i] : lower[i];
         }
-        for (const std::string& spelled : {std::string(e.name), upper, lower, mixed}) EXPECT_EQ(code(spelled.c_str()), want) << spelled;
+        for (const std::string& spelled : {std::string(e.name), upper, lower, mixed})
+            EXPECT_EQ(code(spelled.c_str()), want) << spelled;
     }
     for (const char* s : misses) EXPECT_EQ(code(s), -1) << s;
     EXPECT_EQ(code(nullptr), -1);

@@ -34,21 +34,30 @@ TEST(PointEdges, Arguments) {
         };
     };
     const std::vector<Row> rows = {
-        {"pixmap, 255 entries for 8 bits", u8, MVERR_USAGE, [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmap(nullptr, s, d, t8.data(), 255); }},
-        {"pixmap, 63 entries for 6 bits", u8_6, MVERR_USAGE, [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmap(nullptr, s, d, t8.data(), 63); }},
-        {"pixmap, 64 entries for 6 bits", u8_6, 0, [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmap(nullptr, s, d, t8.data(), 64); }},
-        {"pixmap, no table", u8, MVERR_USAGE, [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmap(nullptr, s, d, nullptr, 256); }},
-        {"pixmap on u16", u16_12, MVERR_DATATYPE, [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmap(nullptr, s, d, t8.data(), 300); }},
+        {"pixmap, 255 entries for 8 bits", u8, MVERR_USAGE,
+         [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmap(nullptr, s, d, t8.data(), 255); }},
+        {"pixmap, 63 entries for 6 bits", u8_6, MVERR_USAGE,
+         [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmap(nullptr, s, d, t8.data(), 63); }},
+        {"pixmap, 64 entries for 6 bits", u8_6, 0,
+         [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmap(nullptr, s, d, t8.data(), 64); }},
+        {"pixmap, no table", u8, MVERR_USAGE,
+         [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmap(nullptr, s, d, nullptr, 256); }},
+        {"pixmap on u16", u16_12, MVERR_DATATYPE,
+         [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmap(nullptr, s, d, t8.data(), 300); }},
         {"pixmaps, 4095 entries for 12 bits", u16_12, MVERR_USAGE,
          [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmaps(nullptr, s, d, t16.data(), 4095); }},
-        {"pixmaps on u8", u8, MVERR_DATATYPE, [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmaps(nullptr, s, d, t16.data(), 70000); }},
+        {"pixmaps on u8", u8, MVERR_DATATYPE,
+         [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmaps(nullptr, s, d, t16.data(), 70000); }},
         {"pixmapl on 32 bits (no table is long enough)", Format{MVTYPE_U32, 32, 1}, MVERR_USAGE,
          [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmapl(nullptr, s, d, t32.data(), 0xFFFFFFFFu); }},
-        {"pixmapl on u16", u16_12, MVERR_DATATYPE, [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmapl(nullptr, s, d, t32.data(), 5000); }},
+        {"pixmapl on u16", u16_12, MVERR_DATATYPE,
+         [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmapl(nullptr, s, d, t32.data(), 5000); }},
         {"pixmaplut, lut narrower than 2^bits", u8, MVERR_USAGE, lut(u8, 0, 0, 255, 2)},
         {"pixmaplut, lut window of no lines", u8, MVERR_USAGE, lut(u8, 0, 1, 256, 1)},
-        {"pixmaplut, no lut", u8, MVERR_USAGE, [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmaplut(nullptr, s, d, nullptr); }},
-        {"pixmaplut on float", Format{MVTYPE_FLOAT, 0, 1}, MVERR_DATATYPE, lut(Format{MVTYPE_FLOAT, 0, 1}, 0, 0, 300, 2)},
+        {"pixmaplut, no lut", u8, MVERR_USAGE,
+         [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmaplut(nullptr, s, d, nullptr); }},
+        {"pixmaplut on float", Format{MVTYPE_FLOAT, 0, 1}, MVERR_DATATYPE,
+         lut(Format{MVTYPE_FLOAT, 0, 1}, 0, 0, 300, 2)},
         // The pixie copy's arguments are checked before the hook is called.
         {"pixiecopy from beyond the pixies", u12x3, MVERR_USAGE, pixiecopy(3, 1)},
         {"pixiecopy to no pixie", u12x3, MVERR_USAGE, pixiecopy(0, 0)},
@@ -56,7 +65,8 @@ TEST(PointEdges, Arguments) {
         {"pixiecopy on a one-pixie image", u12x1, MVERR_USAGE, pixiecopy(0, 1)},
         {"pixiecopy from no image", u12x3, MVERR_USAGE, pixiecopy(0, 1, true)},
         {"pixiecopy to no image", u12x3, MVERR_USAGE, pixiecopy(0, 1, false, true)},
-        {"pixscale by 5/0", u8, MVERR_USAGE, [](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixscale(nullptr, s, d, 5, 0); }},
+        {"pixscale by 5/0", u8, MVERR_USAGE,
+         [](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixscale(nullptr, s, d, 5, 0); }},
         {"pixscale by 0/0 in place, u32", Format{MVTYPE_U32, 32, 1}, MVERR_USAGE,
          [](mvabort*, mvimage* s, mvimage*) { return mvip8_pixscale(nullptr, s, s, 0, 0); }},
     };
@@ -166,9 +176,10 @@ TEST(PointFill, PixsetPixset3AndFloatForm) {
             for (uint32_t y = 2; y < 8; ++y)
                 for (uint32_t x = 1; x < 15; ++x)
                     for (uint32_t k = 0; k < std::min(3u, r.fmt.pixies); ++k) want[im.index(x, y, k)] = r.want[k];
-            const int32_t rc = r.op == set    ? mvip8_pixset(nullptr, target, uint32_t(r.v[0]))
-                               : r.op == set3 ? mvip8_pixset3(nullptr, target, uint32_t(r.v[0]), uint32_t(r.v[1]), uint32_t(r.v[2]))
-                                              : mvipf_pixset3(nullptr, target, r.v[0], r.v[1], r.v[2]);
+            const int32_t rc =
+                r.op == set    ? mvip8_pixset(nullptr, target, uint32_t(r.v[0]))
+                : r.op == set3 ? mvip8_pixset3(nullptr, target, uint32_t(r.v[0]), uint32_t(r.v[1]), uint32_t(r.v[2]))
+                               : mvipf_pixset3(nullptr, target, r.v[0], r.v[1], r.v[2]);
             ASSERT_EQ(rc, 0);
             EXPECT_TRUE(holds(im, want));
         }
@@ -278,7 +289,9 @@ TEST(PointHistogram, ContrastPercFromTheHistogram) {
                 for (uint32_t k = 0; k < r.fmt.pixies; ++k) {
                     const int64_t v = int64_t(src.get(x, y, k));
                     want[out.index(x + dx, y + dy, k)] =
-                        double(lo == hi ? top : v <= lo ? 0 : std::min<uint64_t>(top, uint64_t(v - lo) * top / uint64_t(hi - lo)));
+                        double(lo == hi  ? top
+                               : v <= lo ? 0
+                                         : std::min<uint64_t>(top, uint64_t(v - lo) * top / uint64_t(hi - lo)));
                 }
         uint32_t got_low = 0, got_high = 0;
         ASSERT_EQ(mvip8_pixcontrastperc(nullptr, src.rec(), out.rec(), r.low, r.high, &got_low, &got_high), 0);

@@ -132,18 +132,23 @@ TEST(PointFormulas, NegationShiftsAndLogic) {
     run_table({
         {"pixneg", kAll, OP(mvip8_pixneg(nullptr, s, d)),
          per_value([](double v, const Ctx& c) { return is_float(c.f.type) ? (c.lo + c.hi) - v : c.top - v; })},
-        {"pixshr 3", kInts, OP(mvip8_pixshr(nullptr, s, d, 3)), per_value([](double v, const Ctx&) { return double(u(v) >> 3); })},
+        {"pixshr 3", kInts, OP(mvip8_pixshr(nullptr, s, d, 3)),
+         per_value([](double v, const Ctx&) { return double(u(v) >> 3); })},
         // Shift counts are taken modulo 32.
-        {"pixshr 37", kInts, OP(mvip8_pixshr(nullptr, s, d, 37)), per_value([](double v, const Ctx&) { return double(u(v) >> 5); })},
+        {"pixshr 37", kInts, OP(mvip8_pixshr(nullptr, s, d, 37)),
+         per_value([](double v, const Ctx&) { return double(u(v) >> 5); })},
         {"pixshl 1", kInts, OP(mvip8_pixshl(nullptr, s, d, 1)),
          per_value([](double v, const Ctx& c) { return double((u(v) << 1) & c.cmask); })},
         {"pixshl 35", kInts, OP(mvip8_pixshl(nullptr, s, d, 35)),
          per_value([](double v, const Ctx& c) { return double((u(v) << 3) & c.cmask); })},
         {"pixshl 9", kInts, OP(mvip8_pixshl(nullptr, s, d, 9)),
          per_value([](double v, const Ctx& c) { return double((u(v) << 9) & c.cmask); })},
-        {"pixand", kInts, OP(mvip8_pixand(nullptr, s, d, m)), per_value([=](double v, const Ctx& c) { return double(u(v) & m & c.cmask); })},
-        {"pixor", kInts, OP(mvip8_pixor(nullptr, s, d, m)), per_value([=](double v, const Ctx& c) { return double((u(v) | m) & c.cmask); })},
-        {"pixxor", kInts, OP(mvip8_pixxor(nullptr, s, d, m)), per_value([=](double v, const Ctx& c) { return double((u(v) ^ m) & c.cmask); })},
+        {"pixand", kInts, OP(mvip8_pixand(nullptr, s, d, m)),
+         per_value([=](double v, const Ctx& c) { return double(u(v) & m & c.cmask); })},
+        {"pixor", kInts, OP(mvip8_pixor(nullptr, s, d, m)),
+         per_value([=](double v, const Ctx& c) { return double((u(v) | m) & c.cmask); })},
+        {"pixxor", kInts, OP(mvip8_pixxor(nullptr, s, d, m)),
+         per_value([=](double v, const Ctx& c) { return double((u(v) ^ m) & c.cmask); })},
         {"pixmsb", kInts, OP(mvip8_pixmsb(nullptr, s, d)),
          per_value([](double v, const Ctx& c) { return (u(v) >> (c.f.bits - 1)) & 1 ? c.top : 0.0; })},
     });
@@ -312,7 +317,9 @@ TEST(PointFormulas, FloatArgumentForms) {
         {"mvipf_pixcontrast", kAll, OP(mvipf_pixcontrast(nullptr, s, d, at(c, 0.1), at(c, 0.8))),
          per_value([=](double v, const Ctx& c) {
              const double low = at(c, 0.1), high = at(c, 0.8);
-             const double r = v <= low ? bottom(c) : v >= high ? top(c) : bottom(c) + (v - low) * (top(c) - bottom(c)) / (high - low);
+             const double r = v <= low    ? bottom(c)
+                              : v >= high ? top(c)
+                                          : bottom(c) + (v - low) * (top(c) - bottom(c)) / (high - low);
              return store(r, c, true);
          })},
         {"mvipf_pixcontrast low == high", kAll, OP(mvipf_pixcontrast(nullptr, s, d, at(c, 0.1), at(c, 0.1))),
@@ -372,12 +379,18 @@ TEST(PointFormulas, TableRouteEqualsDirectRoute) {
         {"pixor", [](mvimage* s, mvimage* d, uint32_t) { return mvip8_pixor(nullptr, s, d, 0x3C5Au); }},
         {"pixxor", [](mvimage* s, mvimage* d, uint32_t) { return mvip8_pixxor(nullptr, s, d, 0x3C5Au); }},
         {"pixmsb", [](mvimage* s, mvimage* d, uint32_t) { return mvip8_pixmsb(nullptr, s, d); }},
-        {"pixthreshold", [](mvimage* s, mvimage* d, uint32_t t) { return mvip8_pixthreshold(nullptr, s, d, t / 5, t / 2, 9); }},
-        {"pixthreshold2", [](mvimage* s, mvimage* d, uint32_t t) { return mvip8_pixthreshold2(nullptr, s, d, t / 5, t / 2, 9, t); }},
-        {"pixcontrast", [](mvimage* s, mvimage* d, uint32_t t) { return mvip8_pixcontrast(nullptr, s, d, int32_t(t / 7), int32_t(t / 3)); }},
-        {"pixadd mode 2", [](mvimage* s, mvimage* d, uint32_t t) { return mvip8_pixadd(nullptr, s, d, int32_t(t / 3), 2); }},
-        {"pixadd mode 0", [](mvimage* s, mvimage* d, uint32_t t) { return mvip8_pixadd(nullptr, s, d, -int32_t(t / 3), 0); }},
-        {"pixcontrastpivot", [](mvimage* s, mvimage* d, uint32_t t) { return mvip8_pixcontrastpivot(nullptr, s, d, t, 2.5); }},
+        {"pixthreshold",
+         [](mvimage* s, mvimage* d, uint32_t t) { return mvip8_pixthreshold(nullptr, s, d, t / 5, t / 2, 9); }},
+        {"pixthreshold2",
+         [](mvimage* s, mvimage* d, uint32_t t) { return mvip8_pixthreshold2(nullptr, s, d, t / 5, t / 2, 9, t); }},
+        {"pixcontrast", [](mvimage* s, mvimage* d,
+                           uint32_t t) { return mvip8_pixcontrast(nullptr, s, d, int32_t(t / 7), int32_t(t / 3)); }},
+        {"pixadd mode 2",
+         [](mvimage* s, mvimage* d, uint32_t t) { return mvip8_pixadd(nullptr, s, d, int32_t(t / 3), 2); }},
+        {"pixadd mode 0",
+         [](mvimage* s, mvimage* d, uint32_t t) { return mvip8_pixadd(nullptr, s, d, -int32_t(t / 3), 0); }},
+        {"pixcontrastpivot",
+         [](mvimage* s, mvimage* d, uint32_t t) { return mvip8_pixcontrastpivot(nullptr, s, d, t, 2.5); }},
         {"pixgamma", [](mvimage* s, mvimage* d, uint32_t) { return mvip8_pixgamma(nullptr, s, d, 0.7); }},
     };
     struct Sizes {

@@ -7,8 +7,9 @@ using namespace mvtest;
 
 // Formats whose bits 0 mean the whole container.
 const std::pair<Format, const char*> kFormats[] = {
-    {{MVTYPE_U8, 0, 1}, "u8"},   {{MVTYPE_U8, 6, 1}, "u8/6"},   {{MVTYPE_U16, 12, 1}, "u16/12"}, {{MVTYPE_U16, 0, 1}, "u16"},
-    {{MVTYPE_U32, 24, 1}, "u32/24"}, {{MVTYPE_U32, 0, 1}, "u32"}, {{MVTYPE_FLOAT, 0, 1}, "float"}, {{MVTYPE_DOUBLE, 0, 1}, "double"},
+    {{MVTYPE_U8, 0, 1}, "u8"},       {{MVTYPE_U8, 6, 1}, "u8/6"},       {{MVTYPE_U16, 12, 1}, "u16/12"},
+    {{MVTYPE_U16, 0, 1}, "u16"},     {{MVTYPE_U32, 24, 1}, "u32/24"},   {{MVTYPE_U32, 0, 1}, "u32"},
+    {{MVTYPE_FLOAT, 0, 1}, "float"}, {{MVTYPE_DOUBLE, 0, 1}, "double"},
 };
 
 uint32_t bits_of(const Format& f) { return f.bits ? f.bits : container_bits(f.type); }
@@ -33,7 +34,10 @@ double convert(double v, const Format& from, const Format& to) {
 double random_value(std::mt19937& rng, const Format& f) {
     if (is_float(f.type)) {
         const uint32_t pick = rng() % 20;
-        const double v = pick == 0 ? NAN : pick == 1 ? -0.25 : pick == 2 ? 1.5 : std::uniform_real_distribution<double>(0, 1)(rng);
+        const double v = pick == 0   ? NAN
+                         : pick == 1 ? -0.25
+                         : pick == 2 ? 1.5
+                                     : std::uniform_real_distribution<double>(0, 1)(rng);
         return f.type == MVTYPE_FLOAT ? double(float(v)) : v;
     }
     return double(rng() & uint32_t((uint64_t{1} << bits_of(f)) - 1));
@@ -77,7 +81,8 @@ TEST(TypeConverter, ReadsFollowTheConversionRules) {
                 const uint32_t n = view.ioread(&view, 0, buf.data(), w * h, 0, 0);
                 ASSERT_EQ(n, mode == MVMODE_CONTINUE ? w * h : mode == MVMODE_YSCAN ? h : w);
                 for (uint32_t i = 0; i < n * pixies; ++i) {
-                    const uint32_t x = mode == MVMODE_YSCAN ? 0 : i / pixies % w, y = mode == MVMODE_YSCAN ? i / pixies : i / pixies / w;
+                    const uint32_t x = mode == MVMODE_YSCAN ? 0 : i / pixies % w,
+                                   y = mode == MVMODE_YSCAN ? i / pixies : i / pixies / w;
                     const double got = load_value(buf.data() + size_t{i} * vb, to.type);
                     const double want = convert(parent.wget(x, y, i % pixies), from, to);
                     ASSERT_TRUE(same(want, got)) << "value " << i << ": want " << want << " got " << got;

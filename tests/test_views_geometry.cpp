@@ -34,7 +34,8 @@ TEST(GeometryViews, ReadsAndWritesMatchTheLineModel) {
          [](mvimage* v, mvimage* p, uint8_t f) { return mvimage_yinv(v, p, f); }},
         {"field0", [](const mvimage&, int64_t y) { return y & ~int64_t{1}; },
          [](mvimage* v, mvimage* p, uint8_t f) { return mvimage_yodd(v, p, f, 0); }},
-        {"field1", [](const mvimage&, int64_t y) { return y | 1; }, [](mvimage* v, mvimage* p, uint8_t f) { return mvimage_yodd(v, p, f, 1); }},
+        {"field1", [](const mvimage&, int64_t y) { return y | 1; },
+         [](mvimage* v, mvimage* p, uint8_t f) { return mvimage_yodd(v, p, f, 1); }},
     };
     std::mt19937 rng(1234);
     const uint32_t types[] = {MVTYPE_U8, MVTYPE_U16, MVTYPE_U32, MVTYPE_FLOAT, MVTYPE_DOUBLE};
@@ -73,7 +74,8 @@ TEST(GeometryViews, ReadsAndWritesMatchTheLineModel) {
                 for (uint32_t i = 0; i < n; ++i) {
                     const uint32_t x = yscan ? x0 : i, y = yscan ? i : y0;
                     ASSERT_GE(parent_row(y), 0) << "moved a pixel the parent's window does not hold";
-                    ASSERT_EQ(0, std::memcmp(parent.at(pw.nw.x + off.x + x, uint32_t(parent_row(y)), 0), buf.data() + i * pixel, pixel))
+                    ASSERT_EQ(0, std::memcmp(parent.at(pw.nw.x + off.x + x, uint32_t(parent_row(y)), 0),
+                                             buf.data() + i * pixel, pixel))
                         << "x " << x << " y " << y;
                 }
                 // Everything the parent holds must have moved.
@@ -155,7 +157,8 @@ TEST(ClippingView, WritesOnlyInsideTheRectangles) {
             bool inside = false;
             for (const auto& c : clips)
                 inside |= int32_t(px) >= c.nw.x && int32_t(px) < c.se.x && int32_t(py) >= c.nw.y && int32_t(py) < c.se.y;
-            return inside && pos >= start && pos < start + n ? double(src[(pos - start) * P + k]) : parent.value_in(before, px, py, k);
+            return inside && pos >= start && pos < start + n ? double(src[(pos - start) * P + k])
+                                                             : parent.value_in(before, px, py, k);
         });
         EXPECT_TRUE(holds(parent, want));
         std::vector<uint8_t> sink(W * P);
@@ -171,7 +174,9 @@ TEST(ClippingView, DocumentedExamplesAndRefusals) {
     ASSERT_EQ(0, mvimage_clipper(&clip, parent.rec(), &band, 1, 0));
     ASSERT_EQ(1, clip.ioset(&clip, 0, MVTYPE_U8 | MVREQ_LOW, 1));
     std::vector<uint8_t> ones(640, 0xAB);
-    const auto want = with_window(parent, [&](uint32_t x, uint32_t y, uint32_t) { return y == 5 && x >= 10 && x < 20 ? 0xAB : parent.get(x, y, 0); });
+    const auto want = with_window(parent, [&](uint32_t x, uint32_t y, uint32_t) {
+        return y == 5 && x >= 10 && x < 20 ? 0xAB : parent.get(x, y, 0);
+    });
     EXPECT_EQ(640u, clip.iorite(&clip, 0, ones.data(), 640, 0, 5));
     EXPECT_TRUE(holds(parent, want));
     EXPECT_EQ(MVERR_UNSUPPORTED, clip.ioset(&clip, MVMODE_YSCAN, MVTYPE_U8 | MVREQ_LOW, 1));

@@ -311,8 +311,10 @@ TEST(Window, RunLengths) {
     uint8_t tiny[1] = {};
     const uint32_t dims[2] = {70000, 70000};
     ASSERT_EQ(mvimage_memory(&im, tiny, dims, 0, MVTYPE_U8, 8, 1, MVCS_GREY, 0), 0);
-    for (const auto& [mode, x, y, want] : {std::tuple<uint32_t, int32_t, int32_t, uint32_t>{0x40, 0, 0, uint32_t(70000ull * 70000ull)},
-                                           {0x42, 0, 0, uint32_t(70000ull * 70000ull)}, {0x00, 5, 3, 69995}}) {
+    for (const auto& [mode, x, y, want] :
+         {std::tuple<uint32_t, int32_t, int32_t, uint32_t>{0x40, 0, 0, uint32_t(70000ull * 70000ull)},
+          {0x42, 0, 0, uint32_t(70000ull * 70000ull)},
+          {0x00, 5, 3, 69995}}) {
         ASSERT_EQ(im.ioset(&im, mode, MVTYPE_U8, 1), 1);
         EXPECT_EQ(im.iolen(&im, 0xFFFFFFFFu, x, y), want) << mode;
     }
@@ -339,7 +341,8 @@ TEST(Aeiou, MemoryAndNullAnswers) {
         EXPECT_EQ(im.aeiou(&im, 'B', nullptr), 357913941u);
         EXPECT_EQ(im.aeiou(&im, 'I', nullptr), c.want_I);
         for (uint32_t code : {'b', 'i', 'm'}) EXPECT_EQ(im.aeiou(&im, code, nullptr), c.want_b) << char(code);
-        for (uint32_t other : {0u, 1u, uint32_t('a'), uint32_t('A'), uint32_t('M'), uint32_t('e'), uint32_t('o'), uint32_t('u'), 255u, 0x142u})
+        for (uint32_t other : {0u, 1u, uint32_t('a'), uint32_t('A'), uint32_t('M'), uint32_t('e'), uint32_t('o'),
+                               uint32_t('u'), 255u, 0x142u})
             EXPECT_EQ(im.aeiou(&im, other, nullptr), 0u) << other;
     }
     mvimage nul;
