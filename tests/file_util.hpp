@@ -96,13 +96,13 @@ struct OwnedImage {
 // n-th call gets answers[n] (0 past the end); `at_line` >= 0 instead
 // answers `stop` to the first call whose done value reaches it with a
 // non-zero total.
-struct Hook {
-    mvabort hook{&Hook::call};
+struct ScriptedHook {
+    mvabort hook{&ScriptedHook::call};
     std::vector<int32_t> answers;
     int32_t at_line = -1, stop = 0;
     std::vector<std::pair<int32_t, int32_t>> calls;
     static int32_t call(mvabort* h, int32_t done, int32_t total) {
-        auto* self = reinterpret_cast<Hook*>(h);
+        auto* self = reinterpret_cast<ScriptedHook*>(h);
         const size_t n = self->calls.size();
         self->calls.emplace_back(done, total);
         if (self->at_line >= 0) return done >= self->at_line && total != 0 ? self->stop : 0;

@@ -410,7 +410,7 @@ TEST(Files, HookIsPolledOnceAtEntry) {
     };
     for (const auto& [name, call] : calls) {
         SCOPED_TRACE(name);
-        mvtest::Hook hook;
+        mvtest::ScriptedHook hook;
         hook.answers = {-4, 0};
         EXPECT_EQ(call(&hook.hook), -4);
         EXPECT_EQ(hook.calls, (std::vector<std::pair<int32_t, int32_t>>{{0, 0}}));
@@ -436,7 +436,7 @@ TEST(Tiff, HookStopWhileWritingDeletesTheFile) {
             if (position) {
                 ASSERT_EQ(mvio8_tifwrite(nullptr, &im.im, nullptr, path.c_str(), 8, 0, 0, nullptr), 0);
             }
-            mvtest::Hook hook;
+            mvtest::ScriptedHook hook;
             hook.at_line = 10;
             hook.stop = answer;
             EXPECT_EQ(mvio8_tifwrite(&hook.hook, &im.im, nullptr, path.c_str(), 8, 0, position, nullptr), answer);
@@ -447,7 +447,7 @@ TEST(Tiff, HookStopWhileWritingDeletesTheFile) {
             EXPECT_EQ(h, nullptr);
             EXPECT_FALSE(mvtest::file_exists(path.str()));
         }
-    mvtest::Hook never;
+    mvtest::ScriptedHook never;
     TempPath path("never.tif");
     EXPECT_EQ(mvio8_tifwrite(&never.hook, &im.im, nullptr, path.c_str(), 8, 0, 0, nullptr), 0);
     EXPECT_EQ(never.calls.size(), 31u);  // entry, then every row
