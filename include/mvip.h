@@ -1026,16 +1026,18 @@ MVIP_API int32_t mvimclrslice_bxtw(mvimage *im);
 MVIP_API uint32_t mvimclrslice_aeiou(mvimage *im, uint32_t code, void *arg);
 MVIP_API mvywindow *mvimclrslice_xwind(mvimage *im, mvywindow *window,
                                        int32_t code);
-/* Table-resizing view ("MVIMLUT"); the other slots are the null image's. */
+/* Table-resizing view ("MVIMLUT"); iowait waits for the parent; the other
+ * slots are the null image's. */
 MVIP_API int32_t mvimlut_ioset(mvimage *im, uint32_t mode, uint32_t type, uint32_t mask);
 MVIP_API uint32_t mvimlut_ioread(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
 MVIP_API uint32_t mvimlut_iorite(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
 MVIP_API uint32_t mvimlut_iolen(mvimage *im, uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvimlut_iowait(mvimage *im);
 MVIP_API uint32_t mvimlut_aeiou(mvimage *im, uint32_t code, void *arg);
 MVIP_API mvywindow *mvimlut_xwind(mvimage *im, mvywindow *window, int32_t code);
 /* Table-mapping view ("MVIMLUT2"): full (all pixies), single (one pixie)
- * and expanding (pseudo-colour) transfers; the other slots are the null
- * image's. */
+ * and expanding (pseudo-colour) transfers; iowait waits for the parent;
+ * the other slots are the null image's. */
 MVIP_API int32_t mvimlut2_ioset(mvimage *im, uint32_t mode, uint32_t type, uint32_t mask);
 MVIP_API uint32_t mvimlut2_ioreadfull(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
 MVIP_API uint32_t mvimlut2_ioritefull(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
@@ -1043,6 +1045,7 @@ MVIP_API uint32_t mvimlut2_ioreadsingle(mvimage *im, uint32_t flags, void *buffe
 MVIP_API uint32_t mvimlut2_ioritesingle(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
 MVIP_API uint32_t mvimlut2_ioreadexpand(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
 MVIP_API uint32_t mvimlut2_iolen(mvimage *im, uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvimlut2_iowait(mvimage *im);
 MVIP_API uint32_t mvimlut2_aeiou(mvimage *im, uint32_t code, void *arg);
 MVIP_API mvywindow *mvimlut2_xwind(mvimage *im, mvywindow *window, int32_t code);
 /* File-backed image ("MVIMFIB"); the other slots are the null image's. */

@@ -219,6 +219,7 @@ uint32_t aeiou(mvimage* v, uint32_t code, void* arg) {
 mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
     return follow_xwind(v, w, code, [](mvimage* view) {
         set_idle_slots(view, mvimlut2_ioset, noop::bxts, noop::imapset);
+        view->iowait = mvimlut2_iowait;  // the parent may defer its transfers
     });
 }
 
@@ -321,6 +322,7 @@ extern "C" MVIP_API int32_t mvimlut2_ioset(mvimage* v, uint32_t mode, uint32_t t
 extern "C" MVIP_API uint32_t mvimlut2_iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
     return v ? iolen(v, count, x, y) : 0;
 }
+extern "C" MVIP_API int32_t mvimlut2_iowait(mvimage* v) { return v ? forward_iowait(v) : MVERR_USAGE; }
 extern "C" MVIP_API uint32_t mvimlut2_aeiou(mvimage* v, uint32_t code, void* arg) {
     return v ? aeiou(v, code, arg) : 0;
 }
