@@ -21,6 +21,7 @@
 
 #ifdef MVIP_HAVE_OPENCV
 #include <opencv2/core.hpp>
+#include <opencv2/core/utility.hpp>
 #endif
 
 namespace {
@@ -80,6 +81,7 @@ void BM_pseudocolour_opencv_lut(benchmark::State& state) {
     auto src = pattern(size_t{kSide} * kSide);
     cv::Mat grey(kSide, kSide, CV_8UC1, src.data()), grey3, out;
     static const Tables tab;
+    cv::setNumThreads(0);
     cv::Mat lut(1, 256, CV_8UC3);
     for (int i = 0; i < 256; ++i) lut.at<cv::Vec3b>(0, i) = {tab.t[0][i], tab.t[1][i], tab.t[2][i]};
     for (auto _ : state) {
@@ -100,6 +102,7 @@ void BM_pseudocolour_opencv_lut_only(benchmark::State& state) {
     cv::Mat planes[3] = {grey, grey, grey};
     cv::merge(planes, 3, grey3);
     static const Tables tab;
+    cv::setNumThreads(0);
     cv::Mat lut(1, 256, CV_8UC3);
     for (int i = 0; i < 256; ++i) lut.at<cv::Vec3b>(0, i) = {tab.t[0][i], tab.t[1][i], tab.t[2][i]};
     for (auto _ : state) {
