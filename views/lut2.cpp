@@ -32,7 +32,6 @@ struct Lut2State {
     uint32_t index;          // first selected view pixie
     uint32_t chunk;          // pixels per staged chunk
     uint32_t value_mask;     // the parent's significant bits
-    uint32_t line_mode;      // run mode without continuing across lines
     ApplyFn apply;
     ExpandFn expand;
     const void* out[kMaxPixies];
@@ -178,7 +177,6 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
         return MVERR_COLORS;
     mode &= ~MVMODE_WRITE;
     s.head.run_mode = mode;
-    s.line_mode = mode & ~MVMODE_CONTINUE;
     s.head.sel_count = sel.count;
     s.index = sel.first;
     s.chunk = static_cast<uint32_t>(kStageBytes / std::max(v->pixelsize, p->pixelsize));
