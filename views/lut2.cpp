@@ -129,6 +129,10 @@ uint32_t io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
     const uint32_t pf = parent_flags(flags);
     auto* buf = static_cast<unsigned char*>(buffer);
     alignas(16) unsigned char stage[kStageBytes];
+    // The packed state holds the tables at 4-byte alignment: copied out
+    // before they are handed on as an array.
+    const void* out[kMaxPixies];
+    for (uint32_t i = 0; i < kMaxPixies; ++i) out[i] = s.out[i];
     return walk_run(n, x, y, w, h, yscan, across, s.chunk, [&](uint32_t cx, uint32_t cy, uint32_t k) {
         const mvpoint at = offset_to_parent(v, cx, cy);
         uint32_t moved;
@@ -143,7 +147,7 @@ uint32_t io(mvimage* v, uint32_t flags, void* buffer, uint32_t count, int32_t x,
             moved = p->iorite(p, pf, stage, k, at.x, at.y);
         } else if constexpr (R == Route::expand) {
             moved = p->ioread(p, pf, stage, k, at.x, at.y);
-            s.expand(buf, stage, moved, pixies, s.out, s.value_mask);
+            s.expand(buf, stage, moved, pixies, out, s.value_mask);
         } else {
             moved = p->ioread(p, pf, buf, k, at.x, at.y);
             if constexpr (R == Route::full) {
