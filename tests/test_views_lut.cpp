@@ -132,6 +132,20 @@ TEST(LutViews, TablesMatchDirectApplication) {
                         }
                         ASSERT_EQ(want, parent.value(px * pp + i));
                     }
+                if (pp == 3 && !vp) {  // one pixie written: the others stay
+                    const auto kept_parent = parent.bytes;
+                    ASSERT_GE(view.ioset(&view, MVMODE_YSCAN, c.type | MVREQ_LOW, 4), 0);
+                    EXPECT_EQ(H, view.iorite(&view, 0, src.data(), H, 3, 0));
+                    for (uint32_t y = 0; y < H; ++y)
+                        for (uint32_t i = 0; i < 3; ++i) {
+                            const size_t at = (size_t{y} * W + 3) * 3 + i;
+                            uint32_t want = 0, s = 0;
+                            std::memcpy(&want, &kept_parent[at * c.bytes], c.bytes);
+                            std::memcpy(&s, &src[y * c.bytes], c.bytes);
+                            if (i == 2) want = entry(in[2], c.bytes, s);
+                            ASSERT_EQ(want, parent.value(at));
+                        }
+                }
             }
         }
     }
