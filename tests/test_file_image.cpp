@@ -161,7 +161,7 @@ TEST(FileImage, LinesPastFourGibibytesOfASparseFile) {
     EXPECT_EQ(uint8_t(3 * 31 + 65599), uint8_t(in.get()));
 }
 
-TEST(FileImage, BadInputGetsTheSpecifiedCodes) {
+TEST(FileImage, BadInputGetsItsResultCodes) {
     mvtest::TempPath path("bad.bin");
     const uint32_t dims[2] = {4, 4}, zero[2] = {4, 0};
     mvimage im{};

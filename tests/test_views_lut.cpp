@@ -201,7 +201,7 @@ TEST(LutViews, ResizingMapsEntriesBothWays) {
     }
 }
 
-TEST(LutViews, BadInputGetsTheSpecifiedCodes) {
+TEST(LutViews, BadInputGetsItsResultCodes) {
     Image mono(16, 1, MVTYPE_U8, 8, 1), rgb(16, 4, MVTYPE_U8, 8, 3), twoline(16, 2, MVTYPE_U8, 8, 1);
     Image flt(4, 4, MVTYPE_FLOAT, 0, 1), five(4, 4, MVTYPE_U8, 8, 5);
     std::vector<uint8_t> table(256);
