@@ -6,9 +6,10 @@
 
 namespace mvip::files {
 
-int32_t Stream::open(const char* name, const char* mode) {
-    if (name == nullptr || mode == nullptr || is_open()) return -1;
-    buffer_.reset(new (std::nothrow) unsigned char[kBufferSize]);
+int32_t Stream::open(const char* name, const char* mode, uint32_t buffer_log2) {
+    if (name == nullptr || mode == nullptr || is_open() || buffer_log2 > 30) return -1;
+    buffer_size_ = size_t(1) << (buffer_log2 ? buffer_log2 : kDefaultLog2);
+    buffer_.reset(new (std::nothrow) unsigned char[buffer_size_]);
     if (!buffer_) return -2;
     try {
         name_ = name;
@@ -40,7 +41,7 @@ bool Stream::flush_buffer() {
 bool Stream::fill(uint64_t pos) {
     if (!flush_buffer()) return false;
     size_t got = 0;
-    if (!os_read(file_, pos, buffer_.get(), kBufferSize, got)) {
+    if (!os_read(file_, pos, buffer_.get(), buffer_size_, got)) {
         io_failed_ = true;
         buffer_len_ = 0;
         return false;
@@ -73,7 +74,7 @@ void Stream::read(uint64_t pos, void* out, size_t n) {
             n -= take;
             continue;
         }
-        if (n >= kBufferSize) {  // large reads go straight to the file
+        if (n >= buffer_size_) {  // large reads go straight to the file
             if (!flush_buffer()) break;
             size_t got = 0;
             if (!os_read(file_, pos, dst, n, got) || got != n) {
@@ -99,14 +100,14 @@ void Stream::write(uint64_t pos, const void* in, size_t n) {
     if (n == 0) return;
     // Append to (or overwrite inside) the buffered range when it fits.
     const bool touches = pos >= buffer_pos_ && pos <= buffer_pos_ + buffer_len_;
-    if (touches && pos - buffer_pos_ + n <= kBufferSize) {
+    if (touches && pos - buffer_pos_ + n <= buffer_size_) {
         const size_t off = size_t(pos - buffer_pos_);
         std::memcpy(buffer_.get() + off, src, n);
         buffer_len_ = std::max(buffer_len_, off + n);
         dirty_ = true;
     } else {
         if (!flush_buffer()) return;
-        if (n >= kBufferSize) {
+        if (n >= buffer_size_) {
             buffer_len_ = 0;
             buffer_pos_ = pos + n;
             if (!os_write(file_, pos, src, n)) io_failed_ = true;

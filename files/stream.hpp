@@ -23,9 +23,11 @@ public:
     Stream(const Stream&) = delete;
     Stream& operator=(const Stream&) = delete;
 
-    // Open by an fopen-style mode ("rb", "r+b", "wb", "w+b").  0, -1 (null
-    // name, bad mode, already open), -2, -13 or -14 (see os_open).
-    int32_t open(const char* name, const char* mode);
+    // Open by an fopen-style mode ("rb", "r+b", "wb", "w+b") with a buffer
+    // of 2^buffer_log2 bytes (0: the default, 2^16).  0, -1 (null name, bad
+    // mode, already open, log2 above 30), -2, -13 or -14 (see os_open).
+    int32_t open(const char* name, const char* mode, uint32_t buffer_log2 = 0);
+    size_t buffer_size() const { return buffer_size_; }
     bool is_open() const { return file_.is_open(); }
     const std::string& name() const { return name_; }
 
@@ -38,6 +40,8 @@ public:
 
     // -7 input/output failure, -10 read past the end, else 0.
     int32_t status() const;
+    // Forget both sticky flags.
+    void clear_status() { io_failed_ = past_end_ = false; }
     // Write out buffered bytes; the status afterwards.
     int32_t flush();
     // Flush and close; the status, or -7 when closing failed.  Closing a
@@ -50,7 +54,8 @@ private:
     bool flush_buffer();
     bool fill(uint64_t pos);
 
-    static constexpr size_t kBufferSize = size_t(1) << 16;
+    static constexpr uint32_t kDefaultLog2 = 16;
+    size_t buffer_size_ = size_t(1) << kDefaultLog2;
     OsFile file_;
     std::string name_;
     std::unique_ptr<unsigned char[]> buffer_;

@@ -625,6 +625,77 @@ MVIP_API int32_t mvimage_colorslice(mvimage *view, mvimage *parent,
 MVIP_API int32_t mvimage3_colorslice(mvimage3 *view, mvimage3 *parent,
                                      uint8_t follow, uint32_t mask);
 
+/* Table-resizing view ("MVIMLUT"): a lookup table held as a one-line image
+ * whose width is a power of two, presented `length` entries long (a power
+ * of two).  Longer: each parent entry repeats (view entries 0..3 of a 256
+ * to 1024 stretch all show entry 0).  Shorter: mode non-zero subsamples
+ * (every n-th entry), mode 0 truncates (the first entries).  Pixels move
+ * one at a time, any pixie mask the parent serves, x- or y-major runs.
+ * Inquiries 'b' add two access layers, 'i' and 'm' one (flag 0x10000);
+ * 'e' is forwarded only when its argument is non-null.  0, or -1 for a
+ * null view or parent, a parent not one line high or not a power of two
+ * wide, or a length not a power of two (a null image is left). */
+MVIP_API int32_t mvimage_lutconvert(mvimage *view, mvimage *parent, uint32_t length, uint32_t mode);
+
+/* Table-mapping view ("MVIMLUT2"): value v of view pixie i reads as
+ * outtables[i][v] and is written through intables[i][v] (pass identity
+ * tables to write the parent unchanged).  A table is an array of the
+ * parent's pixie type (uint8_t, uint16_t, uint32_t) with 2^bits entries.
+ * The parent is an integer image of 1 to 4 pixies.  pixies 0 keeps the
+ * parent's pixies and colour space; non-zero pixies (at most 4, over a
+ * one-pixie parent, colour space of at most 4 pixies) presents that many
+ * pixies, view pixie i being outtables[i] applied to the one parent value
+ * (pseudo-colour; read-only: writes move nothing).  Choices of ours: table
+ * indexes and the values the tables give are both masked to the parent's
+ * significant bits (a table is never read past 2^bits entries, and the
+ * view's values stay clean); values are low-justified in machine order
+ * (the view's format says so: valform 0x100 becomes 0x200, the read-side
+ * tolerance and byte order are cleared).  Requests must suit that format
+ * as a mapping would (-19); the mask selects one pixie or all (-21); z
+ * scans -11.  Transfers are staged 2048 bytes at a time; the caller's
+ * buffer is not changed by a write.  Inquiries: 'B' and 'I' as a memory
+ * image of the view's pixel size, 'b', 'i', 'm' the parent's with one more
+ * layer, other codes (file errors among them) the parent's answer.  No
+ * scattered transfers or mapping (-11).  0, -1 for a null view, parent or
+ * table list, a null table of a view pixie, a parent of 5 or more pixies
+ * or a pseudo-colour request that does not fit; -19 for a float parent. */
+MVIP_API int32_t mvimage_lut2(mvimage *view, mvimage *parent, uint8_t follow, const void *const *outtables, const void *const *intables, uint32_t pixies, uint32_t colorspace);
+/* The same with the eight table addresses one by one (unused ones null). */
+MVIP_API int32_t mvimage_lut2a(mvimage *view, mvimage *parent, uint8_t follow, const void *out0, const void *out1, const void *out2, const void *out3, const void *in0, const void *in1, const void *in2, const void *in3, uint32_t pixies, uint32_t colorspace);
+
+/* File-backed image ("MVIMFIB"): raw pixels of a file (no header, no
+ * padding; pixel (X, Y) at byte (Y * xdim + X) * pixiesize, one value per
+ * pixel) presented as an image; runs become positioned reads and writes on
+ * a buffered file with 64-bit positions.  Values are adjusted between
+ * stored and caller form as for a memory image (justification, mask, byte
+ * order).  ioset: the requested type's byte size must equal the pixie size
+ * (-19; the type code itself is not compared), mask 1 (-21), x- or
+ * y-major (-11).  Transfer results are never shortened by file errors;
+ * they are kept as sticky flags answered by the inquiry 'e': -7 after an
+ * input/output failure, else -10 after a read past the end (the missing
+ * values read as 0), else 0; a non-null argument clears both after the
+ * answer.  Other inquiries: 'B' 357913941, 'I' 4294967295 / pixelsize,
+ * 'b' 8194, 'i' and 'm' 8193.  Choices of ours: a write past the end of
+ * the file extends it (the gap reads as zeros); iowait writes buffered
+ * bytes out to the file; no scattered transfers or mapping (-11).
+ *
+ * mvimage_file opens `path` by an fopen-style mode (null: "wb"; "rb",
+ * "r+b", "w+b" as usual) with a buffer of 2^k bytes, k = floor(log2(size))
+ * where size is bufsize or, when 0, the larger of dims[0] and 16384 (k 14
+ * for sizes below 2).  The file object goes to *handlevar (which must hold
+ * null) and is released by mvimage_filedone.  0, -1 for a null image,
+ * handle variable, path or dims or a handle variable that holds an object
+ * (nothing is opened), -2 no memory, -13/-14 the file cannot be opened or
+ * created, -5 a zero dimension (the file is closed again). */
+MVIP_API int32_t mvimage_file(mvimage *im, void **handlevar, const char *path, const char *mode, const uint32_t dims[2], uint32_t datatype, uint32_t bits, uint32_t pixies, uint32_t colorspace, uint32_t bufsize);
+/* Wraps a file object from mvimage_file (for instance in another format):
+ * 0, -1 for a null image, object, dims or format, -5 for a zero dimension
+ * (a null image is left). */
+MVIP_API int32_t mvimage_filebufio(mvimage *im, void *fileobject, const uint32_t dims[2], const mvpixfmt *fmt);
+/* Closes and frees the object in *handlevar (if any; the variable becomes
+ * null) and makes the image (if non-null) a null image.  Always 0. */
+MVIP_API int32_t mvimage_filedone(mvimage *im, void **handlevar);
+
 /* Colour converter ("MVIMCLR"): presents the parent in another colour
  * space, in the parent's data type; the view has the pixie count of the
  * target space (low four bits of its code).  `flag` is the follow-window
@@ -955,6 +1026,36 @@ MVIP_API int32_t mvimclrslice_bxtw(mvimage *im);
 MVIP_API uint32_t mvimclrslice_aeiou(mvimage *im, uint32_t code, void *arg);
 MVIP_API mvywindow *mvimclrslice_xwind(mvimage *im, mvywindow *window,
                                        int32_t code);
+/* Table-resizing view ("MVIMLUT"); iowait waits for the parent; the other
+ * slots are the null image's. */
+MVIP_API int32_t mvimlut_ioset(mvimage *im, uint32_t mode, uint32_t type, uint32_t mask);
+MVIP_API uint32_t mvimlut_ioread(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimlut_iorite(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimlut_iolen(mvimage *im, uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvimlut_iowait(mvimage *im);
+MVIP_API uint32_t mvimlut_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimlut_xwind(mvimage *im, mvywindow *window, int32_t code);
+/* Table-mapping view ("MVIMLUT2"): full (all pixies), single (one pixie)
+ * and expanding (pseudo-colour) transfers; iowait waits for the parent;
+ * the other slots are the null image's. */
+MVIP_API int32_t mvimlut2_ioset(mvimage *im, uint32_t mode, uint32_t type, uint32_t mask);
+MVIP_API uint32_t mvimlut2_ioreadfull(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimlut2_ioritefull(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimlut2_ioreadsingle(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimlut2_ioritesingle(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimlut2_ioreadexpand(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimlut2_iolen(mvimage *im, uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvimlut2_iowait(mvimage *im);
+MVIP_API uint32_t mvimlut2_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimlut2_xwind(mvimage *im, mvywindow *window, int32_t code);
+/* File-backed image ("MVIMFIB"); the other slots are the null image's. */
+MVIP_API int32_t mvimfib_ioset(mvimage *im, uint32_t mode, uint32_t type, uint32_t mask);
+MVIP_API uint32_t mvimfib_ioread(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimfib_iorite(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvimfib_iolen(mvimage *im, uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvimfib_iowait(mvimage *im);
+MVIP_API uint32_t mvimfib_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvimfib_xwind(mvimage *im, mvywindow *window, int32_t code);
 
 
 /* ------------------------------------------------------------------ */

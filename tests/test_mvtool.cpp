@@ -325,6 +325,55 @@ TEST(MvTool, DemoWritesFilesThatReadBack) {
     std::filesystem::remove_all(dir);
 }
 
+TEST(MvTool, RawInputAndPseudoColour) {
+    REQUIRE_MVTOOL();
+    // A raw u16 file of 12-bit values read as TIFF: the same pixels.
+    TempPath raw("in.raw"), tif("raw.tif"), colour("colour.tif"), grey("grey.tif");
+    OwnedImage im(33, 7, MVTYPE_U16, 12, 1, MVCS_GREY);
+    im.fill_natural(4);
+    mvtest::write_bytes(raw.str(), im.pixels);
+    ToolRun r = run_tool({"convert", "raw:33x7:u16/12:" + raw.str(), tif.str()});
+    ASSERT_EQ(r.status, 0) << r.err;
+    auto back = read_back(tif.str());
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->im.pixfmt.bits, 12u);
+    EXPECT_TRUE(same_image(*back, im));
+    // Too short a file, and a malformed name.
+    r = run_tool({"convert", "raw:33x8:u16:" + raw.str(), tif.str()});
+    EXPECT_EQ(r.status, 2) << r.err;
+    r = run_tool({"convert", "raw:33by7:u16:" + raw.str(), tif.str()});
+    EXPECT_EQ(r.status, 1) << r.err;
+    // Pseudo-colour of a u8 ramp: the grey map repeats the value, heat
+    // starts black and ends white, an unknown map is a usage error.
+    OwnedImage ramp(256, 2, MVTYPE_U8, 8, 1, MVCS_GREY);
+    for (uint32_t x = 0; x < 256; ++x) *ramp.at<uint8_t>(x, 0) = *ramp.at<uint8_t>(x, 1) = uint8_t(x);
+    TempPath ramp_tif("ramp.tif");
+    ASSERT_EQ(mvio8_tifwrite(nullptr, &ramp.im, nullptr, ramp_tif.c_str(), 8, 0, 0, nullptr), 0);
+    for (const char* map : {"grey", "heat", "rainbow"}) {
+        r = run_tool({"op", "pseudocolor", ramp_tif.str(), colour.str(), map});
+        ASSERT_EQ(r.status, 0) << map << r.err;
+        auto rgb = read_back(colour.str());
+        ASSERT_TRUE(rgb);
+        ASSERT_EQ(rgb->im.pixfmt.pixies, 3u);
+        const uint8_t* first = rgb->at<uint8_t>(0, 1);
+        const uint8_t* last = rgb->at<uint8_t>(255, 1);
+        if (std::string(map) == "grey") {
+            for (uint32_t x = 0; x < 256; ++x)
+                for (int c = 0; c < 3; ++c) ASSERT_EQ(rgb->at<uint8_t>(x, 0)[c], x);
+        }
+        if (std::string(map) == "heat") {
+            EXPECT_EQ(first[0] + first[1] + first[2], 0);
+            EXPECT_EQ(last[0] + last[1] + last[2], 3 * 255);
+        }
+        if (std::string(map) == "rainbow") {
+            EXPECT_EQ(first[2], 255);  // blue
+            EXPECT_EQ(last[0], 255);   // red
+        }
+    }
+    r = run_tool({"op", "pseudocolor", ramp_tif.str(), colour.str(), "sepia"});
+    EXPECT_EQ(r.status, 1) << r.err;
+}
+
 }  // namespace
 
 #endif

@@ -50,6 +50,8 @@ struct Mem {
 TEST(ViewRules, SelfParentViewsAnswerFiveWhateverTheRecordHeld) {
     using Build = std::function<int32_t(mvimage* view, mvimage* parent)>;
     const mvywindow clips[1] = {{{0, 0}, {4, 4}}};
+    static const uint8_t table[256] = {};
+    const void* const tables[4] = {table, table, table, table};
     mvpixfmt u16{};
     ASSERT_EQ(0, mvpixfmt_set(&u16, MVTYPE_U16, 12, 1, MVCS_GREY));
     const std::pair<const char*, Build> kinds[] = {
@@ -63,6 +65,8 @@ TEST(ViewRules, SelfParentViewsAnswerFiveWhateverTheRecordHeld) {
         {"colour converter", [](mvimage* v, mvimage* p) { return mvimage_colorconverter(v, p, MVCS_GREY, 0); }},
         {"colour slice", [](mvimage* v, mvimage* p) { return mvimage_colorslice(v, p, 0, 1); }},
         {"colour slice, third pixie", [](mvimage* v, mvimage* p) { return mvimage_colorslice(v, p, 1, 4); }},
+        {"table resizing", [](mvimage* v, mvimage* p) { return mvimage_lutconvert(v, p, 256, 1); }},
+        {"table mapping", [&](mvimage* v, mvimage* p) { return mvimage_lut2(v, p, 1, tables, tables, 0, 0); }},
     };
     std::mt19937 rng(12);
     for (const auto& [name, build] : kinds) {

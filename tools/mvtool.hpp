@@ -102,6 +102,10 @@ void file_info(const std::string& path, mvfileinfo& info);
 // the palette beside them, or, with `apply_palette`, as u8 RGB colours.
 void load(const std::string& path, Image& image, uint32_t index = 0, bool apply_palette = false,
           mvfileinfo* info_out = nullptr);
+// Headerless raw input named "raw:WIDTHxHEIGHT:TYPE:FILE" (load() takes
+// these too), read through a file-backed image.
+bool is_raw(const std::string& path);
+void load_raw(const std::string& path, Image& image);
 // Writes the image in the format of the file name's extension.
 void save(const Image& image, const std::string& path, const WriteOptions& options = {});
 
@@ -145,6 +149,7 @@ enum class OpOutput {
     like_second,  // the second source's (pairs form their result in it)
     sized,        // the first source's format, the size given by params 0, 1
     colour,       // the first source's size and type, the colour space of param 0
+    rgb,          // the first source's size and type, three pixies, RGB
 };
 struct Op {
     const char* name;
@@ -161,6 +166,12 @@ const Op* find_op(const std::string& name);
 OpValue parse_param(const Op& op, const OpParam& param, const std::string& text);
 // Allocates the output of `op` for the given sources and values.
 void allocate_output(const Op& op, Image* const sources[], const OpValue* values, Image& out);
+
+// Pseudo-colour through a table-mapping view: the named colour map
+// ("rainbow", "heat", "grey") applied to a one-pixie integer image of at
+// most 16 bits, into a three-pixie image of the same type.
+int32_t colour_map_index(const std::string& name);  // -1 when unknown
+int32_t pseudocolour(mvabort* hook, mvimage* src, mvimage* dst, int32_t map);
 
 // ---------------------------------------------------------- subcommands
 int cmd_info(const std::vector<std::string>& args);

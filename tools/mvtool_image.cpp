@@ -110,6 +110,10 @@ void file_info(const std::string& path, mvfileinfo& info) {
 }
 
 void load(const std::string& path, Image& image, uint32_t index, bool apply_palette, mvfileinfo* info_out) {
+    if (is_raw(path)) {
+        load_raw(path, image);
+        return;
+    }
     mvfileinfo info{};
     const int32_t n = check(mvio8_fileinfoN(path.c_str(), &info, 1, index, 0), path);
     if (n == 0 || (index > 0 && std::strcmp(info.format, "tif") != 0)) {

@@ -165,6 +165,9 @@ const std::vector<Op> kOps = {
      [](const OpCall& c) {
          return copy_then(c, [](const OpCall& c) { return mvip8_copyslice(c.hook, c.src[0], c.dst, c.s(0), c.s(1)); });
      }},
+    {"pseudocolor", 1, {{"map", 'm'}}, OpOutput::rgb,
+     "one-pixie image (at most 16 bits) to RGB through a colour map: rainbow, heat, grey",
+     [](const OpCall& c) { return pseudocolour(c.hook, c.src[0], c.dst, c.s(0)); }},
     {"copycolorconvert", 1, {{"space", 'c'}}, OpOutput::colour,
      "converted to a colour space (grey, rgb, bgr, ycrcb, hsb, yiq, cmy, cmyk, ...)",
      [](const OpCall& c) { return mvip8_copycolorconvert(c.hook, c.src[0], c.dst, 0, c.u(0)); }},
@@ -360,6 +363,10 @@ OpValue parse_param(const Op& op, const OpParam& p, const std::string& text) {
         if (v.i <= 0) bad_value(op, p, text, "a colour space (grey, rgb, bgr, ycrcb, hsb, cmyk, ...)");
         break;
     }
+    case 'm':
+        v.i = colour_map_index(lower(text));
+        if (v.i < 0) bad_value(op, p, text, "a colour map (rainbow, heat, grey)");
+        break;
     default:
         break;
     }
@@ -389,6 +396,13 @@ void allocate_output(const Op& op, Image* const sources[], const OpValue* v, Ima
         mvpixfmt fmt{};
         const bool real = f.datatype == MVTYPE_FLOAT || f.datatype == MVTYPE_DOUBLE;
         check(mvpixfmt_set(&fmt, f.datatype, real ? 0 : f.bits, space & 15u, space), op.name);
+        out.allocate(first.width(), first.height(), fmt);
+        break;
+    }
+    case OpOutput::rgb: {
+        const mvpixfmt& f = first.im.pixfmt;
+        mvpixfmt fmt{};
+        check(mvpixfmt_set(&fmt, f.datatype, f.bits, 3, MVCS_RGB), op.name);
         out.allocate(first.width(), first.height(), fmt);
         break;
     }

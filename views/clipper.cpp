@@ -69,19 +69,6 @@ uint32_t clipped_write(mvimage* v, uint32_t flags, void* buffer, uint32_t count,
     return total;
 }
 
-// The request must suit the view's stored form as a mapping would.
-bool request_suits(const mvimage* v, uint32_t type) {
-    const mvpixfmt& f = v->pixfmt;
-    if (type_of(type) != type_of(f.datatype)) return false;
-    if (is_int_type(f.datatype) && f.valform != MVVALFORM_FULL) {
-        const uint32_t justify = type & (MVREQ_HIGH | MVREQ_LOW);
-        if (justify && !(f.valform & justify)) return false;
-        if ((f.valflags & MVVALFLAG_DIRTY) && !(type & MVREQ_DIRTY)) return false;
-        if ((type & MVREQ_DIRTY) && !((f.valflags >> 16) & MVVALFLAG_DIRTY)) return false;
-    }
-    return (f.byteorder & MVREQ_SWAPPED) == (type & MVREQ_SWAPPED);
-}
-
 int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     v->ioread = noop::ioread;
     v->iorite = noop::iorite;
@@ -92,7 +79,7 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     mvimage* p = parent(v);
     NestingGuard guard;
     if (p == v || guard.too_deep()) return kSelfParent;
-    if (!request_suits(v, type)) return MVERR_DATATYPE;
+    if (!request_suits_mapping(v->pixfmt, type)) return MVERR_DATATYPE;
     if (mode & (MVMODE_YSCAN | MVMODE_ZSCAN)) return MVERR_UNSUPPORTED;
     PixieSelection sel;
     if (!parse_mask(mask, v->pixfmt.pixies, sel)) return MVERR_COLORS;

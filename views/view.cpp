@@ -63,4 +63,15 @@ bool set_own_window(mvimage* view, const mvywindow* w) {
     return false;
 }
 
+bool request_suits_mapping(const mvpixfmt& f, uint32_t type) {
+    if (type_of(type) != type_of(f.datatype)) return false;
+    if (is_int_type(f.datatype) && f.valform != MVVALFORM_FULL) {
+        const uint32_t justify = type & (MVREQ_HIGH | MVREQ_LOW);
+        if (justify && !(f.valform & justify)) return false;
+        if ((f.valflags & MVVALFLAG_DIRTY) && !(type & MVREQ_DIRTY)) return false;
+        if ((type & MVREQ_DIRTY) && !((f.valflags >> 16) & MVVALFLAG_DIRTY)) return false;
+    }
+    return (f.byteorder & MVREQ_SWAPPED) == (type & MVREQ_SWAPPED);
+}
+
 }  // namespace mvip::view

@@ -77,6 +77,12 @@ uint32_t layered(uint32_t parent_answer, uint32_t flag);
 // window is valid.
 bool set_own_window(mvimage* view, const mvywindow* w);
 
+// True when a request (type with flags) suits a view's stored form as a
+// direct mapping would: same data type; for integers not filling their
+// container, a named justification the format has, the tolerance of
+// unused bits on both sides, and the same byte order.
+bool request_suits_mapping(const mvpixfmt& f, uint32_t type);
+
 // Access flags handed to a parent: the byte-order flag is the view's own.
 constexpr uint32_t parent_flags(uint32_t flags) { return flags & ~MVREQ_SWAPPED; }
 
