@@ -46,7 +46,11 @@ TEST(ViewRules, SelfParentViewsAnswerFiveWhateverTheRecordHeld) {
             mvimage* view = &records[1];
             mvimage* parent = trial % 2 ? MVPARENT_REL(-65) : view;
             ASSERT_EQ(0, build(view, parent));
-            EXPECT_EQ(MVERR_LOGIC, view->ioset(view, 0, view->pixfmt.datatype | MVREQ_LOW, 1));
+            const uint32_t request = view->pixfmt.datatype | MVREQ_LOW;
+            EXPECT_EQ(MVERR_LOGIC, view->ioset(view, 0, request, 1));
+            // So do the other set-ups, where the kind has them.
+            EXPECT_TRUE(view->bxts == mvimnull2_bxts || view->bxts(view, 0, request, 1) == MVERR_LOGIC);
+            EXPECT_TRUE(view->imapset == mvimnull2_imapset || view->imapset(view, 0, request, 1) == MVERR_LOGIC);
             uint8_t buffer[64] = {};
             EXPECT_EQ(0u, view->ioread(view, 0, buffer, 4, 0, 0));
         }
