@@ -121,10 +121,10 @@ struct SlotCheck {
     size_t offset;
     void* want;
 };
-#define S(slot, routine) SlotCheck{#slot, offsetof(mvimage, slot), reinterpret_cast<void*>(routine)}
-#define S3(slot, routine) SlotCheck{#slot, offsetof(mvimage3, slot), reinterpret_cast<void*>(routine)}
+#define SLOT(slot, routine) SlotCheck{#slot, offsetof(mvimage, slot), reinterpret_cast<void*>(routine)}
+#define SLOT3(slot, routine) SlotCheck{#slot, offsetof(mvimage3, slot), reinterpret_cast<void*>(routine)}
 // Slot `slot` holds the kind's routine of the same name.
-#define K(kind, slot) S(slot, mvim##kind##_##slot)
+#define OWN(kind, slot) SLOT(slot, mvim##kind##_##slot)
 
 template <class Record>
 void expect_slots(const Record& im, std::initializer_list<SlotCheck> checks,
@@ -145,32 +145,32 @@ int32_t whole_pixels_only(mvimage* im, uint32_t mode, uint32_t type, uint32_t ma
 TEST(ViewRules, SlotsHoldTheExportedRoutines) {
     mvimage null_image;
     mvimage_defnull(&null_image);
-    expect_slots(null_image, {K(null2, ioread), K(null2, iorite), K(null2, iowait), K(null2, ioset), K(null2, iolen),
-                              K(null2, bxts), K(null2, bxtp), K(null2, bxta), K(null2, bxtw), K(null2, imapset),
-                              K(null2, imap), K(null2, imapr), K(null2, aeiou), K(null2, xwind)});
+    expect_slots(null_image, {OWN(null2, ioread), OWN(null2, iorite), OWN(null2, iowait), OWN(null2, ioset), OWN(null2, iolen),
+                              OWN(null2, bxts), OWN(null2, bxtp), OWN(null2, bxta), OWN(null2, bxtw), OWN(null2, imapset),
+                              OWN(null2, imap), OWN(null2, imapr), OWN(null2, aeiou), OWN(null2, xwind)});
     mvimage3 null3;
     mvimage3_defnull(&null3);
-    expect_slots(null3, {S3(ioread, mvimnull3_ioread), S3(iorite, mvimnull3_iorite), S3(iowait, mvimnull3_iowait),
-                         S3(ioset, mvimnull3_ioset), S3(iolen, mvimnull3_iolen), S3(bxts, mvimnull3_bxts),
-                         S3(bxtp, mvimnull3_bxtp), S3(bxta, mvimnull3_bxta), S3(bxtw, mvimnull3_bxtw),
-                         S3(imapset, mvimnull3_imapset), S3(imap, mvimnull3_imap), S3(imapr, mvimnull3_imapr),
-                         S3(aeiou, mvimnull3_aeiou), S3(xwind, mvimnull3_xwind)});
+    expect_slots(null3, {SLOT3(ioread, mvimnull3_ioread), SLOT3(iorite, mvimnull3_iorite), SLOT3(iowait, mvimnull3_iowait),
+                         SLOT3(ioset, mvimnull3_ioset), SLOT3(iolen, mvimnull3_iolen), SLOT3(bxts, mvimnull3_bxts),
+                         SLOT3(bxtp, mvimnull3_bxtp), SLOT3(bxta, mvimnull3_bxta), SLOT3(bxtw, mvimnull3_bxtw),
+                         SLOT3(imapset, mvimnull3_imapset), SLOT3(imap, mvimnull3_imap), SLOT3(imapr, mvimnull3_imapr),
+                         SLOT3(aeiou, mvimnull3_aeiou), SLOT3(xwind, mvimnull3_xwind)});
 
     Image rgb(Format{MVTYPE_U16, 12, 3, 0, 1, MVCS_RGB}, 8, 4, Layout{0});
     mvimage& mem = *rgb.rec();
     const uint32_t all = 7, low16 = MVTYPE_U16 | MVREQ_LOW;
     // Idle: the kind's set-up slots, the null image's for the rest.
-    expect_slots(mem, {K(mem, ioset), K(mem, bxts), K(mem, imapset), K(mem, aeiou), K(mem, xwind), K(null2, ioread),
-                       K(null2, iorite), K(null2, iowait), K(null2, iolen), K(null2, bxtp), K(null2, bxta),
-                       K(null2, bxtw), K(null2, imap), K(null2, imapr)});
+    expect_slots(mem, {OWN(mem, ioset), OWN(mem, bxts), OWN(mem, imapset), OWN(mem, aeiou), OWN(mem, xwind), OWN(null2, ioread),
+                       OWN(null2, iorite), OWN(null2, iowait), OWN(null2, iolen), OWN(null2, bxtp), OWN(null2, bxta),
+                       OWN(null2, bxtw), OWN(null2, imap), OWN(null2, imapr)});
     ASSERT_EQ(1, mem.ioset(&mem, 0, low16, all));
-    expect_slots(mem, {S(ioread, mvimmem_ioreadxscan), S(iorite, mvimmem_ioritexscan), K(mem, iolen)});
+    expect_slots(mem, {SLOT(ioread, mvimmem_ioreadxscan), SLOT(iorite, mvimmem_ioritexscan), OWN(mem, iolen)});
     ASSERT_EQ(1, mem.ioset(&mem, MVMODE_YSCAN, low16, 2));
-    expect_slots(mem, {S(ioread, mvimmem_ioreadyscan), S(iorite, mvimmem_ioriteyscan)});
+    expect_slots(mem, {SLOT(ioread, mvimmem_ioreadyscan), SLOT(iorite, mvimmem_ioriteyscan)});
     ASSERT_EQ(1, mem.bxts(&mem, 0, low16, all));
-    expect_slots(mem, {K(mem, bxtp), S(bxta, mvimmem_bxtauint16)});
+    expect_slots(mem, {OWN(mem, bxtp), SLOT(bxta, mvimmem_bxtauint16)});
     ASSERT_GT(mem.imapset(&mem, 0, low16, all), 0);
-    expect_slots(mem, {K(mem, imap), K(mem, imapr)});
+    expect_slots(mem, {OWN(mem, imap), OWN(mem, imapr)});
     const std::pair<uint32_t, mvslot_bxta> bxtas[] = {
         {MVTYPE_U8, mvimmem_bxtauint8},  {MVTYPE_U32, mvimmem_bxtauint32}, {MVTYPE_I32, mvimmem_bxtauint32},
         {MVTYPE_FLOAT, mvimmem_bxtafloat}, {MVTYPE_DOUBLE, mvimmem_bxtadouble}};
@@ -183,76 +183,76 @@ TEST(ViewRules, SlotsHoldTheExportedRoutines) {
     // The line views.
     mvimage v;
     ASSERT_EQ(0, mvimage_yinv(&v, &mem, 0));
-    expect_slots(v, {K(yinv, ioset), K(yinv, bxts), K(yinv, bxtp), K(yinv, bxta), K(yinv, bxtw), K(yinv, imapset),
-                     K(yinv, imap), K(yinv, imapr), K(yinv, aeiou), K(yinv, xwind)});
+    expect_slots(v, {OWN(yinv, ioset), OWN(yinv, bxts), OWN(yinv, bxtp), OWN(yinv, bxta), OWN(yinv, bxtw), OWN(yinv, imapset),
+                     OWN(yinv, imap), OWN(yinv, imapr), OWN(yinv, aeiou), OWN(yinv, xwind)});
     ASSERT_EQ(1, v.ioset(&v, 0, low16, all));
-    expect_slots(v, {S(ioread, mvimyinv_ioreadxscan), S(iorite, mvimyinv_ioritexscan), K(yinv, iolen)});
+    expect_slots(v, {SLOT(ioread, mvimyinv_ioreadxscan), SLOT(iorite, mvimyinv_ioritexscan), OWN(yinv, iolen)});
     ASSERT_EQ(1, v.ioset(&v, MVMODE_YSCAN, low16, all));
-    expect_slots(v, {S(ioread, mvimyinv_ioreadyscan), S(iorite, mvimyinv_ioriteyscan)});
+    expect_slots(v, {SLOT(ioread, mvimyinv_ioreadyscan), SLOT(iorite, mvimyinv_ioriteyscan)});
     ASSERT_EQ(0, mvimage_yodd(&v, &mem, 0, 1));
-    expect_slots(v, {K(yodd, ioset), K(yodd, bxts), K(yodd, bxtp), K(yodd, bxta), K(yodd, bxtw), K(yodd, imapset),
-                     K(yodd, imap), K(yodd, imapr), K(yodd, aeiou), K(yodd, xwind)});
+    expect_slots(v, {OWN(yodd, ioset), OWN(yodd, bxts), OWN(yodd, bxtp), OWN(yodd, bxta), OWN(yodd, bxtw), OWN(yodd, imapset),
+                     OWN(yodd, imap), OWN(yodd, imapr), OWN(yodd, aeiou), OWN(yodd, xwind)});
     ASSERT_EQ(1, v.ioset(&v, 0, low16, all));
-    expect_slots(v, {S(ioread, mvimyodd_ioreadxscan), S(iorite, mvimyodd_ioritexscan), K(yodd, iolen)});
+    expect_slots(v, {SLOT(ioread, mvimyodd_ioreadxscan), SLOT(iorite, mvimyodd_ioritexscan), OWN(yodd, iolen)});
     ASSERT_EQ(1, v.ioset(&v, MVMODE_YSCAN, low16, all));
-    expect_slots(v, {S(ioread, mvimyodd_ioreadyscan), S(iorite, mvimyodd_ioriteyscan)});
+    expect_slots(v, {SLOT(ioread, mvimyodd_ioreadyscan), SLOT(iorite, mvimyodd_ioriteyscan)});
 
     // The clipping view.
     const mvywindow clips[1] = {{{0, 0}, {2, 2}}};
     ASSERT_EQ(0, mvimage_clipper(&v, &mem, clips, 1, 0));
-    expect_slots(v, {K(null2, ioread), K(clip, ioset), K(null2, bxts), K(clip, aeiou), K(clip, xwind)});
+    expect_slots(v, {OWN(null2, ioread), OWN(clip, ioset), OWN(null2, bxts), OWN(clip, aeiou), OWN(clip, xwind)});
     ASSERT_EQ(1, v.ioset(&v, 0, low16, all));
-    expect_slots(v, {K(null2, ioread), K(clip, iorite), K(clip, iolen)});
+    expect_slots(v, {OWN(null2, ioread), OWN(clip, iorite), OWN(clip, iolen)});
 
     // The type converter: its three strategies.
     const mvpixfmt u8 = format_of(MVTYPE_U8, 8, 3);
     ASSERT_EQ(0, mvimage_converter(&v, &mem, nullptr, 0, 0, 0, 0));
-    expect_slots(v, {K(conv, ioset), K(conv, bxts), K(conv, imapset), K(conv, aeiou), K(conv, xwind)});
+    expect_slots(v, {OWN(conv, ioset), OWN(conv, bxts), OWN(conv, imapset), OWN(conv, aeiou), OWN(conv, xwind)});
     ASSERT_EQ(1, v.ioset(&v, 0, low16, all));
-    expect_slots(v, {S(ioread, mvimconv_ioread_supported), S(iorite, mvimconv_iorite_supported),
-                     S(iowait, mvimconv_iowait_supported), S(iolen, mvimconv_iolen_supported)});
+    expect_slots(v, {SLOT(ioread, mvimconv_ioread_supported), SLOT(iorite, mvimconv_iorite_supported),
+                     SLOT(iowait, mvimconv_iowait_supported), SLOT(iolen, mvimconv_iolen_supported)});
     ASSERT_EQ(1, v.bxts(&v, 0, low16, all));
-    expect_slots(v, {K(conv, bxtp), S(bxta, mvimconv_bxta_supported), K(conv, bxtw)});
+    expect_slots(v, {OWN(conv, bxtp), SLOT(bxta, mvimconv_bxta_supported), OWN(conv, bxtw)});
     ASSERT_GT(v.imapset(&v, 0, low16, all), 0);
-    expect_slots(v, {K(conv, imap), K(conv, imapr)});
+    expect_slots(v, {OWN(conv, imap), OWN(conv, imapr)});
     ASSERT_EQ(0, mvimage_converter(&v, &mem, &u8, 0, 0, 8, 0));
     ASSERT_EQ(1, v.ioset(&v, 0, MVTYPE_U8, all));
-    expect_slots(v, {S(ioread, mvimconv_ioread_almostsupported), S(iorite, mvimconv_iorite_almostsupported),
-                     S(iowait, mvimconv_iowait_supported), S(iolen, mvimconv_iolen_supported)});
+    expect_slots(v, {SLOT(ioread, mvimconv_ioread_almostsupported), SLOT(iorite, mvimconv_iorite_almostsupported),
+                     SLOT(iowait, mvimconv_iowait_supported), SLOT(iolen, mvimconv_iolen_supported)});
     ASSERT_EQ(1, v.ioset(&v, MVMODE_YSCAN, MVTYPE_U8, all));
-    expect_slots(v, {S(ioread, mvimconv_ioreadpfbix), S(iorite, mvimconv_ioritepfbix)});
+    expect_slots(v, {SLOT(ioread, mvimconv_ioreadpfbix), SLOT(iorite, mvimconv_ioritepfbix)});
     ASSERT_EQ(1, v.bxts(&v, 0, MVTYPE_U8, all));
-    expect_slots(v, {S(bxta, mvimconv_bxta_unsupported)});
+    expect_slots(v, {SLOT(bxta, mvimconv_bxta_unsupported)});
 
     // The colour converter: unchanged and converted runs.
     ASSERT_EQ(0, mvimage_colorconverter(&v, &mem, MVCS_RGB, 0));
-    expect_slots(v, {K(clr, ioset), K(clr, bxts), K(clr, imapset), K(clr, aeiou), K(clr, xwind)});
+    expect_slots(v, {OWN(clr, ioset), OWN(clr, bxts), OWN(clr, imapset), OWN(clr, aeiou), OWN(clr, xwind)});
     ASSERT_EQ(1, v.ioset(&v, 0, low16, all));
-    expect_slots(v, {S(ioread, mvimclr_ioread_supported), S(iorite, mvimclr_iorite_supported), K(clr, iolen)});
+    expect_slots(v, {SLOT(ioread, mvimclr_ioread_supported), SLOT(iorite, mvimclr_iorite_supported), OWN(clr, iolen)});
     ASSERT_EQ(1, v.bxts(&v, 0, low16, all));
-    expect_slots(v, {K(clr, bxtp), K(clr, bxta), K(clr, bxtw)});
+    expect_slots(v, {OWN(clr, bxtp), OWN(clr, bxta), OWN(clr, bxtw)});
     ASSERT_GT(v.imapset(&v, 0, low16, all), 0);
-    expect_slots(v, {K(clr, imap), K(clr, imapr)});
+    expect_slots(v, {OWN(clr, imap), OWN(clr, imapr)});
     ASSERT_EQ(0, mvimage_colorconverter(&v, &mem, MVCS_HSB, 0));
     ASSERT_EQ(1, v.ioset(&v, 0, low16, all));
-    expect_slots(v, {S(ioread, mvimclr_ioreadpfbix), S(iorite, mvimclr_ioritepfbix), K(clr, iolen)});
+    expect_slots(v, {SLOT(ioread, mvimclr_ioreadpfbix), SLOT(iorite, mvimclr_ioritepfbix), OWN(clr, iolen)});
 
     // The colour slice: its three strategies.
     ASSERT_EQ(0, mvimage_colorslice(&v, &mem, 0, 2));
-    expect_slots(v, {K(clrslice, ioset), K(clrslice, bxts), K(null2, imapset), K(clrslice, aeiou), K(clrslice, xwind)});
+    expect_slots(v, {OWN(clrslice, ioset), OWN(clrslice, bxts), OWN(null2, imapset), OWN(clrslice, aeiou), OWN(clrslice, xwind)});
     ASSERT_EQ(1, v.ioset(&v, 0, low16, 1));
-    expect_slots(v, {S(ioread, mvimclrslice_ioreadpassthru), S(iorite, mvimclrslice_ioritepassthru),
-                     K(clrslice, iowait), K(clrslice, iolen)});
+    expect_slots(v, {SLOT(ioread, mvimclrslice_ioreadpassthru), SLOT(iorite, mvimclrslice_ioritepassthru),
+                     OWN(clrslice, iowait), OWN(clrslice, iolen)});
     ASSERT_EQ(1, v.bxts(&v, 0, low16, 1));
-    expect_slots(v, {K(clrslice, bxtp), K(clrslice, bxta), K(clrslice, bxtw)});
+    expect_slots(v, {OWN(clrslice, bxtp), OWN(clrslice, bxta), OWN(clrslice, bxtw)});
     ASSERT_EQ(0, mvimage_setwind(&v, 1, 0, 3, 2));
     ASSERT_EQ(1, v.ioset(&v, 0, low16, 1));
-    expect_slots(v, {S(ioread, mvimclrslice_ioreadopaque), S(iorite, mvimclrslice_ioriteopaque)});
+    expect_slots(v, {SLOT(ioread, mvimclrslice_ioreadopaque), SLOT(iorite, mvimclrslice_ioriteopaque)});
     mvimage picky = mem;
     picky.ioset = whole_pixels_only;
     ASSERT_EQ(0, mvimage_colorslice(&v, &picky, 0, 2));  // following would reset picky.ioset
     ASSERT_EQ(1, v.ioset(&v, 0, low16, 1));
-    expect_slots(v, {S(ioread, mvimclrslice_ioreadpfbix), S(iorite, mvimclrslice_ioritepfbix)});
+    expect_slots(v, {SLOT(ioread, mvimclrslice_ioreadpfbix), SLOT(iorite, mvimclrslice_ioritepfbix)});
 
     // Called by name, a routine does what the slot does; a null record is
     // refused.
