@@ -353,14 +353,9 @@ TEST(ColorConverter, SetupAnswers) {
     EXPECT_EQ(view.bxts(&view, 0, MVTYPE_U16, 7), MVERR_UNSUPPORTED);
     EXPECT_EQ(view.bxts(&view, 0, MVTYPE_U8, 7), MVERR_DATATYPE);
     EXPECT_EQ(view.imapset(&view, 0, MVTYPE_U16, 7), MVERR_DATATYPE);
-    // A view that is its own parent: built, but every set-up answers -5.
+    // A relative reference to the previous record of an array works (a
+    // reference to the view itself: see the view rules' tests).
     mvimage pair[2];
-    pair[0] = *rgb.rec();
-    ASSERT_EQ(mvimage_colorconverter(&pair[0], MVPARENT_REL(-65), MVCS_GREY, 0), 0);
-    EXPECT_EQ(pair[0].ioset(&pair[0], 0, MVTYPE_U16, 1), -5);
-    EXPECT_EQ(pair[0].bxts(&pair[0], 0, MVTYPE_U16, 1), -5);
-    EXPECT_EQ(pair[0].imapset(&pair[0], 0, MVTYPE_U16, 1), -5);
-    // A relative reference to the previous record of an array works.
     pair[0] = *rgb.rec();
     ASSERT_EQ(mvimage_colorconverter(&pair[1], MVPARENT_REL(-66), MVCS_GREY, 0), 0);
     EXPECT_EQ(pair[1].ioset(&pair[1], 0, MVTYPE_U16, 1), 1);

@@ -17,8 +17,7 @@ TEST(PointEdges, Arguments) {
         std::function<int32_t(mvabort*, mvimage*, mvimage*)> call;
     };
     const std::vector<uint8_t> t8(300, 9);
-    const std::vector<uint16_t> t16(70000, 9);
-    const std::vector<uint32_t> t32(5000, 9);
+    const std::vector<uint16_t> t16(1, 9);
     const Format u8{MVTYPE_U8, 8, 1}, u8_6{MVTYPE_U8, 6, 1}, u16_12{MVTYPE_U16, 12, 1}, u12x3{MVTYPE_U16, 12, 3},
         u12x1{MVTYPE_U16, 12, 1};
     auto lut = [](Format f, int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
@@ -42,16 +41,8 @@ TEST(PointEdges, Arguments) {
          [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmap(nullptr, s, d, t8.data(), 64); }},
         {"pixmap, no table", u8, MVERR_USAGE,
          [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmap(nullptr, s, d, nullptr, 256); }},
-        {"pixmap on u16", u16_12, MVERR_DATATYPE,
-         [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmap(nullptr, s, d, t8.data(), 300); }},
         {"pixmaps, no entries", u16_12, MVERR_USAGE,
          [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmaps(nullptr, s, d, t16.data(), 0); }},
-        {"pixmaps on u8", u8, MVERR_DATATYPE,
-         [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmaps(nullptr, s, d, t16.data(), 70000); }},
-        {"pixmapl on 32 bits, a short table", Format{MVTYPE_U32, 32, 1}, 0,
-         [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmapl(nullptr, s, d, t32.data(), 5000); }},
-        {"pixmapl on u16", u16_12, MVERR_DATATYPE,
-         [&](mvabort*, mvimage* s, mvimage* d) { return mvip8_pixmapl(nullptr, s, d, t32.data(), 5000); }},
         {"pixmaplut, lut narrower than 2^bits", u8, MVERR_USAGE, lut(u8, 0, 0, 255, 2)},
         {"pixmaplut, lut window of no lines", u8, MVERR_USAGE, lut(u8, 0, 1, 256, 1)},
         {"pixmaplut, no lut", u8, MVERR_USAGE,

@@ -1,7 +1,7 @@
 // Small helpers shared by the test files: kind tags, the behaviour every
 // no-op slot must show, memory images over buffers the test owns (any data
 // type, padded lines, bottom-up or byte-swapped storage), an abort hook
-// that records its calls, and running host programs.
+// that records its calls.
 #pragma once
 
 #include "mvip.h"
@@ -20,9 +20,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-#ifndef _WIN32
-#include <unistd.h>
-#endif
 
 namespace mvtest {
 
@@ -343,41 +340,5 @@ private:
     }
     Record record_{{&Hook::call}, this};
 };
-
-// ---- host programs -----------------------------------------------------
-
-// True when every named host program can be run from this test: a name
-// with a slash is a path, others are looked up on PATH.  Always false on
-// Windows, where the tests run under Wine and cannot start Linux programs.
-// Tests that run host tools through std::system or popen begin with
-//   if (!mvtest::host_tools_available({"/usr/bin/python3", "tiffinfo"}))
-//       GTEST_SKIP() << "needs /usr/bin/python3 and tiffinfo";
-inline bool host_tools_available(std::initializer_list<const char*> tools) {
-#ifdef _WIN32
-    (void)tools;
-    return false;
-#else
-    for (const char* tool : tools) {
-        const std::string name = tool;
-        bool found = false;
-        if (name.find('/') != std::string::npos) {
-            found = ::access(name.c_str(), X_OK) == 0;
-        } else if (const char* path = std::getenv("PATH")) {
-            const std::string dirs = path;
-            size_t start = 0;
-            while (!found && start <= dirs.size()) {
-                size_t end = dirs.find(':', start);
-                if (end == std::string::npos) end = dirs.size();
-                const std::string dir = end > start ? dirs.substr(start, end - start) : ".";
-                found = ::access((dir + "/" + name).c_str(), X_OK) == 0;
-                start = end + 1;
-            }
-        }
-        if (!found) return false;
-    }
-    return true;
-#endif
-}
-inline bool host_tools_available(const char* tool) { return host_tools_available({tool}); }
 
 }  // namespace mvtest

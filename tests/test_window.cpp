@@ -130,32 +130,48 @@ TEST(Window, InquireCodes) {
     }
 }
 
+// Windows set through xwind 's' (the request taken as given) and through
+// mvimage_setwind (negative se coordinates take the image's dimensions).
 TEST(Window, SetTable) {
     struct Case {
-        mvywindow w;
-        bool ok;
+        bool setwind;
+        mvywindow w, after;  // after: the window set (ok) or {} (refused)
     };
+    const mvywindow none{{0, 0}, {0, 0}};
     const Case cases[] = {
-        {{{0, 0}, {7, 5}}, true},   {{{1, 2}, {6, 4}}, true},   {{{6, 4}, {7, 5}}, true},
-        {{{3, 2}, {3, 4}}, true},   {{{0, 5}, {7, 5}}, true},   {{{7, 5}, {7, 5}}, true},   // empty ones
-        {{{0, 0}, {0, 0}}, true},   {{{-1, 0}, {7, 5}}, false}, {{{0, -1}, {7, 5}}, false},
-        {{{0, 0}, {8, 5}}, false},  {{{0, 0}, {7, 6}}, false},  {{{3, 0}, {2, 5}}, false},
-        {{{0, 3}, {7, 2}}, false},  {{{8, 0}, {8, 5}}, false},  {{{-5, -5}, {-1, -1}}, false},
-        {{{0, 0}, {INT32_MAX, 5}}, false}, {{{INT32_MIN, 0}, {1, 1}}, false},
+        {false, {{0, 0}, {7, 5}}, {{0, 0}, {7, 5}}},  {false, {{1, 2}, {6, 4}}, {{1, 2}, {6, 4}}},
+        {false, {{6, 4}, {7, 5}}, {{6, 4}, {7, 5}}},  {false, {{3, 2}, {3, 4}}, {{3, 2}, {3, 4}}},  // empty ones:
+        {false, {{0, 5}, {7, 5}}, {{0, 5}, {7, 5}}},  {false, {{7, 5}, {7, 5}}, {{7, 5}, {7, 5}}},
+        {false, {{0, 0}, {0, 0}}, {{0, 0}, {0, 0}}},  {false, {{-1, 0}, {7, 5}}, none}, {false, {{0, -1}, {7, 5}}, none},
+        {false, {{0, 0}, {8, 5}}, none},  {false, {{0, 0}, {7, 6}}, none},  {false, {{3, 0}, {2, 5}}, none},
+        {false, {{0, 3}, {7, 2}}, none},  {false, {{8, 0}, {8, 5}}, none},  {false, {{-5, -5}, {-1, -1}}, none},
+        {false, {{0, 0}, {INT32_MAX, 5}}, none}, {false, {{INT32_MIN, 0}, {1, 1}}, none},
+        {true, {{0, 0}, {-1, -1}}, {{0, 0}, {7, 5}}}, {true, {{2, 1}, {-1, -7}}, {{2, 1}, {7, 5}}},
+        {true, {{2, 1}, {4, -1}}, {{2, 1}, {4, 5}}},  {true, {{2, 1}, {INT32_MIN, 3}}, {{2, 1}, {7, 3}}},
+        {true, {{1, 1}, {6, 4}}, {{1, 1}, {6, 4}}},   {true, {{3, 3}, {3, 3}}, {{3, 3}, {3, 3}}},
+        {true, {{0, 0}, {8, 5}}, none}, {true, {{0, 0}, {7, 6}}, none},
+        {true, {{-1, 0}, {-1, -1}}, none},  // nw stored as given, then rejected
+        {true, {{0, -2}, {3, 3}}, none}, {true, {{4, 0}, {3, -1}}, none},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.w.nw.x << "," << c.w.nw.y << " - " << c.w.se.x << "," << c.w.se.y);
+        SCOPED_TRACE(testing::Message() << (c.setwind ? "setwind " : "xwind ") << c.w.nw.x << "," << c.w.nw.y << " - "
+                                        << c.w.se.x << "," << c.w.se.y);
         SmallImage s;
         mvimage& im = s.im;
         mvywindow req = c.w;
-        if (c.ok) {
-            EXPECT_EQ(im.xwind(&im, &req, 's'), &im.wind);
-            EXPECT_TRUE(wind_is(im, c.w.nw.x, c.w.nw.y, c.w.se.x, c.w.se.y));
+        // Refused requests leave the empty window at the origin, which is
+        // also the one valid request of that outcome.
+        const bool ok = std::memcmp(&c.after, &none, sizeof none) != 0 || std::memcmp(&c.w, &none, sizeof none) == 0;
+        if (c.setwind) {
+            EXPECT_EQ(mvimage_setwind(&im, c.w.nw.x, c.w.nw.y, c.w.se.x, c.w.se.y), ok ? 0 : -1);
+        } else {
+            EXPECT_EQ(im.xwind(&im, &req, 's'), ok ? &im.wind : nullptr);
+        }
+        EXPECT_TRUE(wind_is(im, c.after.nw.x, c.after.nw.y, c.after.se.x, c.after.se.y));
+        if (ok) {
             EXPECT_EQ(im.ioset(&im, 0, MVTYPE_U8 | MVREQ_LOW, 1), 1);
             continue;
         }
-        EXPECT_EQ(im.xwind(&im, &req, 's'), nullptr);
-        EXPECT_TRUE(wind_is(im, 0, 0, 0, 0));
         expect_noop_slots(im);
         // The image stays usable: aeiou still answers, a valid window
         // brings the transfers back.
@@ -176,6 +192,8 @@ TEST(Window, SetTable) {
         EXPECT_TRUE(wind_is(t.im, 0, 0, 0, 0));
         expect_noop_slots(t.im);
     }
+    EXPECT_EQ(mvimage_setwind(nullptr, 0, 0, -1, -1), -1);
+    EXPECT_EQ(mvimage3_setwind(nullptr, 0, 0, 0, -1, -1, -1), -1);
 }
 
 TEST(Window, SetEndsTheCurrentAccess) {
@@ -205,36 +223,6 @@ TEST(Window, SetEndsTheCurrentAccess) {
     EXPECT_EQ(im.ioset(&im, 0, MVTYPE_U8 | MVREQ_LOW, 1), 1);
     EXPECT_EQ(im.bxts(&im, 0, MVTYPE_U8 | MVREQ_LOW, 1), 1);
     EXPECT_GT(im.imapset(&im, 0, MVTYPE_U8, 1), 0);
-}
-
-// ---- mvimage_setwind ---------------------------------------------------------
-
-TEST(Window, SetwindTable) {
-    struct Case {
-        int32_t nx, ny, sx, sy, rc;
-        mvywindow after;
-    };
-    const Case cases[] = {
-        {0, 0, -1, -1, 0, {{0, 0}, {7, 5}}},        {2, 1, -1, -7, 0, {{2, 1}, {7, 5}}},
-        {2, 1, 4, -1, 0, {{2, 1}, {4, 5}}},         {2, 1, INT32_MIN, 3, 0, {{2, 1}, {7, 3}}},
-        {1, 1, 6, 4, 0, {{1, 1}, {6, 4}}},          {3, 3, 3, 3, 0, {{3, 3}, {3, 3}}},
-        {0, 0, 8, 5, -1, {{0, 0}, {0, 0}}},         {0, 0, 7, 6, -1, {{0, 0}, {0, 0}}},
-        {-1, 0, -1, -1, -1, {{0, 0}, {0, 0}}},  // nw stored as given, then rejected
-        {0, -2, 3, 3, -1, {{0, 0}, {0, 0}}},        {4, 0, 3, -1, -1, {{0, 0}, {0, 0}}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.nx << "," << c.ny << " - " << c.sx << "," << c.sy);
-        SmallImage s;
-        EXPECT_EQ(mvimage_setwind(&s.im, c.nx, c.ny, c.sx, c.sy), c.rc);
-        EXPECT_TRUE(wind_is(s.im, c.after.nw.x, c.after.nw.y, c.after.se.x, c.after.se.y));
-        if (c.rc == 0) {
-            EXPECT_EQ(s.im.ioset(&s.im, 0, MVTYPE_U8 | MVREQ_LOW, 1), 1);
-        } else {
-            expect_noop_slots(s.im);
-        }
-    }
-    EXPECT_EQ(mvimage_setwind(nullptr, 0, 0, -1, -1), -1);
-    EXPECT_EQ(mvimage3_setwind(nullptr, 0, 0, 0, -1, -1, -1), -1);
 }
 
 TEST(Window, SetwindOnNullImages) {
