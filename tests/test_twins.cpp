@@ -15,7 +15,10 @@
 #include "test_util.hpp"
 
 #include <array>
-#include <memory>
+#include <cctype>
+#include <functional>
+#include <string>
+#include <vector>
 
 namespace {
 
