@@ -4,6 +4,7 @@
 // tables must have that many; u16 and u32 tables may be shorter (a 32-bit
 // image could not be mapped otherwise): a value at or beyond the table's
 // end passes unchanged, so the table remaps the values it covers.
+#include "ops/cpu.hpp"
 #include "ops/point.hpp"
 #include "views/typeconvert.hpp"
 
@@ -37,11 +38,6 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) void map_u8_vbmi(const ui
     }
     for (; i < n; ++i) out[i] = table[in[i]];
 }
-
-bool have_vbmi() {
-    static const bool yes = __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512bw");
-    return yes;
-}
 #endif
 
 struct MapOp {
@@ -53,7 +49,7 @@ struct MapOp {
         size_t i = 0;
 #ifdef MVIP_HAVE_VBMI_PATH
         if constexpr (sizeof(T) == 1) {
-            if (mask == 0xFF && have_vbmi()) {
+            if (mask == 0xFF && cpu_has_avx512()) {
                 map_u8_vbmi(in, out, n, table);
                 return;
             }

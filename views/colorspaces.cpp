@@ -9,6 +9,8 @@
 // two hub forms when needed, and encodes the block into the target space.
 #include "views/colorspaces.hpp"
 
+#include "ops/cpu.hpp"
+
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -241,18 +243,13 @@ __attribute__((target("avx2"))) void to_grey_avx2(const void* src, void* dst, si
     }
     for (; i < n; ++i) plain(i);
 }
-
-bool has_avx2() {
-    static const bool yes = __builtin_cpu_supports("avx2");
-    return yes;
-}
 #endif
 
 template <class T, Layout S>
 Kernel grey_kernel() {
 #if MVIP_COLOR_AVX2
     if constexpr (std::is_same_v<T, uint8_t>)
-        if (has_avx2()) return to_grey_avx2<S>;
+        if (ops::cpu_has_avx2()) return to_grey_avx2<S>;
 #endif
     return to_grey<T, S>;
 }
