@@ -523,6 +523,108 @@ MVIP_API mvimage *mvimage_memmalloc2(void *pixels, uint32_t datatype,
 MVIP_API int32_t mvimage_memfree2(mvimage *im, int32_t keep);
 
 /* ------------------------------------------------------------------ */
+/* 3-D memory images ("MVIMMEM3"): stacks of planes                    */
+/* ------------------------------------------------------------------ */
+/*
+ * Planes lie one after another, each a 2-D memory image.  The byte
+ * address of window-relative pixel (x, y, z) is
+ *   priv + (wind.nw.x + x) * pixelsize + (wind.nw.y + y) * pitch
+ *        + (wind.nw.z + z) * planepitch.
+ * The line pitch is signed as for 2-D images (0 = packed lines).  Only
+ * mvimage3_memdata takes a plane pitch; every other constructor (and a
+ * plane pitch of 0) uses pixelsize * xdim * ydim, even when the lines are
+ * padded.  Dimensions are three words xdim, ydim, zdim, each 1 .. 2^31-1;
+ * windows, dimensions and mvimage3_setwind use all six words.
+ *
+ * Scan orders (ioset, imapset): x-major (mode 0), y-major (0x0002) and
+ * z-major (0x0004: runs go through the planes, stride planepitch); both
+ * bits at once is -11.  Run lengths from window-relative (x, y, z) with
+ * w, h, d the window's extents:
+ *   x: w-x;  y: h-y;  z: d-z;
+ *   x continuing (0x0040), x fastest, then y, then z:
+ *     ((d-z-1)*h + (h-y) - 1)*w + (w-x)
+ *   y continuing (0x0042), y fastest, then x, then z:
+ *     ((d-z-1)*w + (w-x) - 1)*h + (h-y)
+ *   z continuing (0x0044), z fastest, then x, then y:
+ *     ((h-y-1)*w + (w-x) - 1)*d + (d-z)
+ * A start outside the box in any axis yields 0 unless MVMODE_NOCHECK is
+ * given; arithmetic is unsigned 32-bit, as for 2-D images.  Transfers
+ * never touch memory outside the image, as for 2-D images.  Values are
+ * adjusted and swapped exactly as for 2-D images; z-scans are served like
+ * y-scans with the plane pitch as their stride.
+ * Mapping: x-major runs have stride pixelsize (a continuing run is handed
+ * out up to where lines, and planes, stop following each other in
+ * memory); y-major and z-major mappings need MVREQ_DIRTY (0x400) in the
+ * mode, as 2-D y-major ones do, and hand out one column (stride pitch) or
+ * one pillar through the planes (stride planepitch) per run.
+ * Scattered transfers: the third word of an entry (`tag`) is its z
+ * coordinate; bxtp stores the offset in the first two words and leaves it.
+ * aeiou answers as for 2-D memory images.
+ */
+/* mvimage3_memory(im, pixels, dims, pitch, datatype, bits, pixies,
+ * colorspace, inquirysize): 0, or -1 (null record, null memory, a null
+ * dimension pointer, a dimension of 0 or above 2^31-1, or a stack whose
+ * byte offsets do not fit 63 bits; a 3-D null image is left). */
+MVIP_API int32_t mvimage3_memory(mvimage3 *im, void *pixels,
+                                 const uint32_t dims[3], int32_t pitch,
+                                 uint32_t datatype, uint32_t bits,
+                                 uint32_t pixies, uint32_t colorspace,
+                                 uint32_t inquirysize);
+/* As mvimage3_memory with x and y widths and their units, then the z
+ * width and its units. */
+MVIP_API int32_t mvimage3_memory2(mvimage3 *im, void *pixels,
+                                  const uint32_t dims[3], int32_t pitch,
+                                  uint32_t datatype, uint32_t bits,
+                                  uint32_t pixies, uint32_t colorspace,
+                                  uint32_t inquirysize, float xwidth,
+                                  float ywidth, uint32_t units, float zwidth,
+                                  uint32_t zunits);
+/* mvimage3_memdata with a memory size (0 = unchecked) and packed planes. */
+MVIP_API int32_t mvimage3_memory3(mvimage3 *im, void *pixels, uint64_t size,
+                                  const uint32_t dims[3], int32_t pitch,
+                                  uint32_t datatype, uint32_t bits,
+                                  uint32_t pixies, uint32_t colorspace,
+                                  uint32_t inquirysize, float xwidth,
+                                  float ywidth, uint32_t units, float zwidth,
+                                  uint32_t zunits);
+/* The general form: the format taken as given (-1 when null), geometry
+ * optional.  planepitch 0 packs the planes by pixel size; a plane pitch
+ * given must be at least ydim * |pitch| (a plane's lines), else -1.  With
+ * a non-zero size, zdim * planepitch and the bytes up to the end of the
+ * last plane's lines ((zdim-1) * planepitch + ydim * |pitch|) must not
+ * exceed it, else -1.  (The plane pitch is a 64-bit word so that planes of
+ * 4 GiB and more can be described.) */
+MVIP_API int32_t mvimage3_memdata(mvimage3 *im, void *pixels, uint64_t size,
+                                  const uint32_t dims[3], int32_t pitch,
+                                  uint64_t planepitch, const mvpixfmt *fmt,
+                                  const mvgeometry *geom, uint32_t inquirysize);
+/* Allocate zeroed packed memory for xdim * ydim * zdim pixels (every
+ * product guarded in double precision against 2^64); *pixels must hold
+ * null and receives the address.  -1 bad arguments (a dimension of 0
+ * included), -2 overflow, an invalid format or no memory.  Free with
+ * mvimage3_memfree. */
+MVIP_API int32_t mvimage3_memmalloc(mvimage3 *im, void **pixels,
+                                    const uint32_t dims[3], uint32_t datatype,
+                                    uint32_t bits, uint32_t pixies,
+                                    uint32_t colorspace);
+/* Free the buffer (if non-null); the record (if non-null) becomes a 3-D
+ * null image.  Always 0. */
+MVIP_API int32_t mvimage3_memfree(mvimage3 *im, void *pixels);
+/* Allocate a record (and, for a null buffer, zeroed memory); null on any
+ * failure, all three dimensions must be above 0.  Free with
+ * mvimage3_memfree2. */
+MVIP_API mvimage3 *mvimage3_memmalloc2(void *pixels, uint32_t datatype,
+                                       uint32_t bits, uint32_t pixies,
+                                       uint32_t colorspace, int32_t xdim,
+                                       int32_t ydim, float xwidth, float ywidth,
+                                       uint32_t units, int32_t zdim,
+                                       float zwidth, uint32_t zunits);
+/* Free a record from mvimage3_memmalloc2 and, unless keep is non-zero, its
+ * pixel memory.  -1 for any other record ("MVIMMEM3" made elsewhere, or
+ * another kind); 0 for a null record. */
+MVIP_API int32_t mvimage3_memfree2(mvimage3 *im, int32_t keep);
+
+/* ------------------------------------------------------------------ */
 /* Views                                                               */
 /* ------------------------------------------------------------------ */
 /*
