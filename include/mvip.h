@@ -671,6 +671,62 @@ MVIP_API int32_t mvimage_clipper(mvimage *view, mvimage *parent,
                                  const mvywindow *list, uint32_t count,
                                  uint8_t follow);
 
+/* ---- Dimension views: sections, one-plane stacks, rings of planes ----
+ * Axis codes: 0 x, 2 y, 4 z (the scan bits).  3-D parents go by
+ * MVPARENT_REL3(i) or address, 2-D ones by MVPARENT_REL(i) or address.
+ *
+ * Section ("MVIM3to2"): a 2-D view of a 3-D parent through two of its axes,
+ * parent axis `xaxis` along the view's x and `yaxis` along its y (any two
+ * different axes, either order: planes, x-z and y-z sections, transposed
+ * ones), at coordinate `fixed` on the third axis.  The view's dimensions are
+ * the parent window's extents along the two axes; its coordinates and
+ * `fixed` are relative to the parent's window.  An x-major access of the
+ * view is an access of the parent along `xaxis`, a y-major one along
+ * `yaxis`; z-major accesses answer -11 (ioset) and -1 (imapset).  A
+ * continuing run (0x0040) goes to the parent in one call where the parent's
+ * own continuing order visits the same pixels (the parent axis after the
+ * running one in its order is the view's other axis, and the view's lines
+ * cover the parent's window); otherwise it goes line by line.  Scattered
+ * transfers and mapping translate coordinates likewise (the entries' third
+ * words are kept as the caller set them); mapping grants continuing runs
+ * under the same condition.
+ * 0; -1 for a null view, a null parent, an axis code other than 0, 2, 4,
+ * equal axes, or `fixed` outside the parent's window on the third axis (a
+ * null image is left).  A view that is its own parent is built empty and
+ * answers ioset, bxts and imapset with -5. */
+MVIP_API int32_t mvimage_def2from3(mvimage *view, mvimage3 *parent,
+                                   uint32_t xaxis, uint32_t yaxis,
+                                   uint32_t fixed);
+/* One plane ("MVIM2to3"): a 2-D parent as a 3-D image one plane deep.
+ * Following (follow non-zero), the view has the parent's dimensions and
+ * window with z 0..1 and setting its window sets the parent's (x and y);
+ * otherwise its image is the parent's window.  Transfers at z other than 0
+ * move nothing.  A z-major access is served: a pillar through one plane is
+ * one pixel, so a z-major run is one pixel long and a continuing one
+ * (z, then x, then y) visits pixels as a continuing x-major run does; the
+ * parent is asked for that x-major access.  z-major mapping answers -11 (the
+ * caller falls back to runs); x- and y-major mapping go to the parent.
+ * Scattered entries with a third word (z) other than 0 are outside.
+ * 0; -1 for a null view or parent (a 3-D null image is left). */
+MVIP_API int32_t mvimage_def3from2(mvimage3 *view, mvimage *parent,
+                                   uint8_t follow);
+/* Ring of planes ("MVIM3to3"): view plane Z (whole-image coordinates) shows
+ * parent plane (Z + offset) mod D, D the parent's depth; the offset is taken
+ * modulo D, so any offset rotates.  The view has the parent's dimensions;
+ * its coordinates go to the parent relative to the parent's window.
+ * Following, the parent's window is reset to its whole image at
+ * construction, and setting the view's window sets the parent's to the same
+ * x-y rectangle through all its planes.  Runs never go on from one view
+ * plane into the next in one parent call, and without following are also
+ * cut at line ends; z-major runs are cut where the parent's planes wrap.
+ * ioset answers 0 (or the parent's failure, -5 for a view that is its own
+ * parent, -1 for both scan bits); scattered transfers translate
+ * coordinates; mapping is not offered (-11).  The two reserved arguments
+ * are not used.  0; -1 for a null view or parent or a parent of depth 0. */
+MVIP_API int32_t mvimage3_def3from3(mvimage3 *view, mvimage3 *parent,
+                                    uint32_t offset, uint32_t reserved1,
+                                    uint32_t reserved2, uint8_t follow);
+
 /* Type converter ("MVIMCONV"): presents the parent in another data type
  * and bit depth.  newfmt (null: the parent's) gives the data type, bits
  * and, for float types, the value range (low = valflags, high = valform
