@@ -749,8 +749,9 @@ MVIP_API int32_t mvimage_converter(mvimage *view, mvimage *parent,
                                    const mvpixfmt *newfmt, uint8_t follow,
                                    int32_t tolerate, uint32_t newbits,
                                    uint8_t mode);
-/* 3-D form: declared for 3-D images, which this build does not have yet;
- * answers -11 and leaves a null image. */
+/* 3-D form ("MVIMCON3"): the same conversion over a 3-D parent, with the
+ * same arguments and answers (a 3-D null image left on failure).  See "3-D
+ * forms of the per-pixel views" below. */
 MVIP_API int32_t mvimage3_converter(mvimage3 *view, mvimage3 *parent,
                                     const mvpixfmt *newfmt, uint8_t follow,
                                     int32_t tolerate, uint32_t newbits,
@@ -760,7 +761,8 @@ MVIP_API int32_t mvimage3_converter(mvimage3 *view, mvimage3 *parent,
  * set bit within the parent's pixies) shown as a one-pixie image with the
  * parent's format otherwise.  Callers use mask 1 (-21 otherwise).  When the
  * parent serves the slice itself, runs go to it whole (the view spans the
- * parent's full width, or follows its window) or line by line; when it
+ * parent's full width, for y-scans its full height, or follows its window)
+ * or line by line (column by column); when it
  * serves only whole pixels, the view stages 2048 bytes of whole pixels at a
  * time and takes the pixie out, or, on writes, reads the pixels, puts the
  * pixie in and writes them back.  Scattered transfers go to the parent with
@@ -768,8 +770,8 @@ MVIP_API int32_t mvimage3_converter(mvimage3 *view, mvimage3 *parent,
  * view or parent or a bad mask (a null image is left). */
 MVIP_API int32_t mvimage_colorslice(mvimage *view, mvimage *parent,
                                     uint8_t follow, uint32_t mask);
-/* 3-D form: declared for 3-D images, which this build does not have yet;
- * answers -11 and leaves a null image. */
+/* 3-D form ("ClrSlic3"): the same over a 3-D parent, with the same
+ * arguments and answers (a 3-D null image left on failure). */
 MVIP_API int32_t mvimage3_colorslice(mvimage3 *view, mvimage3 *parent,
                                      uint8_t follow, uint32_t mask);
 
@@ -811,10 +813,27 @@ MVIP_API int32_t mvimage3_colorslice(mvimage3 *view, mvimage3 *parent,
  * answer -11 and mapping -19. */
 MVIP_API int32_t mvimage_colorconverter(mvimage *view, mvimage *parent,
                                         uint32_t colorspace, int8_t flag);
-/* 3-D form: declared for 3-D images, which this build does not have yet;
- * answers -11 and leaves a null image. */
+/* 3-D form ("MVIMCLR3"): the same over a 3-D parent, with the same
+ * arguments and answers (a 3-D null image left on failure). */
 MVIP_API int32_t mvimage3_colorconverter(mvimage3 *view, mvimage3 *parent,
                                          uint32_t colorspace, int8_t flag);
+
+/* 3-D forms of the per-pixel views (type converter, colour converter,
+ * colour slice).  Each presents every pixel of its 3-D parent as its 2-D
+ * form presents a 2-D parent's, and is that 2-D form run over sections of
+ * the parent: x- and y-major runs through the plane (x, y) at the run's z,
+ * z-major runs through the section (x, z) at the run's y, so x keeps its
+ * place (4:2:2 pairs stay pairs along x).  A continuing run goes section by
+ * section: plane after plane, or for z-major runs (z, then x, then y) y
+ * after y.  The follow-window flag works as for the 2-D forms, in three
+ * axes.  ioset answers what the 2-D form answers on the access's first
+ * section (-11 for both scan bits, -5 for a view that is its own parent).
+ * Scattered entries carry z in their third word, as for 3-D memory images;
+ * mapping is granted where the 2-D form grants it (the type converter
+ * keeping its parent's form, the colour converter between equal spaces)
+ * and hands out the parent's runs, z-major ones included.  The 2-D form is
+ * built anew for every run (some hundreds of nanoseconds), so these views
+ * suit runs of lines and planes rather than single pixels. */
 
 /* ------------------------------------------------------------------ */
 /* Image operations: common rules                                      */

@@ -389,7 +389,7 @@ inline mvyzwindow random_window3(Rng& rng, uint32_t xdim, uint32_t ydim, uint32_
     int32_t nw[3], se[3];
     const bool allow_empty = chance(rng, 10);
     for (int a = 0; a < 3; ++a) {
-        if (chance(rng, 30)) {  // whole along this axis
+        if (dims[a] == 0 || chance(rng, 30)) {  // whole along this axis
             nw[a] = 0;
             se[a] = (int32_t)dims[a];
             continue;

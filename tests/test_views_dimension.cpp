@@ -1,7 +1,8 @@
-// Dimension views against direct addressing of a 3-D memory image: sections
-// over every pair of axes, rings of planes (offsets beyond the depth
-// included), the one-plane view of a 2-D image, stacked views, and the bad
-// input of their constructors and set-up calls.
+// Views of stacks.  Dimension views against direct addressing of a 3-D
+// memory image: sections over every pair of axes, rings of planes (offsets
+// beyond the depth included), the one-plane view of a 2-D image, stacked
+// views.  The 3-D converters and colour slice against their 2-D forms over
+// section views.  The bad input of their constructors and set-up calls.
 #include "memimage_model.hpp"
 #include "test_util.hpp"
 
@@ -381,6 +382,264 @@ TEST(StackedViews, ColourSliceOfASectionOfARing) {
     ASSERT_EQ(slice.iorite(&slice, 0, col, 5, 1, 0), 5u);
     for (uint32_t y = 0; y < 5; ++y) want[((((1 + 4) % 3) * 4 + 2) * 5 + y) * 3 + 1] = col[y];
     EXPECT_EQ(mem, want);
+}
+
+// ---- 3-D converters and slices against their 2-D forms over sections ------------
+
+// A 3-D per-pixel view and the same kind's 2-D view over a section.
+struct Kind3 {
+    const char* name;
+    const char* tag;
+    uint32_t type, bits, space;  // the stack's format (three pixies unless grey)
+    std::function<int32_t(mvimage3*, mvimage3*, uint8_t)> make3;
+    std::function<int32_t(mvimage*, mvimage*, uint8_t)> make2;
+    bool exact_writes;  // run writes equal pixel-by-pixel writes
+};
+
+std::vector<Kind3> kinds3() {
+    static mvpixfmt to_u8{};
+    mvpixfmt_set(&to_u8, MVTYPE_U8, 6, 3, MVCS_RGB);
+    static mvpixfmt to_float{};
+    mvpixfmt_set(&to_float, MVTYPE_FLOAT, 0, 3, MVCS_RGB);
+    return {
+        {"converter u16 to 6-bit u8", "MVIMCON3", MVTYPE_U16, 12, MVCS_RGB,
+         [](mvimage3* v, mvimage3* p, uint8_t f) { return mvimage3_converter(v, p, &to_u8, f, 0, 0, 0); },
+         [](mvimage* v, mvimage* p, uint8_t f) { return mvimage_converter(v, p, &to_u8, f, 0, 0, 0); }, false},
+        {"converter u8 to float", "MVIMCON3", MVTYPE_U8, 8, MVCS_RGB,
+         [](mvimage3* v, mvimage3* p, uint8_t f) { return mvimage3_converter(v, p, &to_float, f, 0, 0, 0); },
+         [](mvimage* v, mvimage* p, uint8_t f) { return mvimage_converter(v, p, &to_float, f, 0, 0, 0); }, true},
+        {"converter keeping the format", "MVIMCON3", MVTYPE_U16, 16, MVCS_RGB,
+         [](mvimage3* v, mvimage3* p, uint8_t f) { return mvimage3_converter(v, p, nullptr, f, 0, 0, 0); },
+         [](mvimage* v, mvimage* p, uint8_t f) { return mvimage_converter(v, p, nullptr, f, 0, 0, 0); }, true},
+        {"colour RGB to YCrCb", "MVIMCLR3", MVTYPE_U8, 8, MVCS_RGB,
+         [](mvimage3* v, mvimage3* p, uint8_t f) { return mvimage3_colorconverter(v, p, MVCS_YCRCB, (int8_t)f); },
+         [](mvimage* v, mvimage* p, uint8_t f) { return mvimage_colorconverter(v, p, MVCS_YCRCB, (int8_t)f); },
+         true},
+        {"colour RGB to 4:2:2", "MVIMCLR3", MVTYPE_U16, 10, MVCS_RGB,
+         [](mvimage3* v, mvimage3* p, uint8_t f) { return mvimage3_colorconverter(v, p, MVCS_YCBYCR, (int8_t)f); },
+         [](mvimage* v, mvimage* p, uint8_t f) { return mvimage_colorconverter(v, p, MVCS_YCBYCR, (int8_t)f); },
+         false},
+        {"colour grey to BGR", "MVIMCLR3", MVTYPE_U8, 8, MVCS_GREY,
+         [](mvimage3* v, mvimage3* p, uint8_t f) { return mvimage3_colorconverter(v, p, MVCS_BGR, (int8_t)f); },
+         [](mvimage* v, mvimage* p, uint8_t f) { return mvimage_colorconverter(v, p, MVCS_BGR, (int8_t)f); }, false},
+        {"slice of the third pixie", "ClrSlic3", MVTYPE_U16, 16, MVCS_RGB,
+         [](mvimage3* v, mvimage3* p, uint8_t f) { return mvimage3_colorslice(v, p, f, 4); },
+         [](mvimage* v, mvimage* p, uint8_t f) { return mvimage_colorslice(v, p, f, 4); }, true},
+    };
+}
+
+// A stack of random values in `k`'s format: 2 x 2 pixels per plane hold
+// whole lines of pairs for the 4:2:2 cases.
+struct Stack {
+    uint32_t dims[3];
+    std::vector<uint64_t> words;
+    mvimage3 im{};
+    Stack(Rng& rng, const Kind3& k, uint32_t xd, uint32_t yd, uint32_t zd) : dims{xd, yd, zd} {
+        const uint32_t pixies = k.space & 0xFu;
+        const uint32_t ps = pixie_bytes(k.type);
+        const size_t values = (size_t)xd * yd * zd * pixies;
+        words.assign(values * ps / 8 + 1, 0);
+        auto* b = reinterpret_cast<uint8_t*>(words.data());
+        for (size_t i = 0; i < values; ++i) store(b + i * ps, rng() & ((1ull << k.bits) - 1), ps);
+        EXPECT_EQ(mvimage3_memory(&im, b, dims, 0, k.type, k.bits, pixies, k.space, 0), 0);
+    }
+    std::vector<uint8_t> bytes() const {
+        const auto* b = reinterpret_cast<const uint8_t*>(words.data());
+        return std::vector<uint8_t>(b, b + words.size() * 8);
+    }
+};
+
+TEST(PerPixelViews3, MatchTheir2DFormsOverSections) {
+    Rng rng(0x76696577u);
+    int failures = 0;
+    for (const Kind3& k : kinds3()) {
+        for (int iter = 0; iter < 40 && failures < 6; ++iter) {
+            Stack a(rng, k, 2 + 2 * pick(rng, 4), 1 + pick(rng, 5), 1 + pick(rng, 4));
+            // The parent: the stack itself, or a ring view over it.
+            mvimage3 ring;
+            const uint32_t offset = pick(rng, 7);
+            const bool ringed = chance(rng, 40);
+            if (ringed) {
+                ASSERT_EQ(mvimage3_def3from3(&ring, &a.im, offset, 0, 0, 0), 0);
+            }
+            mvimage3* parent = ringed ? &ring : &a.im;
+            // An even-aligned parent window (4:2:2 pairs stay whole).
+            mvyzwindow pw = random_window3(rng, a.dims[0] / 2, a.dims[1], a.dims[2]);
+            pw.nw.x *= 2;
+            pw.se.x *= 2;
+            ASSERT_EQ(mvimage3_setwind(parent, pw.nw.x, pw.nw.y, pw.nw.z, pw.se.x, pw.se.y, pw.se.z), 0);
+            const uint8_t follow = chance(rng, 50) ? 1 : 0;
+            mvimage3 v;
+            ASSERT_EQ(k.make3(&v, parent, follow), 0) << k.name;
+            ASSERT_TRUE(kind_is(v.kind, k.tag)) << k.name;
+            if (!follow && chance(rng, 50)) {  // a smaller, even-aligned window of the view
+                const mvyzwindow vw = random_window3(rng, (uint32_t)v.imdim.se.x / 2, (uint32_t)v.imdim.se.y,
+                                                     (uint32_t)v.imdim.se.z);
+                ASSERT_EQ(mvimage3_setwind(&v, 2 * vw.nw.x, vw.nw.y, vw.nw.z, 2 * vw.se.x, vw.se.y, vw.se.z), 0);
+            }
+            const int32_t ox = follow ? 0 : v.wind.nw.x, oy = follow ? 0 : v.wind.nw.y, oz = follow ? 0 : v.wind.nw.z;
+            const uint32_t ext[3] = {(uint32_t)(v.wind.se.x - v.wind.nw.x), (uint32_t)(v.wind.se.y - v.wind.nw.y),
+                                     (uint32_t)(v.wind.se.z - v.wind.nw.z)};
+            if (!ext[0] || !ext[1] || !ext[2]) continue;
+            const uint32_t pixies = v.pixfmt.pixies, ps = v.pixiesize;
+            // One pixel through the 2-D form over the section at its plane
+            // (parent window coordinates).
+            auto reference = [&](mvimage3* par, uint32_t x, uint32_t y, uint32_t z, uint8_t* out, const uint8_t* in) {
+                mvimage sec, flat;
+                EXPECT_EQ(mvimage_def2from3(&sec, par, 0, 2, z + (uint32_t)oz), 0);
+                EXPECT_EQ(k.make2(&flat, &sec, 0), 0);
+                EXPECT_GE(flat.ioset(&flat, 0, v.pixfmt.datatype | 0x200u, all_mask(pixies)), 0);
+                const int32_t fx = (int32_t)x + ox, fy = (int32_t)y + oy;
+                return in ? flat.iorite(&flat, 0, const_cast<uint8_t*>(in), 1, fx, fy) : flat.ioread(&flat, 0, out, 1, fx, fy);
+            };
+            for (int acc = 0; acc < 4 && failures < 6; ++acc) {
+                static const uint32_t scans[] = {0x0u, 0x2u, 0x4u};
+                const uint32_t mode = scans[pick(rng, 3)] | (chance(rng, 50) ? 0x40u : 0u);
+                ASSERT_GE(v.ioset(&v, mode, v.pixfmt.datatype | 0x200u, all_mask(pixies)), 0) << k.name;
+                const uint32_t x = pick(rng, ext[0]), y = pick(rng, ext[1]), z = pick(rng, ext[2]);
+                const uint32_t avail = available3(mode, ext[0], ext[1], ext[2], (int32_t)x, (int32_t)y, (int32_t)z);
+                const uint32_t n = std::min<uint32_t>(avail, 1 + pick(rng, 40));
+                const auto pos = run_positions3(mode, ext[0], ext[1], ext[2], Pos3{x, y, z}, n);
+                std::vector<uint8_t> got((size_t)n * pixies * ps), one(pixies * ps);
+                std::ostringstream what;
+                what << k.name << " follow " << (int)follow << (ringed ? " over a ring" : "") << std::hex
+                     << " mode 0x" << mode << std::dec << " at " << x << "," << y << "," << z << " n " << n;
+                if (k.exact_writes && chance(rng, 40)) {
+                    // The same values written as a run through the 3-D view
+                    // and pixel by pixel through the 2-D form on a copy.
+                    Stack b(rng, k, a.dims[0], a.dims[1], a.dims[2]);
+                    std::memcpy(b.words.data(), a.words.data(), a.words.size() * 8);
+                    mvimage3 bring;
+                    if (ringed) {
+                        ASSERT_EQ(mvimage3_def3from3(&bring, &b.im, offset, 0, 0, 0), 0);
+                    }
+                    mvimage3* bpar = ringed ? &bring : &b.im;
+                    ASSERT_EQ(mvimage3_setwind(bpar, pw.nw.x, pw.nw.y, pw.nw.z, pw.se.x, pw.se.y, pw.se.z), 0);
+                    for (size_t i = 0; i < got.size(); ++i) got[i] = (uint8_t)rng();
+                    if (ps == 2)
+                        for (size_t i = 0; i < got.size(); i += 2) got[i + 1] &= 0x03;  // within the bits
+                    if (v.pixfmt.datatype == MVTYPE_FLOAT)
+                        for (size_t i = 0; i < got.size(); i += 4) {
+                            const float f = (float)(rng() % 256) / 255.0f;
+                            std::memcpy(&got[i], &f, 4);
+                        }
+                    ASSERT_EQ(v.iorite(&v, 0, got.data(), n, (int32_t)x, (int32_t)y, (int32_t)z), n) << what.str();
+                    for (uint32_t i = 0; i < n; ++i)
+                        ASSERT_EQ(reference(bpar, pos[i].x, pos[i].y, pos[i].z, nullptr, &got[(size_t)i * pixies * ps]), 1u);
+                    if (a.bytes() != b.bytes()) {
+                        ADD_FAILURE() << "run write differs from pixel writes; " << what.str();
+                        ++failures;
+                    }
+                    continue;
+                }
+                ASSERT_EQ(v.ioread(&v, 0, got.data(), n, (int32_t)x, (int32_t)y, (int32_t)z), n) << what.str();
+                for (uint32_t i = 0; i < n; ++i) {
+                    ASSERT_EQ(reference(parent, pos[i].x, pos[i].y, pos[i].z, one.data(), nullptr), 1u);
+                    if (std::memcmp(one.data(), &got[(size_t)i * pixies * ps], one.size()) != 0) {
+                        ADD_FAILURE() << "pixel " << i << " (" << pos[i].x << "," << pos[i].y << "," << pos[i].z
+                                      << ") differs; " << what.str();
+                        ++failures;
+                        break;
+                    }
+                }
+            }
+        }
+    }
+}
+
+// A slice whose window spans the parent's width but not its height hands
+// continuing columns to the parent one column at a time (they would wrap at
+// the parent's column end), in 2-D and in 3-D.
+TEST(PerPixelViews3, SliceColumnsContinueWithinTheView) {
+    uint8_t px[4 * 4 * 2 * 2];  // 4 x 4 x 2, two pixies; the second 100 z + 10 y + x
+    for (int i = 0; i < 32; ++i) {
+        px[2 * i] = 0;
+        px[2 * i + 1] = (uint8_t)(100 * (i / 16) + 10 * (i / 4 % 4) + i % 4);
+    }
+    const uint32_t dims[3] = {4, 4, 2};
+    mvimage im, v;
+    mvimage3 im3, v3;
+    ASSERT_EQ(mvimage_memory(&im, px, dims, 0, MVTYPE_U8, 8, 2, 0, 0), 0);
+    ASSERT_EQ(mvimage_colorslice(&v, &im, 0, 2), 0);
+    ASSERT_EQ(mvimage_setwind(&v, 0, 1, 4, 3), 0);
+    ASSERT_EQ(v.ioset(&v, MVMODE_YSCAN | MVMODE_CONTINUE, MVTYPE_U8, 1), 1);
+    uint8_t got[6] = {};
+    ASSERT_EQ(v.ioread(&v, 0, got, 4, 0, 0), 4u);
+    const uint8_t want[4] = {10, 20, 11, 21};
+    EXPECT_EQ(std::memcmp(got, want, 4), 0);
+    ASSERT_EQ(mvimage3_memory(&im3, px, dims, 0, MVTYPE_U8, 8, 2, 0, 0), 0);
+    ASSERT_EQ(mvimage3_colorslice(&v3, &im3, 0, 2), 0);
+    ASSERT_EQ(mvimage3_setwind(&v3, 0, 1, 1, 4, 3, 2), 0);
+    ASSERT_EQ(v3.ioset(&v3, MVMODE_YSCAN | MVMODE_CONTINUE, MVTYPE_U8, 1), 1);
+    ASSERT_EQ(v3.ioread(&v3, 0, got, 6, 1, 0, 0), 6u);
+    const uint8_t want3[6] = {111, 121, 112, 122, 113, 123};
+    EXPECT_EQ(std::memcmp(got, want3, 6), 0);
+}
+
+TEST(PerPixelViews3, ScatteredMappingAndBadInput) {
+    Rng rng(5);
+    const Kind3 slice = kinds3().back();
+    Stack a(rng, slice, 6, 4, 3);
+    const uint16_t* px = reinterpret_cast<const uint16_t*>(a.words.data());
+    mvimage3 v;
+    // Scattered reads through a slice with a window: the third words are z.
+    ASSERT_EQ(mvimage3_colorslice(&v, &a.im, 0, 2), 0);
+    ASSERT_EQ(mvimage3_setwind(&v, 1, 1, 1, 5, 4, 3), 0);
+    ASSERT_EQ(v.bxts(&v, 0, MVTYPE_U16, 1), 1);
+    mvbxtentry list[3] = {{0, 0, 0}, {3, 2, 1}, {4, 0, 0}};  // the last is outside
+    uint16_t got[3] = {0, 0, 7};
+    ASSERT_EQ(v.bxta(&v, -1, got, list, 3, 2), 3u);
+    EXPECT_EQ(got[0], px[((1 * 4 + 1) * 6 + 1) * 3 + 1]);
+    EXPECT_EQ(got[1], px[((2 * 4 + 3) * 6 + 4) * 3 + 1]);
+    EXPECT_EQ(got[2], 7);
+    EXPECT_EQ(list[1].tag, 1u);
+    EXPECT_EQ(v.imapset(&v, 0, MVTYPE_U16, 1), MVERR_UNSUPPORTED);
+
+    // A converter keeping the format maps the parent's own memory, z-major too.
+    ASSERT_EQ(mvimage3_converter(&v, &a.im, nullptr, 0, 0, 0, 0), 0);
+    ASSERT_EQ(mvimage3_setwind(&v, 1, 1, 1, 5, 4, 3), 0);
+    EXPECT_EQ(v.imapset(&v, MVMODE_ZSCAN | MVREQ_DIRTY, MVTYPE_U16, 7), MVMAP_GRANT);
+    mvmapdesc d{};
+    ASSERT_EQ(v.imap(&v, &d, 1, 0, 0), 1);
+    EXPECT_EQ(d.address, (const void*)(px + ((1 * 4 + 1) * 6 + 2) * 3));
+    EXPECT_EQ(d.stride, 6u * 4 * 3 * 2);
+    EXPECT_EQ(d.count, 2u);
+    mvpixfmt u8{};
+    mvpixfmt_set(&u8, MVTYPE_U8, 8, 3, MVCS_RGB);
+    ASSERT_EQ(mvimage3_converter(&v, &a.im, &u8, 0, 0, 0, 0), 0);
+    EXPECT_EQ(v.imapset(&v, 0, MVTYPE_U8, 7), MVERR_DATATYPE);
+    EXPECT_EQ(v.ioset(&v, MVMODE_YSCAN | MVMODE_ZSCAN, MVTYPE_U8, 7), MVERR_UNSUPPORTED);
+    EXPECT_EQ(v.ioset(&v, 0, MVTYPE_U16, 7), MVERR_DATATYPE);
+
+    // Bad arguments leave a 3-D null image; a view over itself answers -5.
+    mvpixfmt bad = u8;
+    bad.datatype = 3;
+    const struct {
+        const char* what;
+        int32_t rc, want;
+    } cases[] = {
+        {"converter, null parent", mvimage3_converter(&v, nullptr, nullptr, 0, 0, 0, 0), -1},
+        {"converter, invalid type", mvimage3_converter(&v, &a.im, &bad, 0, 0, 0, 0), -1},
+        {"colour, null parent", mvimage3_colorconverter(&v, nullptr, MVCS_GREY, 0), -1},
+        {"colour, unknown space", mvimage3_colorconverter(&v, &a.im, 5, 0), MVERR_COLORS},
+        {"slice, null parent", mvimage3_colorslice(&v, nullptr, 0, 1), -1},
+        {"slice, two pixies", mvimage3_colorslice(&v, &a.im, 0, 3), -1},
+        {"slice, beyond the pixies", mvimage3_colorslice(&v, &a.im, 0, 8), -1},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(c.rc, c.want) << c.what;
+    }
+    EXPECT_TRUE(kind_is(v.kind, "NULL3"));
+    EXPECT_EQ(mvimage3_converter(nullptr, &a.im, nullptr, 0, 0, 0, 0), -1);
+    for (int kind = 0; kind < 3; ++kind) {
+        std::memset(&v, 0x5A, sizeof v);
+        const int32_t rc = kind == 0   ? mvimage3_converter(&v, MVPARENT_REL3(-65), nullptr, 1, 0, 0, 0)
+                           : kind == 1 ? mvimage3_colorconverter(&v, MVPARENT_REL3(-65), MVCS_GREY, 0)
+                                       : mvimage3_colorslice(&v, MVPARENT_REL3(-65), 0, 1);
+        ASSERT_EQ(rc, 0) << kind;
+        EXPECT_EQ(v.ioset(&v, 0, MVTYPE_U8, 1), MVERR_LOGIC) << kind;
+        EXPECT_EQ(v.bxts(&v, 0, MVTYPE_U8, 1), MVERR_LOGIC) << kind;
+    }
 }
 
 // ---- bad input --------------------------------------------------------------------

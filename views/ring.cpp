@@ -142,28 +142,15 @@ int32_t ioset(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
 int32_t bxtp(mvimage3* v, int32_t operation, mvbxtentry* list, uint32_t n) {
     mvimage3* p = parent(v);
     if (!prepares(operation) || !list || is_self(v, p) || v->imdim.se.z <= 0) return operation;
-    // The entries' third words (their z) are the caller's: kept aside while
-    // the parent reads its own z there, then put back.
-    constexpr uint32_t kChunk = 256;
-    uint32_t kept[kChunk];
     const Box box = box_of(v);
-    for (uint32_t done = 0; done < n; done += kChunk) {
-        const uint32_t k = std::min(kChunk, n - done);
-        mvbxtentry* e = list + done;
-        for (uint32_t i = 0; i < k; ++i) {
-            kept[i] = e[i].tag;
-            const int32_t pos[3] = {e[i].x, e[i].y, static_cast<int32_t>(e[i].tag)};
-            int32_t at[3] = {-1, -1, -1};
-            if (inside(box, pos)) {
-                const uint32_t upos[3] = {static_cast<uint32_t>(pos[0]), static_cast<uint32_t>(pos[1]),
-                                          static_cast<uint32_t>(pos[2])};
-                to_parent(v, p, upos, at);
-            }
-            e[i] = mvbxtentry{at[0], at[1], static_cast<uint32_t>(at[2])};
-        }
-        p->bxtp(p, operation, e, k);
-        for (uint32_t i = 0; i < k; ++i) e[i].tag = kept[i];
-    }
+    prepare_on_parent3(p, operation, list, n, [&](const mvbxtentry& e, int32_t at[3]) {
+        const int32_t pos[3] = {e.x, e.y, static_cast<int32_t>(e.tag)};
+        if (!inside(box, pos)) return false;
+        const uint32_t upos[3] = {static_cast<uint32_t>(pos[0]), static_cast<uint32_t>(pos[1]),
+                                  static_cast<uint32_t>(pos[2])};
+        to_parent(v, p, upos, at);
+        return true;
+    });
     return operation;
 }
 

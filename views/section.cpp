@@ -137,25 +137,12 @@ int32_t iowait(mvimage* v) {
 int32_t bxtp(mvimage* v, int32_t operation, mvbxtentry* list, uint32_t n) {
     mvimage3* p = parent(v);
     if (!prepares(operation) || !list || is_self(v, p)) return operation;
-    // The parent reads an entry's third word as z: the caller's third words
-    // are kept aside and put back once the parent has stored the offsets in
-    // the first two.
-    constexpr uint32_t kChunk = 256;
-    uint32_t kept[kChunk];
-    for (uint32_t done = 0; done < n; done += kChunk) {
-        const uint32_t k = std::min(kChunk, n - done);
-        mvbxtentry* e = list + done;
-        for (uint32_t i = 0; i < k; ++i) {
-            kept[i] = e[i].tag;
-            int32_t at[3] = {-1, -1, -1};
-            if (static_cast<uint32_t>(e[i].x) < wind_width(v) &&
-                static_cast<uint32_t>(e[i].y) < wind_height(v))
-                to_parent(v, e[i].x, e[i].y, at);
-            e[i] = mvbxtentry{at[0], at[1], static_cast<uint32_t>(at[2])};
-        }
-        p->bxtp(p, operation, e, k);
-        for (uint32_t i = 0; i < k; ++i) e[i].tag = kept[i];
-    }
+    prepare_on_parent3(p, operation, list, n, [v](const mvbxtentry& e, int32_t at[3]) {
+        if (static_cast<uint32_t>(e.x) >= wind_width(v) || static_cast<uint32_t>(e.y) >= wind_height(v))
+            return false;
+        to_parent(v, e.x, e.y, at);
+        return true;
+    });
     return operation;
 }
 
@@ -265,11 +252,6 @@ int32_t build_section(mvimage* v, mvimage3* p, int64_t ref, int xaxis, int yaxis
     const ParentDescription3 d = self ? ParentDescription3{} : describe(p);
     const int32_t* nw = &d.wind.nw.x;
     const int32_t* se = &d.wind.se.x;
-    const int third = 3 - xaxis - yaxis;
-    if (!self && fixed >= static_cast<uint32_t>(se[third] - nw[third])) {
-        mvimage_defnull(v);
-        return MVERR_USAGE;
-    }
     std::memset(static_cast<void*>(v), 0, sizeof *v);
     if (mirror) {
         const int32_t* dims = &d.imdim.se.x;
@@ -307,6 +289,12 @@ extern "C" MVIP_API int32_t mvimage_def2from3(mvimage* v, mvimage3* parent_ref, 
     mvimage3* p = resolve(as3(v), ref);
     const int xa = axis_of_code(xaxis), ya = axis_of_code(yaxis);
     if (!p || xa < 0 || ya < 0 || xa == ya) {
+        mvimage_defnull(v);
+        return MVERR_USAGE;
+    }
+    const int third = 3 - xa - ya;
+    const Box box = box_of(p);
+    if (as2(p) != v && fixed >= box.ext[third]) {
         mvimage_defnull(v);
         return MVERR_USAGE;
     }

@@ -125,4 +125,28 @@ uint32_t walk_run(uint32_t n, uint32_t x, uint32_t y, uint32_t w, uint32_t h, bo
 
 inline bool prepares(int32_t operation) { return static_cast<int8_t>(operation & 0xFF) < 0; }
 
+// Prepares scattered entries on a 3-D parent: `place(entry, at)` gives the
+// parent coordinates of an entry (false: outside the view, and the parent
+// gets (-1, -1, -1)).  A 3-D parent reads an entry's third word as z, so the
+// caller's third words are kept aside and put back once the parent has
+// stored its offsets in the first two.
+template <class Place>
+void prepare_on_parent3(mvimage3* parent, int32_t operation, mvbxtentry* list, uint32_t n,
+                        Place&& place) {
+    constexpr uint32_t kChunk = 256;
+    uint32_t kept[kChunk];
+    for (uint32_t done = 0; done < n; done += kChunk) {
+        const uint32_t k = std::min(kChunk, n - done);
+        mvbxtentry* e = list + done;
+        for (uint32_t i = 0; i < k; ++i) {
+            kept[i] = e[i].tag;
+            int32_t at[3];
+            if (!place(e[i], at)) at[0] = at[1] = at[2] = -1;
+            e[i] = mvbxtentry{at[0], at[1], static_cast<uint32_t>(at[2])};
+        }
+        parent->bxtp(parent, operation, e, k);
+        for (uint32_t i = 0; i < k; ++i) e[i].tag = kept[i];
+    }
+}
+
 }  // namespace mvip::view
