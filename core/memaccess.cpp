@@ -103,10 +103,21 @@ uint32_t io_at(Rec* rec, void* buffer, uint32_t count, const int32_t pos[3]) {
     const uint32_t arg = Write ? st.write_arg : st.read_arg;
     const size_t per = st.sel_count;
     const ptrdiff_t buf_step = static_cast<ptrdiff_t>(per * im->pixiesize);
+    auto* buf = static_cast<unsigned char*>(buffer);
+    const int axis = scan_order(st.mode).axis[0];
+    if (n <= box.ext[axis] - static_cast<uint32_t>(pos[axis])) {
+        // Within one line (column, pillar): a single stretch.
+        int64_t step[3];
+        axis_steps(im, st, step);
+        unsigned char* img = static_cast<unsigned char*>(im->priv) + st.sel_offset +
+                             pixel_offset(im, st, box, pos);
+        if constexpr (Write) move(img, step[axis], buf, buf_step, n, per, arg);
+        else move(buf, buf_step, img, step[axis], n, per, arg);
+        return n;
+    }
     const int32_t origin[3] = {0, 0, 0};
     unsigned char* base = static_cast<unsigned char*>(im->priv) + st.sel_offset +
                           pixel_offset(im, st, box, origin);
-    auto* buf = static_cast<unsigned char*>(buffer);
     RunLayout r = run_layout(im, st, box, st.mode, pos);
     uint64_t left = n;
     while (left) {

@@ -202,11 +202,13 @@ TEST(SectionView, EveryPairOfAxesMatchesDirectAddressing) {
             mvmapdesc d{};
             ASSERT_EQ(v.imap(&v, &d, (int32_t)x, (int32_t)y), 1) << what.str();
             const uint32_t run_mode = (map_mode & 0x2u) | (grant == 16397 ? 0x40u : 0u);
-            ASSERT_LE(d.count, available3(run_mode, ext[0], ext[1], 1, (int32_t)x, (int32_t)y, 0)) << what.str();
-            const auto pos = run_positions3(run_mode, ext[0], ext[1], 1, Pos3{x, y, 0}, (uint32_t)d.count);
-            for (uint32_t i = 0; i < d.count; ++i)
-                ASSERT_EQ(static_cast<uint8_t*>(d.address) + (int64_t)i * (int64_t)d.stride,
-                          where(pos[i].x, pos[i].y, 0))
+            const uint64_t count = d.count;  // the descriptor is 4-byte packed
+            uint8_t* const address = static_cast<uint8_t*>(d.address);
+            const int64_t stride = (int64_t)d.stride;
+            ASSERT_LE(count, available3(run_mode, ext[0], ext[1], 1, (int32_t)x, (int32_t)y, 0)) << what.str();
+            const auto pos = run_positions3(run_mode, ext[0], ext[1], 1, Pos3{x, y, 0}, (uint32_t)count);
+            for (uint32_t i = 0; i < count; ++i)
+                ASSERT_EQ(address + (int64_t)i * stride, where(pos[i].x, pos[i].y, 0))
                     << "mapped pixel " << i << "; " << what.str();
             v.imapr(&v, &d);
         }
@@ -601,9 +603,11 @@ TEST(PerPixelViews3, ScatteredMappingAndBadInput) {
     EXPECT_EQ(v.imapset(&v, MVMODE_ZSCAN | MVREQ_DIRTY, MVTYPE_U16, 7), MVMAP_GRANT);
     mvmapdesc d{};
     ASSERT_EQ(v.imap(&v, &d, 1, 0, 0), 1);
-    EXPECT_EQ(d.address, (const void*)(px + ((1 * 4 + 1) * 6 + 2) * 3));
-    EXPECT_EQ(d.stride, 6u * 4 * 3 * 2);
-    EXPECT_EQ(d.count, 2u);
+    const void* address = d.address;  // the descriptor is 4-byte packed
+    const uint64_t stride = d.stride, count = d.count;
+    EXPECT_EQ(address, (const void*)(px + ((1 * 4 + 1) * 6 + 2) * 3));
+    EXPECT_EQ(stride, 6u * 4 * 3 * 2);
+    EXPECT_EQ(count, 2u);
     mvpixfmt u8{};
     mvpixfmt_set(&u8, MVTYPE_U8, 8, 3, MVCS_RGB);
     ASSERT_EQ(mvimage3_converter(&v, &a.im, &u8, 0, 0, 0, 0), 0);

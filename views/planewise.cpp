@@ -33,16 +33,19 @@ void offset(mvimage3* v, int32_t off[3]) {
 // A section of the parent and the 2-D form of the view over it.  `yaxis`
 // is the parent axis along the 2-D view's y (1: planes, 2: x-z sections);
 // `fixed` is the view's window-relative coordinate on the third axis.
+// Sections offer mapping only when `maps`: the 2-D forms' set-up may ask
+// the parent for a mapping of its own, which must not replace one the
+// caller holds on the 3-D view while runs go on.
 struct Plane {
     mvimage section;
     mvimage flat;
 };
-int32_t open_plane(mvimage3* v, mvimage3* p, int yaxis, uint32_t fixed, Plane& pl) {
+int32_t open_plane(mvimage3* v, mvimage3* p, int yaxis, uint32_t fixed, Plane& pl, bool maps = false) {
     int32_t off[3];
     offset(v, off);
     const int third = 3 - yaxis;
     build_section(&pl.section, p, reference_of(p), 0, yaxis, fixed + static_cast<uint32_t>(off[third]),
-                  true);
+                  true, maps);
     const PlanewiseState& s = st(v);
     const int32_t rc = s.flat(&pl.flat, &pl.section, s.args, s.head.follow);
     if (rc < 0) return rc;
@@ -218,7 +221,7 @@ int32_t imapset(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (is_self(v, p) || guard.too_deep()) return kSelfParent;
     if ((mode & (MVMODE_YSCAN | MVMODE_ZSCAN)) == (MVMODE_YSCAN | MVMODE_ZSCAN)) return MVERR_UNSUPPORTED;
     Plane pl;
-    int32_t rc = open_plane(v, p, section_yaxis(mode), 0, pl);
+    int32_t rc = open_plane(v, p, section_yaxis(mode), 0, pl, true);
     if (rc >= 0) rc = pl.flat.imapset(&pl.flat, flat_mode(mode), type, mask);
     if (rc < 0) return rc;
     // The parent hands out the runs: ask it for the 3-D mapping itself.
@@ -278,7 +281,7 @@ int32_t build(mvimage3* v, mvimage3* parent_ref, uint8_t follow, const char* kin
         // The 2-D form over a plane of the parent checks the arguments and
         // gives the presented format.
         Plane pl;
-        build_section(&pl.section, p, reference_of(p), 0, 1, 0, true);
+        build_section(&pl.section, p, reference_of(p), 0, 1, 0, true, false);
         const int32_t rc = flat(&pl.flat, &pl.section, args, follow);
         if (rc < 0) {
             mvimage3_defnull(v);

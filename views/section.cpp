@@ -18,7 +18,7 @@ struct SectionState {
     ViewHead head;        // follow: the view mirrors the parent's window
     uint8_t axis[2];      // parent axes along the view's x and y
     uint8_t across;       // current access: continuing runs go to the parent whole
-    uint8_t map_across;   // current mapping: likewise
+    uint8_t maps;         // mapping offered (imapset reaches the parent)
     uint32_t fixed;       // coordinate on the third parent axis (parent window)
 };
 #pragma pack(pop)
@@ -206,6 +206,7 @@ int32_t imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     NestingGuard guard;
     if (is_self(v, p) || guard.too_deep()) return kSelfParent;
     if (mode & MVMODE_ZSCAN) return MVERR_USAGE;  // a 2-D image has no z-major runs
+    if (!st(v).maps) return MVERR_UNSUPPORTED;
     bool across = false;
     const uint32_t pmode = parent_mode(v, p, mode, across);
     const int32_t rc = p->imapset(p, pmode, type, mask);
@@ -245,7 +246,7 @@ mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
 }  // namespace
 
 int32_t build_section(mvimage* v, mvimage3* p, int64_t ref, int xaxis, int yaxis, uint32_t fixed,
-                      bool mirror) {
+                      bool mirror, bool maps) {
     // A view that is its own parent has nothing to show; it is built empty
     // so that its set-up slots can answer -5.
     const bool self = as2(p) == v;
@@ -273,6 +274,7 @@ int32_t build_section(mvimage* v, mvimage3* p, int64_t ref, int xaxis, int yaxis
     s.axis[0] = static_cast<uint8_t>(xaxis);
     s.axis[1] = static_cast<uint8_t>(yaxis);
     s.fixed = fixed;
+    s.maps = maps ? 1 : 0;
     v->xwind(v, &v->wind, 's');
     return 0;
 }
@@ -298,5 +300,5 @@ extern "C" MVIP_API int32_t mvimage_def2from3(mvimage* v, mvimage3* parent_ref, 
         mvimage_defnull(v);
         return MVERR_USAGE;
     }
-    return build_section(v, p, ref, xa, ya, fixed, false);
+    return build_section(v, p, ref, xa, ya, fixed, false, true);
 }

@@ -18,9 +18,10 @@ constexpr uint32_t code_of_axis(int axis) { return static_cast<uint32_t>(axis) *
 // `mirror` makes the view show the parent's own window (the view's window
 // is the parent's on those axes and coordinates pass unchanged), as a view
 // following its parent does, except that setting the view's window leaves
-// the parent's alone.  `fixed` is not checked: a section off the parent's
-// window moves nothing.  Answers 0.
+// the parent's alone.  Without `maps` the view offers no mapping (imapset
+// answers -11 and leaves the parent's mapping alone).  `fixed` is not
+// checked: a section off the parent's window moves nothing.  Answers 0.
 int32_t build_section(mvimage* view, mvimage3* parent, int64_t ref, int xaxis, int yaxis,
-                      uint32_t fixed, bool mirror);
+                      uint32_t fixed, bool mirror, bool maps);
 
 }  // namespace mvip::view
