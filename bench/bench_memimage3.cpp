@@ -2,8 +2,11 @@
 //
 // Run reads along each axis (whole runs: lines, columns, pillars through the
 // planes), each next to a hand-written loop that walks the same memory in
-// the same order, and mvip8_pixneg over every plane through section views
-// next to the same operation on 256 2-D memory images of those planes.
+// the same order; mvip8_pixneg over every plane through section views next
+// to the same operation on 256 2-D memory images of those planes; and lines
+// read through the 3-D type converter (u8 shown as u16) next to the 2-D
+// converter over each plane, which shows what building the 2-D form for
+// every run costs.
 //
 // Before timing, each benchmark checks its result once; a wrong answer
 // skips the benchmark with a message instead of reporting a figure.
@@ -98,8 +101,6 @@ BENCHMARK_CAPTURE(BM_stack_hand, z, hand_z);
 
 // ---- pixneg over every plane ---------------------------------------------------
 
-bool negated_twice_is_same(const Stack& s, const std::vector<uint8_t>& before) { return s.mem == before; }
-
 // Section views over the planes, built once (or for every pass, `fresh`).
 void BM_pixneg_sections(benchmark::State& state, bool fresh) {
     Stack s;
@@ -116,7 +117,10 @@ void BM_pixneg_sections(benchmark::State& state, bool fresh) {
         }
         benchmark::ClobberMemory();
     }
-    if ((state.iterations() % 2 == 0) != negated_twice_is_same(s, before)) state.SkipWithError("values");
+    // Negated once before timing and once per pass: back where it began
+    // after an odd number of passes.
+    const bool back_to_start = state.iterations() % 2 == 1;
+    if (back_to_start != (s.mem == before)) state.SkipWithError("values");
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(kAll));
 }
 
@@ -132,6 +136,61 @@ void BM_pixneg_2d_images(benchmark::State& state) {
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(kAll));
 }
+
+// ---- the 3-D converter against 2-D converters over the planes -------------------
+
+mvpixfmt u16_format() {
+    mvpixfmt f{};
+    mvpixfmt_set(&f, MVTYPE_U16, 16, 1, MVCS_GREY);
+    return f;
+}
+
+template <class Read>
+void read_converted_lines(benchmark::State& state, Read read) {
+    std::vector<uint16_t> line(kN);
+    for (auto _ : state) {
+        for (uint32_t z = 0; z < kN; ++z)
+            for (uint32_t y = 0; y < kN; ++y)
+                if (read(line.data(), y, z) != kN) {
+                    state.SkipWithError("short read");
+                    return;
+                }
+        benchmark::DoNotOptimize(line.data());
+    }
+    state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(kAll));
+}
+
+void BM_converter3_lines(benchmark::State& state) {
+    Stack s;
+    const mvpixfmt f = u16_format();
+    mvimage3 v;
+    if (mvimage3_converter(&v, &s.im, &f, 1, 0, 0, 0) != 0 || v.ioset(&v, 0, MVTYPE_U16, 1) < 0) {
+        state.SkipWithError("3-D converter");
+        return;
+    }
+    read_converted_lines(state, [&](uint16_t* out, uint32_t y, uint32_t z) {
+        return v.ioread(&v, 0, out, kN, 0, static_cast<int32_t>(y), static_cast<int32_t>(z));
+    });
+}
+
+void BM_converter2_planes(benchmark::State& state) {
+    Stack s;
+    const mvpixfmt f = u16_format();
+    const uint32_t dims[2] = {kN, kN};
+    std::vector<mvimage> planes(kN), views(kN);
+    for (uint32_t z = 0; z < kN; ++z) {
+        mvimage_memory(&planes[z], s.mem.data() + z * kPlane, dims, 0, MVTYPE_U8, 8, 1, MVCS_GREY, 0);
+        if (mvimage_converter(&views[z], &planes[z], &f, 1, 0, 0, 0) != 0 ||
+            views[z].ioset(&views[z], 0, MVTYPE_U16, 1) < 0)
+            state.SkipWithError("2-D converter");
+    }
+    read_converted_lines(state, [&](uint16_t* out, uint32_t y, uint32_t z) {
+        return views[z].ioread(&views[z], 0, out, kN, 0, static_cast<int32_t>(y));
+    });
+}
+
+BENCHMARK(BM_converter3_lines);
+BENCHMARK(BM_converter2_planes);
 
 BENCHMARK_CAPTURE(BM_pixneg_sections, built_once, false);
 BENCHMARK_CAPTURE(BM_pixneg_sections, built_per_pass, true);

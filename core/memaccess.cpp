@@ -57,7 +57,10 @@ RunLayout run_layout(const mvimage* im, const MemState& st, const Box& box, uint
         const uint64_t at = static_cast<uint32_t>(pos[a]);
         // An axis whose first pixel follows the previous axis's last one
         // extends that axis.
-        if (axes > 0 && __int128{step[a]} == __int128{r.step[axes - 1]} * r.ext[axes - 1]) {
+        int64_t next = 0;
+        if (axes > 0 &&
+            !__builtin_mul_overflow(r.step[axes - 1], static_cast<int64_t>(r.ext[axes - 1]), &next) &&
+            step[a] == next) {
             r.pos[axes - 1] += at * r.ext[axes - 1];
             r.ext[axes - 1] *= ext;
             continue;
@@ -88,31 +91,33 @@ uint32_t iolen3(mvimage3* im, uint32_t count, int32_t x, int32_t y, int32_t z) {
     return length_at(im, count, pos);
 }
 
-// One run transfer.  Starts outside the window move nothing, whatever the
-// mode says, so no access reaches outside the image.  The run is moved
-// stretch by stretch along its first axis, then on along the second and
-// third.
-template <bool Write, class Rec>
+// One run transfer along `Axis` (0 x, 1 y, 2 z).  Starts outside the
+// window move nothing, whatever the mode says, so no access reaches outside
+// the image.  A run within one line (column, pillar) is a single stretch;
+// a continuing one is moved stretch by stretch along its first axis, then
+// on along the second and third.
+template <bool Write, int Axis, class Rec>
 uint32_t io_at(Rec* rec, void* buffer, uint32_t count, const int32_t pos[3]) {
     mvimage* im = reinterpret_cast<mvimage*>(rec);
     const MemState& st = state(rec);
     const Box box = box_of(rec);
     if (!buffer || !inside(box, pos)) return 0;
-    const uint32_t n = std::min(count, run_length(st.mode & ~MVMODE_NOCHECK, box.ext, pos));
+    const uint32_t line = box.ext[Axis] - static_cast<uint32_t>(pos[Axis]);
+    const uint32_t n = (st.mode & MVMODE_CONTINUE)
+                           ? std::min(count, run_length(st.mode & ~MVMODE_NOCHECK, box.ext, pos))
+                           : std::min(count, line);
     const MoveFn move = Write ? st.write_move : st.read_move;
     const uint32_t arg = Write ? st.write_arg : st.read_arg;
     const size_t per = st.sel_count;
     const ptrdiff_t buf_step = static_cast<ptrdiff_t>(per * im->pixiesize);
     auto* buf = static_cast<unsigned char*>(buffer);
-    const int axis = scan_order(st.mode).axis[0];
-    if (n <= box.ext[axis] - static_cast<uint32_t>(pos[axis])) {
-        // Within one line (column, pillar): a single stretch.
+    if (n <= line) {
         int64_t step[3];
         axis_steps(im, st, step);
         unsigned char* img = static_cast<unsigned char*>(im->priv) + st.sel_offset +
                              pixel_offset(im, st, box, pos);
-        if constexpr (Write) move(img, step[axis], buf, buf_step, n, per, arg);
-        else move(buf, buf_step, img, step[axis], n, per, arg);
+        if constexpr (Write) move(img, step[Axis], buf, buf_step, n, per, arg);
+        else move(buf, buf_step, img, step[Axis], n, per, arg);
         return n;
     }
     const int32_t origin[3] = {0, 0, 0};
@@ -142,13 +147,13 @@ uint32_t io_at(Rec* rec, void* buffer, uint32_t count, const int32_t pos[3]) {
 template <bool Write, bool YScan>
 uint32_t io(mvimage* im, uint32_t, void* buffer, uint32_t count, int32_t x, int32_t y) {
     const int32_t pos[3] = {x, y, 0};
-    return io_at<Write>(im, buffer, count, pos);
+    return io_at<Write, YScan ? 1 : 0>(im, buffer, count, pos);
 }
 template <bool Write, int Axis>
 uint32_t io3(mvimage3* im, uint32_t, void* buffer, uint32_t count, int32_t x, int32_t y,
              int32_t z) {
     const int32_t pos[3] = {x, y, z};
-    return io_at<Write>(im, buffer, count, pos);
+    return io_at<Write, Axis>(im, buffer, count, pos);
 }
 
 // Type, mask and value routines of an access; the scan mode stored.

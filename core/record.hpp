@@ -128,10 +128,26 @@ constexpr ScanOrder scan_order(uint32_t mode) {
 // checking (0x2000 clear) a start outside the box yields 0.  Arithmetic is
 // unsigned 32-bit: ((d - z - 1) h + (h - y) - 1) w + (w - x) for an x-major
 // continuing run, and likewise along the other orders.
-uint32_t run_length(uint32_t mode, const uint32_t ext[3], const int32_t pos[3]);
+inline uint32_t run_length(uint32_t mode, const uint32_t ext[3], const int32_t pos[3]) {
+    const bool in = uint32_t(pos[0]) < ext[0] && uint32_t(pos[1]) < ext[1] &&
+                    uint32_t(pos[2]) < ext[2];
+    if (!(mode & MVMODE_NOCHECK) && !in) return 0;
+    const ScanOrder o = scan_order(mode);
+    // What is left along each axis of the scan order.
+    const uint32_t e0 = ext[o.axis[0]], e1 = ext[o.axis[1]];
+    const uint32_t r0 = e0 - uint32_t(pos[o.axis[0]]);
+    if (!(mode & MVMODE_CONTINUE)) return r0;
+    const uint32_t r1 = e1 - uint32_t(pos[o.axis[1]]);
+    const uint32_t r2 = ext[o.axis[2]] - uint32_t(pos[o.axis[2]]);
+    return ((r2 - 1u) * e1 + r1 - 1u) * e0 + r0;
+}
 
 // The 2-D case (z-scan bits ignored).
-uint32_t run_length_2d(uint32_t mode, uint32_t w, uint32_t h, int32_t x, int32_t y);
+inline uint32_t run_length_2d(uint32_t mode, uint32_t w, uint32_t h, int32_t x, int32_t y) {
+    const uint32_t ext[3] = {w, h, 1};
+    const int32_t pos[3] = {x, y, 0};
+    return run_length(mode & ~MVMODE_ZSCAN, ext, pos);
+}
 
 // ---- no-op slots ------------------------------------------------------
 

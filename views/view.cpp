@@ -1,18 +1,7 @@
-// Parent references, nesting limits and descriptions shared by the views.
+// Nesting limits and descriptions shared by the views.
 #include "views/view.hpp"
 
 namespace mvip::view {
-
-mvimage* resolve(mvimage* view, int64_t ref) {
-    if (ref >= -128 && ref <= -1) {
-        // Records of one array: -64 the next, -66 the previous, -65 itself.
-        const intptr_t base = reinterpret_cast<intptr_t>(view);
-        return reinterpret_cast<mvimage*>(base +
-                                          static_cast<intptr_t>(ref + 65) *
-                                              static_cast<intptr_t>(sizeof(mvimage)));
-    }
-    return reinterpret_cast<mvimage*>(static_cast<intptr_t>(ref));
-}
 
 namespace {
 constexpr int kMaxNesting = 64;

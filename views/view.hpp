@@ -21,7 +21,15 @@ struct ViewHead {
 // Resolves a parent reference: -128..-1 designate the record at position
 // (ref + 65) from the view in an array of records; anything else is an
 // address.
-mvimage* resolve(mvimage* view, int64_t ref);
+inline mvimage* resolve(mvimage* view, int64_t ref) {
+    if (ref >= -128 && ref <= -1) {
+        // Records of one array: -64 the next, -66 the previous, -65 itself.
+        const intptr_t base = reinterpret_cast<intptr_t>(view);
+        return reinterpret_cast<mvimage*>(base + static_cast<intptr_t>(ref + 65) *
+                                                     static_cast<intptr_t>(sizeof(mvimage)));
+    }
+    return reinterpret_cast<mvimage*>(static_cast<intptr_t>(ref));
+}
 inline int64_t reference_of(const mvimage* parent) {
     return static_cast<int64_t>(reinterpret_cast<intptr_t>(parent));
 }
