@@ -41,7 +41,6 @@ struct MemState {
 
 inline MemState& state(mvimage* im) { return state_of<MemState>(im); }
 inline MemState& state(mvimage3* im) { return state_of<MemState>(as2(im)); }
-inline const MemState& state(const mvimage3* im) { return state_of<MemState>(as2(const_cast<mvimage3*>(im))); }
 
 // Byte distances between neighbours along x, y and z.  Only the fields
 // that 2-D and 3-D records share are read (not the window), so a 3-D record

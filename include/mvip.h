@@ -1477,8 +1477,8 @@ MVIP_API int32_t mvio8_tifwrite(mvabort *hook, mvimage *im, mvimage *palette,
                                 const char *filename, int32_t bits,
                                 int32_t palbits, uint32_t position,
                                 const mvfileinfo *params);
-/* Every plane of a 3-D image as one IFD.  This build has no 3-D images:
- * answers -11 (after the argument checks: -1 for null arguments). */
+/* Every plane of a 3-D image as one IFD.  Not built yet: answers -11
+ * (after the argument checks: -1 for null arguments). */
 MVIP_API int32_t mvio8_tifwriteseq(mvabort *hook, mvimage3 *im,
                                    mvimage *palette, const char *filename,
                                    int32_t bits, int32_t palbits,
@@ -1519,8 +1519,8 @@ MVIP_API int32_t mvio8_tifwriteseqdone(mvabort *hook, mvtiffile **handle,
 MVIP_API int32_t mvio8_tifread(mvabort *hook, mvimage *im, mvimage *palette,
                                const char *filename, uint32_t index,
                                void *reserved, uint32_t mode);
-/* Consecutive images from `index` on into the planes of a 3-D image.  This
- * build has no 3-D images: answers -11 (-1 for null arguments). */
+/* Consecutive images from `index` on into the planes of a 3-D image.  Not
+ * built yet: answers -11 (-1 for null arguments). */
 MVIP_API int32_t mvio8_tifreadseq(mvabort *hook, mvimage3 *im,
                                   mvimage *palette, const char *filename,
                                   uint32_t index, void *reserved,

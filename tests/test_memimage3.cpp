@@ -1,7 +1,8 @@
-// 3-D memory images: run transfers, mapping and scattered transfers against
-// the reference model in memimage_model.hpp (all six scan modes, checked
-// and unchecked, starts inside and outside the box in each axis), then the
-// constructors and their bad input.
+// 3-D memory images: run transfers and mapping against the reference model
+// in memimage_model.hpp (all six scan modes, checked and unchecked, starts
+// inside and outside the box in each axis), then the constructors and their
+// bad input.  Scattered transfers with a z coordinate are checked through
+// the ring and section views (test_views_dimension.cpp).
 #include "memimage_model.hpp"
 #include "test_util.hpp"
 
@@ -242,60 +243,6 @@ TEST(MemImage3Model, MappingMatchesModel) {
         }
     }
     EXPECT_GT(mapped, 1000);
-}
-
-// ---- scattered transfers: addressing in three axes ----------------------------
-
-TEST(MemImage3Model, ScatteredReadsAndWritesMatchModel) {
-    Rng rng(0x42585433u);
-    int failures = 0;
-    for (int iter = 0; iter < 600 && failures < kMaxReported; ++iter) {
-        auto mp = random_stack(rng);
-        MemImage3& m = *mp;
-        ASSERT_EQ(m.build_rc, 0);
-        mvimage3& im = m.im;
-        const Window3 win = set_random_window(rng, m);
-        const uint32_t request = random_request(rng, m.fmt.datatype);
-        uint32_t first, c;
-        const uint32_t mask = random_mask(rng, m.fmt.pixies, first, c);
-        const std::string where = describe(m, win.w, 0, request, mask);
-        ASSERT_EQ(im.bxts(&im, 0, request, mask), 1) << where;
-        const Conversion conv = conversion_for(m.fmt, request);
-        const uint32_t n = 1 + pick(rng, 12);
-        std::vector<mvbxtentry> list(n);
-        std::vector<bool> in(n);
-        for (uint32_t i = 0; i < n; ++i) {
-            int32_t at[3];
-            random_start(rng, win.ext, at);
-            list[i] = mvbxtentry{at[0], at[1], (uint32_t)at[2]};
-            in[i] = (uint32_t)at[0] < win.ext[0] && (uint32_t)at[1] < win.ext[1] && (uint32_t)at[2] < win.ext[2];
-        }
-        const std::vector<mvbxtentry> asked = list;
-        std::vector<uint64_t> buf_words(n * c + 1);
-        uint8_t* buf = reinterpret_cast<uint8_t*>(buf_words.data());
-        const int32_t code = chance(rng, 50) ? 2 : 3;
-        std::vector<uint64_t> vals(n * c);
-        for (size_t k = 0; k < vals.size(); ++k) store(buf + k * m.ps, vals[k] = random_value(rng, m.ps), m.ps);
-        ASSERT_EQ(im.bxta(&im, -1, buf, list.data(), n, code), n) << where;
-        for (uint32_t i = 0; i < n; ++i) {
-            EXPECT_EQ(list[i].tag, asked[i].tag) << "the third word is left as it was";
-            if (!in[i]) continue;
-            const Pos3 p{(uint32_t)asked[i].x, (uint32_t)asked[i].y, asked[i].tag};
-            for (uint32_t j = 0; j < c; ++j) {
-                const uint8_t* px = model_pixel(m, win, p) + (first + j) * m.ps;
-                if (code == 3) {
-                    m.shadow_store(px, conv.to_stored(vals[i * c + j]));
-                } else if (load(buf + (i * c + j) * m.ps, m.ps) != conv.to_caller(m.shadow_load(px))) {
-                    ADD_FAILURE() << "bxta read entry " << i << " pixie " << j << "; " << where;
-                    ++failures;
-                }
-            }
-        }
-        if (!m.memory_matches_shadow()) {
-            ADD_FAILURE() << "bxta code " << code << " memory differs at " << m.first_difference() << "; " << where;
-            ++failures;
-        }
-    }
 }
 
 // ---- constructors, windows and bad input --------------------------------------

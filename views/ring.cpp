@@ -59,14 +59,12 @@ void advance(uint32_t mode, const uint32_t ext[3], uint32_t pos[3], uint32_t k) 
 // to where the parent's planes wrap (z-major runs).
 uint32_t stretch(mvimage3* v, uint32_t mode, const uint32_t ext[3], const uint32_t pos[3],
                  uint32_t plane) {
-    const int32_t at[3] = {static_cast<int32_t>(pos[0]), static_cast<int32_t>(pos[1]),
-                           static_cast<int32_t>(pos[2])};
     if (mode & MVMODE_ZSCAN) {
         const uint32_t depth = static_cast<uint32_t>(v->imdim.se.z);
         return std::min(ext[2] - pos[2], depth - plane);
     }
     const uint32_t in_plane[3] = {ext[0], ext[1], 1};
-    const int32_t flat[3] = {at[0], at[1], 0};
+    const int32_t flat[3] = {static_cast<int32_t>(pos[0]), static_cast<int32_t>(pos[1]), 0};
     const bool across = (mode & MVMODE_CONTINUE) && st(v).head.follow;
     return run_length((mode & ~(MVMODE_CONTINUE | MVMODE_NOCHECK)) | (across ? MVMODE_CONTINUE : 0u),
                       in_plane, flat);
