@@ -83,9 +83,71 @@ inline uint32_t wind_height(const mvimage* im) {
     return uint32_t(im->wind.se.y) - uint32_t(im->wind.nw.y);
 }
 
-// Pixels available from window-relative (x, y) in a 2-D scan mode (bits
-// 0x0002, 0x0040 and 0x2000 of `mode`), unsigned 32-bit arithmetic.
-uint32_t run_length_2d(uint32_t mode, uint32_t w, uint32_t h, int32_t x, int32_t y);
+inline uint32_t wind_width(const mvimage3* im) {
+    return uint32_t(im->wind.se.x) - uint32_t(im->wind.nw.x);
+}
+inline uint32_t wind_height(const mvimage3* im) {
+    return uint32_t(im->wind.se.y) - uint32_t(im->wind.nw.y);
+}
+inline uint32_t wind_depth(const mvimage3* im) {
+    return uint32_t(im->wind.se.z) - uint32_t(im->wind.nw.z);
+}
+
+// A window in three axes (x, y, z): its first pixel and its extents.  A
+// 2-D window is a box one plane deep.
+struct Box {
+    int32_t nw[3];
+    uint32_t ext[3];
+};
+inline Box box_of(const mvimage* im) {
+    return {{im->wind.nw.x, im->wind.nw.y, 0}, {wind_width(im), wind_height(im), 1}};
+}
+inline Box box_of(const mvimage3* im) {
+    return {{im->wind.nw.x, im->wind.nw.y, im->wind.nw.z},
+            {wind_width(im), wind_height(im), wind_depth(im)}};
+}
+inline bool inside(const Box& b, const int32_t pos[3]) {
+    return uint32_t(pos[0]) < b.ext[0] && uint32_t(pos[1]) < b.ext[1] && uint32_t(pos[2]) < b.ext[2];
+}
+
+// The order in which a scan mode visits a box: runs step along axis[0],
+// continue (bit 0x0040) along axis[1] and then axis[2].  x-major (no scan
+// bit): x, y, z; y-major (0x0002): y, x, z; z-major (0x0004): z, x, y.
+struct ScanOrder {
+    uint8_t axis[3];
+};
+constexpr ScanOrder scan_order(uint32_t mode) {
+    if (mode & MVMODE_ZSCAN) return {{2, 0, 1}};
+    if (mode & MVMODE_YSCAN) return {{1, 0, 2}};
+    return {{0, 1, 2}};
+}
+
+// Pixels available from window-relative `pos` in a box of extents `ext` by
+// the scan bits, 0x0040 and 0x2000 of `mode`: the rest of the line along
+// the scan axis, or with 0x0040 the rest of the box in scan order.  With
+// checking (0x2000 clear) a start outside the box yields 0.  Arithmetic is
+// unsigned 32-bit: ((d - z - 1) h + (h - y) - 1) w + (w - x) for an x-major
+// continuing run, and likewise along the other orders.
+inline uint32_t run_length(uint32_t mode, const uint32_t ext[3], const int32_t pos[3]) {
+    const bool in = uint32_t(pos[0]) < ext[0] && uint32_t(pos[1]) < ext[1] &&
+                    uint32_t(pos[2]) < ext[2];
+    if (!(mode & MVMODE_NOCHECK) && !in) return 0;
+    const ScanOrder o = scan_order(mode);
+    // What is left along each axis of the scan order.
+    const uint32_t e0 = ext[o.axis[0]], e1 = ext[o.axis[1]];
+    const uint32_t r0 = e0 - uint32_t(pos[o.axis[0]]);
+    if (!(mode & MVMODE_CONTINUE)) return r0;
+    const uint32_t r1 = e1 - uint32_t(pos[o.axis[1]]);
+    const uint32_t r2 = ext[o.axis[2]] - uint32_t(pos[o.axis[2]]);
+    return ((r2 - 1u) * e1 + r1 - 1u) * e0 + r0;
+}
+
+// The 2-D case (z-scan bits ignored).
+inline uint32_t run_length_2d(uint32_t mode, uint32_t w, uint32_t h, int32_t x, int32_t y) {
+    const uint32_t ext[3] = {w, h, 1};
+    const int32_t pos[3] = {x, y, 0};
+    return run_length(mode & ~MVMODE_ZSCAN, ext, pos);
+}
 
 // ---- no-op slots ------------------------------------------------------
 
@@ -105,6 +167,15 @@ inline constexpr mvslot_wait bxtw = mvimnull2_bxtw;          // answers 1
 inline constexpr mvslot_set imapset = mvimnull2_imapset;     // answers -11
 inline constexpr mvslot_imap imap = mvimnull2_imap;
 inline constexpr mvslot_imapr imapr = mvimnull2_imapr;
+inline constexpr mvslot3_io ioread3 = mvimnull3_ioread;
+inline constexpr mvslot3_io iorite3 = mvimnull3_iorite;
+inline constexpr mvslot3_wait iowait3 = mvimnull3_iowait;   // answers 1
+inline constexpr mvslot3_len iolen3 = mvimnull3_iolen;
+inline constexpr mvslot3_bxtp bxtp3 = mvimnull3_bxtp;
+inline constexpr mvslot3_bxta bxta3 = mvimnull3_bxta;
+inline constexpr mvslot3_set imapset3 = mvimnull3_imapset;  // answers -11
+inline constexpr mvslot3_imap imap3 = mvimnull3_imap;
+inline constexpr mvslot3_imapr imapr3 = mvimnull3_imapr;
 }  // namespace noop
 
 // Every access slot except aeiou and xwind becomes a no-op.
@@ -114,6 +185,7 @@ void set_noop_slots3(mvimage3* im);
 // Idle state after a successful window set: transfers are no-ops, the
 // three set-up slots are the kind's own.
 void set_idle_slots(mvimage* im, mvslot_set ioset, mvslot_set bxts, mvslot_set imapset);
+void set_idle_slots3(mvimage3* im, mvslot3_set ioset, mvslot3_set bxts, mvslot3_set imapset);
 
 // ---- companion frame-grabber sizing -----------------------------------
 

@@ -21,18 +21,6 @@ bool window_valid_3d(const mvimage3* im) {
            w.se.y >= w.nw.y && w.se.z >= w.nw.z;
 }
 
-uint32_t run_length_2d(uint32_t mode, uint32_t w, uint32_t h, int32_t sx, int32_t sy) {
-    const uint32_t x = static_cast<uint32_t>(sx);
-    const uint32_t y = static_cast<uint32_t>(sy);
-    if (!(mode & MVMODE_NOCHECK) && (x >= w || y >= h)) return 0;
-    switch (mode & (MVMODE_YSCAN | MVMODE_CONTINUE)) {
-        case 0: return w - x;
-        case MVMODE_YSCAN: return h - y;
-        case MVMODE_CONTINUE: return (h - y - 1u) * w + (w - x);
-        default: return (w - x - 1u) * h + (h - y);
-    }
-}
-
 }  // namespace mvip
 
 using namespace mvip;

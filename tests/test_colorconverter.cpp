@@ -327,7 +327,7 @@ TEST(ColorConverter, ConstructorRejectsBadInput) {
     EXPECT_TRUE(kind_is(view.kind, "NULL2"));
     mvimage3 v3;
     std::memset(&v3, 0x5A, sizeof v3);
-    EXPECT_EQ(mvimage3_colorconverter(&v3, nullptr, MVCS_GREY, 0), MVERR_UNSUPPORTED);
+    EXPECT_EQ(mvimage3_colorconverter(&v3, nullptr, MVCS_GREY, 0), MVERR_USAGE);
     EXPECT_TRUE(kind_is(v3.kind, "NULL3"));
     EXPECT_EQ(mvimage3_colorconverter(nullptr, nullptr, MVCS_GREY, 0), MVERR_USAGE);
 }

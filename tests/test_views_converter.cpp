@@ -192,7 +192,7 @@ TEST(TypeConverter, BadInput) {
     ASSERT_EQ(0, mvimage_converter(&self, MVPARENT_REL(-65), nullptr, 0, 0, 0, 0));
     EXPECT_EQ(MVERR_LOGIC, self.ioset(&self, 0, self.pixfmt.datatype, 1));
     mvimage3 v3;
-    EXPECT_EQ(MVERR_UNSUPPORTED, mvimage3_converter(&v3, nullptr, nullptr, 0, 0, 0, 0));
+    EXPECT_EQ(MVERR_USAGE, mvimage3_converter(&v3, nullptr, nullptr, 0, 0, 0, 0));
     EXPECT_TRUE(kind_is(v3.kind, "NULL3"));
 }
 

@@ -419,16 +419,6 @@ extern "C" MVIP_API int32_t mvimage_colorconverter(mvimage* v, mvimage* parent_r
     return 0;
 }
 
-extern "C" MVIP_API int32_t mvimage3_colorconverter(mvimage3* v, mvimage3* parent,
-                                                    uint32_t colorspace, int8_t flag) {
-    (void)parent;
-    (void)colorspace;
-    (void)flag;
-    if (!v) return MVERR_USAGE;
-    mvimage3_defnull(v);
-    return MVERR_UNSUPPORTED;  // 3-D images are not built yet
-}
-
 // ---- slot routines by name ---------------------------------------------------
 
 extern "C" MVIP_API int32_t mvimclr_ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {

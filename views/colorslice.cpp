@@ -102,12 +102,13 @@ uint32_t iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
     return std::min(count, run_length_2d(st(v).mode, wind_width(v), wind_height(v), x, y));
 }
 
-// Runs may go to the parent whole when the view's lines continue as the
-// parent's: the view spans the parent image's full width, or follows the
-// parent's window.
-bool runs_continue_as_parent(mvimage* v, const mvimage* p) {
-    return st(v).head.follow ||
-           (v->wind.nw.x == p->imdim.nw.x && v->wind.se.x == p->imdim.se.x);
+// Runs may go to the parent whole when the view's lines (columns, for
+// y-scans) continue as the parent's: the view spans the parent image's full
+// width (height), or follows the parent's window.
+bool runs_continue_as_parent(mvimage* v, const mvimage* p, bool yscan) {
+    if (st(v).head.follow) return true;
+    return yscan ? (v->wind.nw.y == p->imdim.nw.y && v->wind.se.y == p->imdim.se.y)
+                 : (v->wind.nw.x == p->imdim.nw.x && v->wind.se.x == p->imdim.se.x);
 }
 
 int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
@@ -119,7 +120,7 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     NestingGuard guard;
     if (p == v || guard.too_deep()) return kSelfParent;
     SliceState& s = st(v);
-    const bool handoff = runs_continue_as_parent(v, p);
+    const bool handoff = runs_continue_as_parent(v, p, (mode & MVMODE_YSCAN) != 0);
     mode &= ~MVMODE_WRITE;
     s.mode = mode;
     s.pixie_bytes = pixie_bytes(type);
@@ -197,16 +198,6 @@ extern "C" MVIP_API int32_t mvimage_colorslice(mvimage* v, mvimage* parent_ref, 
     s.index = sel.first;
     v->xwind(v, &v->wind, 's');
     return 0;
-}
-
-extern "C" MVIP_API int32_t mvimage3_colorslice(mvimage3* v, mvimage3* parent, uint8_t follow,
-                                                uint32_t mask) {
-    (void)parent;
-    (void)follow;
-    (void)mask;
-    if (!v) return MVERR_USAGE;
-    mvimage3_defnull(v);
-    return MVERR_UNSUPPORTED;  // 3-D images are not built yet
 }
 
 // ---- slot routines by name ---------------------------------------------------

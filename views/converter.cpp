@@ -311,20 +311,6 @@ extern "C" MVIP_API int32_t mvimage_converter(mvimage* v, mvimage* parent_ref,
     return 0;
 }
 
-extern "C" MVIP_API int32_t mvimage3_converter(mvimage3* v, mvimage3* parent,
-                                               const mvpixfmt* newfmt, uint8_t follow,
-                                               int32_t tolerate, uint32_t newbits, uint8_t mode) {
-    (void)parent;
-    (void)newfmt;
-    (void)follow;
-    (void)tolerate;
-    (void)newbits;
-    (void)mode;
-    if (!v) return MVERR_USAGE;
-    mvimage3_defnull(v);
-    return MVERR_UNSUPPORTED;  // 3-D images are not built yet
-}
-
 // ---- slot routines by name ---------------------------------------------------
 
 extern "C" MVIP_API int32_t mvimconv_ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {

@@ -21,8 +21,21 @@ struct ViewHead {
 // Resolves a parent reference: -128..-1 designate the record at position
 // (ref + 65) from the view in an array of records; anything else is an
 // address.
-mvimage* resolve(mvimage* view, int64_t ref);
+inline mvimage* resolve(mvimage* view, int64_t ref) {
+    if (ref >= -128 && ref <= -1) {
+        // Records of one array: -64 the next, -66 the previous, -65 itself.
+        const intptr_t base = reinterpret_cast<intptr_t>(view);
+        return reinterpret_cast<mvimage*>(base + static_cast<intptr_t>(ref + 65) *
+                                                     static_cast<intptr_t>(sizeof(mvimage)));
+    }
+    return reinterpret_cast<mvimage*>(static_cast<intptr_t>(ref));
+}
 inline int64_t reference_of(const mvimage* parent) {
+    return static_cast<int64_t>(reinterpret_cast<intptr_t>(parent));
+}
+
+inline mvimage3* resolve(mvimage3* view, int64_t ref) { return as3(resolve(as2(view), ref)); }
+inline int64_t reference_of(const mvimage3* parent) {
     return static_cast<int64_t>(reinterpret_cast<intptr_t>(parent));
 }
 
@@ -56,10 +69,20 @@ struct ParentDescription {
 // built all the same, so that its set-up slots can answer -5.
 ParentDescription describe(const mvimage* view, const mvimage* parent);
 
+// The same for a 3-D parent.
+struct ParentDescription3 {
+    mvyzwindow wind, imdim;
+    mvpixfmt pixfmt;
+    mvgeometry geometry;
+};
+ParentDescription3 describe(const mvimage3* parent);
+
 // Clears the view and fills dimensions, window, format and geometry by the
 // follow-window rule: following, the view takes the parent's dimensions and
 // window; otherwise its image is the parent's window.
 void fill_description(mvimage* view, const ParentDescription& d, bool follow);
+
+void fill_description(mvimage3* view, const ParentDescription3& d, bool follow);
 
 // Offset added to window-relative coordinates on their way to the parent:
 // the view's own window corner unless the view follows the parent's window.
@@ -76,6 +99,7 @@ uint32_t layered(uint32_t parent_answer, uint32_t flag);
 // failure zero the window and make the slots no-ops.  Returns true when the
 // window is valid.
 bool set_own_window(mvimage* view, const mvywindow* w);
+bool set_own_window(mvimage3* view, const mvyzwindow* w);
 
 // True when a request (type with flags) suits a view's stored form as a
 // direct mapping would: same data type; for integers not filling their
@@ -118,5 +142,29 @@ uint32_t walk_run(uint32_t n, uint32_t x, uint32_t y, uint32_t w, uint32_t h, bo
 }
 
 inline bool prepares(int32_t operation) { return static_cast<int8_t>(operation & 0xFF) < 0; }
+
+// Prepares scattered entries on a 3-D parent: `place(entry, at)` gives the
+// parent coordinates of an entry (false: outside the view, and the parent
+// gets (-1, -1, -1)).  A 3-D parent reads an entry's third word as z, so the
+// caller's third words are kept aside and put back once the parent has
+// stored its offsets in the first two.
+template <class Place>
+void prepare_on_parent3(mvimage3* parent, int32_t operation, mvbxtentry* list, uint32_t n,
+                        Place&& place) {
+    constexpr uint32_t kChunk = 256;
+    uint32_t kept[kChunk];
+    for (uint32_t done = 0; done < n; done += kChunk) {
+        const uint32_t k = std::min(kChunk, n - done);
+        mvbxtentry* e = list + done;
+        for (uint32_t i = 0; i < k; ++i) {
+            kept[i] = e[i].tag;
+            int32_t at[3];
+            if (!place(e[i], at)) at[0] = at[1] = at[2] = -1;
+            e[i] = mvbxtentry{at[0], at[1], static_cast<uint32_t>(at[2])};
+        }
+        parent->bxtp(parent, operation, e, k);
+        for (uint32_t i = 0; i < k; ++i) e[i].tag = kept[i];
+    }
+}
 
 }  // namespace mvip::view
