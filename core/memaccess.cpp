@@ -1,4 +1,6 @@
-// Memory images: run transfers (ioset, ioread, iorite, iolen).
+// Memory images: run transfers (ioset, ioread, iorite, iolen) of both kinds.
+// One engine moves every run: a 2-D image is a box one plane deep, and a
+// scan mode only orders the axes the run steps along.
 #include "core/memimage.hpp"
 
 namespace mvip::mem {
@@ -42,62 +44,120 @@ SideChoice choose_side(const mvimage* im, uint32_t request, bool write) {
     return {choose_move(im->pixiesize, adjust, swap), arg};
 }
 
+RunLayout run_layout(const mvimage* im, const MemState& st, const Box& box, uint32_t mode,
+                     const int32_t pos[3]) {
+    int64_t step[3];
+    axis_steps(im, st, step);
+    const ScanOrder o = scan_order(mode);
+    RunLayout r{};
+    int axes = 0;
+    for (int i = 0; i < 3; ++i) {
+        const int a = o.axis[i];
+        const uint64_t ext = box.ext[a];
+        const uint64_t at = static_cast<uint32_t>(pos[a]);
+        // An axis whose first pixel follows the previous axis's last one
+        // extends that axis.
+        if (axes > 0 && __int128{step[a]} == __int128{r.step[axes - 1]} * r.ext[axes - 1]) {
+            r.pos[axes - 1] += at * r.ext[axes - 1];
+            r.ext[axes - 1] *= ext;
+            continue;
+        }
+        r.ext[axes] = ext;
+        r.pos[axes] = at;
+        r.step[axes] = step[a];
+        ++axes;
+    }
+    for (; axes < 3; ++axes) r.ext[axes] = 1;
+    return r;
+}
+
 namespace {
 
+template <class Rec>
+uint32_t length_at(Rec* im, uint32_t count, const int32_t pos[3]) {
+    const Box box = box_of(im);
+    return std::min(count, run_length(state(im).mode, box.ext, pos));
+}
+
 uint32_t iolen(mvimage* im, uint32_t count, int32_t x, int32_t y) {
-    const uint32_t n = run_length_2d(state(im).mode, wind_width(im), wind_height(im), x, y);
-    return std::min(count, n);
+    const int32_t pos[3] = {x, y, 0};
+    return length_at(im, count, pos);
+}
+uint32_t iolen3(mvimage3* im, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    const int32_t pos[3] = {x, y, z};
+    return length_at(im, count, pos);
 }
 
 // One run transfer.  Starts outside the window move nothing, whatever the
-// mode says, so no access reaches outside the image.
-template <bool Write, bool YScan>
-uint32_t io(mvimage* im, uint32_t, void* buffer, uint32_t count, int32_t x, int32_t y) {
-    const MemState& st = state(im);
-    const uint32_t w = wind_width(im), h = wind_height(im);
-    if (!buffer || static_cast<uint32_t>(x) >= w || static_cast<uint32_t>(y) >= h) return 0;
-    const uint32_t n =
-        std::min(count, run_length_2d(st.mode & ~MVMODE_NOCHECK, w, h, x, y));
+// mode says, so no access reaches outside the image.  The run is moved
+// stretch by stretch along its first axis, then on along the second and
+// third.
+template <bool Write, class Rec>
+uint32_t io_at(Rec* rec, void* buffer, uint32_t count, const int32_t pos[3]) {
+    mvimage* im = reinterpret_cast<mvimage*>(rec);
+    const MemState& st = state(rec);
+    const Box box = box_of(rec);
+    if (!buffer || !inside(box, pos)) return 0;
+    const uint32_t n = std::min(count, run_length(st.mode & ~MVMODE_NOCHECK, box.ext, pos));
     const MoveFn move = Write ? st.write_move : st.read_move;
     const uint32_t arg = Write ? st.write_arg : st.read_arg;
     const size_t per = st.sel_count;
     const ptrdiff_t buf_step = static_cast<ptrdiff_t>(per * im->pixiesize);
-    const ptrdiff_t img_step = YScan ? static_cast<ptrdiff_t>(st.pitch) : im->pixelsize;
-    auto* base = static_cast<unsigned char*>(im->priv) + st.sel_offset;
+    const int32_t origin[3] = {0, 0, 0};
+    unsigned char* base = static_cast<unsigned char*>(im->priv) + st.sel_offset +
+                          pixel_offset(im, st, box, origin);
     auto* buf = static_cast<unsigned char*>(buffer);
-
-    auto transfer = [&](int64_t px, int64_t py, uint32_t pixels) {
-        unsigned char* img = base + pixel_offset(im, st, px, py);
-        if constexpr (Write) move(img, img_step, buf, buf_step, pixels, per, arg);
-        else move(buf, buf_step, img, img_step, pixels, per, arg);
-        buf += pixels * buf_step;
-    };
-
-    uint32_t left = n, cx = static_cast<uint32_t>(x), cy = static_cast<uint32_t>(y);
-    if constexpr (!YScan) {
-        // Whole packed lines lie back to back: the run is one block.
-        if (w == static_cast<uint32_t>(im->imdim.se.x) &&
-            st.pitch == static_cast<int64_t>(im->pixelsize) * w) {
-            transfer(cx, cy, left);
-            return n;
-        }
-        while (left) {
-            const uint32_t seg = std::min(left, w - cx);
-            transfer(cx, cy, seg);
-            left -= seg;
-            cx = 0;
-            ++cy;
-        }
-    } else {
-        while (left) {
-            const uint32_t seg = std::min(left, h - cy);
-            transfer(cx, cy, seg);
-            left -= seg;
-            cy = 0;
-            ++cx;
+    RunLayout r = run_layout(im, st, box, st.mode, pos);
+    uint64_t left = n;
+    while (left) {
+        const uint64_t seg = std::min(left, r.ext[0] - r.pos[0]);
+        unsigned char* img = base + static_cast<int64_t>(r.pos[0]) * r.step[0] +
+                             static_cast<int64_t>(r.pos[1]) * r.step[1] +
+                             static_cast<int64_t>(r.pos[2]) * r.step[2];
+        if constexpr (Write) move(img, r.step[0], buf, buf_step, seg, per, arg);
+        else move(buf, buf_step, img, r.step[0], seg, per, arg);
+        buf += seg * buf_step;
+        left -= seg;
+        r.pos[0] = 0;
+        if (++r.pos[1] == r.ext[1]) {
+            r.pos[1] = 0;
+            ++r.pos[2];
         }
     }
     return n;
+}
+
+// The slots: one routine per direction and scan axis.
+template <bool Write, bool YScan>
+uint32_t io(mvimage* im, uint32_t, void* buffer, uint32_t count, int32_t x, int32_t y) {
+    const int32_t pos[3] = {x, y, 0};
+    return io_at<Write>(im, buffer, count, pos);
+}
+template <bool Write, int Axis>
+uint32_t io3(mvimage3* im, uint32_t, void* buffer, uint32_t count, int32_t x, int32_t y,
+             int32_t z) {
+    const int32_t pos[3] = {x, y, z};
+    return io_at<Write>(im, buffer, count, pos);
+}
+
+// Type, mask and value routines of an access; the scan mode stored.
+int32_t choose_access(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    if (type_of(type) != type_of(im->pixfmt.datatype) || im->pixiesize == 0)
+        return MVERR_DATATYPE;
+    PixieSelection sel;
+    if (!parse_mask(mask, im->pixfmt.pixies, sel)) return MVERR_COLORS;
+    const SideChoice read = choose_side(im, type, false);
+    const SideChoice write = choose_side(im, type, true);
+    if (!read.move || !write.move) return MVERR_UNSUPPORTED;
+    MemState& st = state(im);
+    st.mode = mode;
+    st.sel_count = sel.count;
+    st.sel_offset = sel.first * im->pixiesize;
+    st.read_move = read.move;
+    st.read_arg = read.arg;
+    st.write_move = write.move;
+    st.write_arg = write.arg;
+    return 1;
 }
 
 }  // namespace
@@ -106,28 +166,43 @@ int32_t ioset(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
     im->ioread = noop::io;
     im->iorite = noop::io;
     im->iolen = noop::len;
-    MemState& st = state(im);
-    if (type_of(type) != type_of(im->pixfmt.datatype) || im->pixiesize == 0)
-        return MVERR_DATATYPE;
-    PixieSelection sel;
-    if (!parse_mask(mask, im->pixfmt.pixies, sel)) return MVERR_COLORS;
     mode &= ~MVMODE_WRITE;
-    if (mode & MVMODE_ZSCAN) return MVERR_UNSUPPORTED;
-    const SideChoice read = choose_side(im, type, false);
-    const SideChoice write = choose_side(im, type, true);
-    if (!read.move || !write.move) return MVERR_UNSUPPORTED;
-
-    st.mode = mode;
-    st.sel_count = sel.count;
-    st.sel_offset = sel.first * im->pixiesize;
-    st.read_move = read.move;
-    st.read_arg = read.arg;
-    st.write_move = write.move;
-    st.write_arg = write.arg;
+    const int32_t rc = choose_access(im, mode, type, mask);
+    if (rc < 0) return rc;
+    if (mode & MVMODE_ZSCAN) return MVERR_UNSUPPORTED;  // no third axis
     const bool yscan = (mode & MVMODE_YSCAN) != 0;
     im->ioread = yscan ? io<false, true> : io<false, false>;
     im->iorite = yscan ? io<true, true> : io<true, false>;
     im->iolen = iolen;
+    return 1;
+}
+
+// Z-scans are served like y-scans: the same value routines over a stride
+// (the plane pitch instead of the line pitch).  Both scan bits at once is
+// no scan order.
+int32_t ioset3(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    im->ioread = noop::io3;
+    im->iorite = noop::io3;
+    im->iolen = noop::len3;
+    mode &= ~MVMODE_WRITE;
+    const int32_t rc = choose_access(as2(im), mode, type, mask);
+    if (rc < 0) return rc;
+    switch (mode & (MVMODE_YSCAN | MVMODE_ZSCAN)) {
+        case 0:
+            im->ioread = io3<false, 0>;
+            im->iorite = io3<true, 0>;
+            break;
+        case MVMODE_YSCAN:
+            im->ioread = io3<false, 1>;
+            im->iorite = io3<true, 1>;
+            break;
+        case MVMODE_ZSCAN:
+            im->ioread = io3<false, 2>;
+            im->iorite = io3<true, 2>;
+            break;
+        default: return MVERR_UNSUPPORTED;
+    }
+    im->iolen = iolen3;
     return 1;
 }
 

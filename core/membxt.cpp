@@ -1,4 +1,5 @@
-// Memory images: scattered-pixel transfers (bxts, bxtp, bxta).
+// Memory images: scattered-pixel transfers (bxts, bxtp, bxta) of both
+// kinds.  An entry's third word is its z coordinate for a 3-D image.
 #include "core/memimage.hpp"
 
 #include <limits>
@@ -13,29 +14,42 @@ inline bool prepares(int32_t operation) {
     return static_cast<int8_t>(operation & 0xFF) < 0;
 }
 
-int32_t bxtp(mvimage* im, int32_t operation, mvbxtentry* list, uint32_t n) {
+inline int32_t entry_z(const mvimage*, const mvbxtentry&) { return 0; }
+inline int32_t entry_z(const mvimage3*, const mvbxtentry& e) { return static_cast<int32_t>(e.tag); }
+
+template <class Rec>
+int32_t bxtp(Rec* rec, int32_t operation, mvbxtentry* list, uint32_t n) {
     if (!prepares(operation) || !list) return operation;
-    const MemState& st = state(im);
-    const uint32_t w = wind_width(im), h = wind_height(im);
+    const mvimage* im = reinterpret_cast<const mvimage*>(rec);
+    const MemState& st = state(rec);
+    const Box box = box_of(rec);
     for (uint32_t i = 0; i < n; ++i) {
-        const uint32_t x = static_cast<uint32_t>(list[i].x);
-        const uint32_t y = static_cast<uint32_t>(list[i].y);
+        const int32_t pos[3] = {list[i].x, list[i].y, entry_z(rec, list[i])};
         const int64_t offset =
-            (x < w && y < h) ? pixel_offset(im, st, x, y) + st.bxt_offset : kOutside;
+            inside(box, pos) ? pixel_offset(im, st, box, pos) + st.bxt_offset : kOutside;
         std::memcpy(&list[i], &offset, sizeof offset);
     }
     return operation;
 }
 
-// The byte span that the image's pixels occupy, relative to priv.
+// The byte span that the image's pixels occupy, relative to priv: lines of
+// `line` bytes, `pitch` apart (downwards when negative), planes `plane`
+// bytes apart.
 struct Span {
     int64_t lo, hi;
 };
+Span image_span(const MemState& st, int64_t line, int64_t lines, int64_t planes) {
+    if (lines <= 0 || planes <= 0 || line <= 0) return {0, 0};
+    const int64_t last_line = (lines - 1) * st.pitch;
+    const int64_t last_plane = (planes - 1) * st.plane_pitch;
+    return st.pitch >= 0 ? Span{0, last_line + line + last_plane}
+                         : Span{last_line, line + last_plane};
+}
 Span image_span(const mvimage* im, const MemState& st) {
-    const int64_t line = static_cast<int64_t>(im->pixelsize) * im->imdim.se.x;
-    const int64_t last = static_cast<int64_t>(im->imdim.se.y - 1) * st.pitch;
-    if (im->imdim.se.y <= 0 || line <= 0) return {0, 0};
-    return st.pitch >= 0 ? Span{0, last + line} : Span{last, line};
+    return image_span(st, int64_t{im->pixelsize} * im->imdim.se.x, im->imdim.se.y, 1);
+}
+Span image_span(const mvimage3* im, const MemState& st) {
+    return image_span(st, int64_t{im->pixelsize} * im->imdim.se.x, im->imdim.se.y, im->imdim.se.z);
 }
 
 template <class T>
@@ -55,19 +69,20 @@ inline T apply(int32_t code, T& p, T b) {
     return b;
 }
 
-template <class T>
-uint32_t bxta(mvimage* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
+template <class T, class Rec>
+uint32_t bxta(Rec* rec, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
               int32_t code) {
     if (!buffer || !list) return 0;
-    if (prepares(operation)) bxtp(im, operation, list, n);
-    const MemState& st = state(im);
+    if (prepares(operation)) bxtp(rec, operation, list, n);
+    mvimage* im = reinterpret_cast<mvimage*>(rec);
+    const MemState& st = state(rec);
     const size_t c = st.bxt_count;
     const size_t values = size_t{n} * c;
     auto* buf = static_cast<unsigned char*>(buffer);
     const ptrdiff_t all = static_cast<ptrdiff_t>(values * sizeof(T));
     if (code != 2) st.bxt_write_move(buf, all, buf, all, 1, values, st.bxt_write_arg);
 
-    const Span span = image_span(im, st);
+    const Span span = image_span(rec, st);
     const int64_t need = static_cast<int64_t>(c * sizeof(T));
     auto* base = static_cast<unsigned char*>(im->priv);
     for (uint32_t i = 0; i < n; ++i) {
@@ -89,38 +104,60 @@ uint32_t bxta(mvimage* im, int32_t operation, void* buffer, mvbxtentry* list, ui
     return n;
 }
 
-}  // namespace
-
-int32_t bxts(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
-    (void)mode;
-    im->bxtp = noop::bxtp;
-    im->bxta = noop::bxta;
+// Checks a scattered-transfer request and chooses the value routines and
+// the typed bxta for the data type.
+template <class Rec, class Slot>
+int32_t bxts_for(Rec* rec, uint32_t type, uint32_t mask, Slot& bxta_slot) {
+    mvimage* im = reinterpret_cast<mvimage*>(rec);
     if (type_of(type) != type_of(im->pixfmt.datatype)) return MVERR_DATATYPE;
     PixieSelection sel;
     if (!parse_mask(mask, im->pixfmt.pixies, sel)) return MVERR_COLORS;
-    mvslot_bxta chosen = nullptr;
+    Slot chosen = nullptr;
     switch (type_of(type)) {
-        case MVTYPE_U8: chosen = bxta<uint8_t>; break;
-        case MVTYPE_U16: chosen = bxta<uint16_t>; break;
+        case MVTYPE_U8: chosen = bxta<uint8_t, Rec>; break;
+        case MVTYPE_U16: chosen = bxta<uint16_t, Rec>; break;
         case MVTYPE_U32:
-        case MVTYPE_I32: chosen = bxta<uint32_t>; break;
-        case MVTYPE_FLOAT: chosen = bxta<float>; break;
-        case MVTYPE_DOUBLE: chosen = bxta<double>; break;
+        case MVTYPE_I32: chosen = bxta<uint32_t, Rec>; break;
+        case MVTYPE_FLOAT: chosen = bxta<float, Rec>; break;
+        case MVTYPE_DOUBLE: chosen = bxta<double, Rec>; break;
         default: return MVERR_DATATYPE;
     }
     const SideChoice read = choose_side(im, type, false);
     const SideChoice write = choose_side(im, type, true);
     if (!read.move || !write.move) return MVERR_DATATYPE;
-    MemState& st = state(im);
+    MemState& st = state(rec);
     st.bxt_count = sel.count;
     st.bxt_offset = sel.first * im->pixiesize;
     st.bxt_read_move = read.move;
     st.bxt_read_arg = read.arg;
     st.bxt_write_move = write.move;
     st.bxt_write_arg = write.arg;
-    im->bxtp = bxtp;
-    im->bxta = chosen;
+    bxta_slot = chosen;
     return 1;
+}
+
+}  // namespace
+
+int32_t bxts(mvimage* im, uint32_t, uint32_t type, uint32_t mask) {
+    im->bxtp = noop::bxtp;
+    im->bxta = noop::bxta;
+    mvslot_bxta chosen = nullptr;
+    const int32_t rc = bxts_for(im, type, mask, chosen);
+    if (rc < 0) return rc;
+    im->bxtp = bxtp<mvimage>;
+    im->bxta = chosen;
+    return rc;
+}
+
+int32_t bxts3(mvimage3* im, uint32_t, uint32_t type, uint32_t mask) {
+    im->bxtp = noop::bxtp3;
+    im->bxta = noop::bxta3;
+    mvslot3_bxta chosen = nullptr;
+    const int32_t rc = bxts_for(im, type, mask, chosen);
+    if (rc < 0) return rc;
+    im->bxtp = bxtp<mvimage3>;
+    im->bxta = chosen;
+    return rc;
 }
 
 }  // namespace mvip::mem

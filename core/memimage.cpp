@@ -1,13 +1,10 @@
-// Memory images: constructors, window setting and inquiries.
+// 2-D memory images ("MVIMMEM"): constructors, window setting and inquiries.
 #include "core/memimage.hpp"
 
 #include <cstdlib>
 #include <limits>
 
 namespace mvip::mem {
-namespace {
-
-constexpr uint32_t kDefaultInquirySize = 512;
 
 uint32_t aeiou(mvimage* im, uint32_t code, void*) {
     switch (code) {
@@ -19,6 +16,35 @@ uint32_t aeiou(mvimage* im, uint32_t code, void*) {
         default: return 0;
     }
 }
+
+mvpixfmt format_of(uint32_t datatype, uint32_t bits, uint32_t pixies, uint32_t colorspace) {
+    mvpixfmt fmt{};
+    mvpixfmt_set(&fmt, datatype, bits, pixies, colorspace);  // invalid: pixelsize 0
+    return fmt;
+}
+
+bool dims_usable(const uint32_t* dims, int n) {
+    constexpr uint32_t kMax = std::numeric_limits<int32_t>::max();
+    if (!dims) return false;
+    for (int i = 0; i < n; ++i)
+        if (dims[i] < 1 || dims[i] > kMax) return false;
+    return true;
+}
+
+uint64_t guarded_size(const uint32_t* dims, int n, uint32_t pixelsize) {
+    constexpr double kLimit = 18446744073709551616.0;  // 2^64
+    double count = 1;
+    for (int i = 0; i < n; ++i) {
+        count *= double(dims[i]);
+        if (count > kLimit) return 0;
+    }
+    if (count * double(pixelsize) >= kLimit) return 0;
+    uint64_t size = pixelsize;
+    for (int i = 0; i < n; ++i) size *= dims[i];
+    return size <= std::numeric_limits<size_t>::max() ? size : 0;
+}
+
+namespace {
 
 mvywindow* xwind(mvimage* im, mvywindow* w, int32_t code) {
     switch (code) {
@@ -42,16 +68,11 @@ mvywindow* xwind(mvimage* im, mvywindow* w, int32_t code) {
     }
 }
 
-bool dims_usable(const uint32_t* dims) {
-    constexpr uint32_t kMax = std::numeric_limits<int32_t>::max();
-    return dims && dims[0] >= 1 && dims[1] >= 1 && dims[0] <= kMax && dims[1] <= kMax;
-}
-
 // The steps every constructor shares, on a format already built.
 int32_t build(mvimage* im, void* pixels, const uint32_t* dims, int32_t pitch,
               const mvpixfmt& fmt, const mvgeometry* geom, uint32_t inquiry) {
     if (!im) return MVERR_USAGE;
-    if (!pixels || !dims_usable(dims)) {
+    if (!pixels || !dims_usable(dims, 2)) {
         mvimage_defnull(im);
         return MVERR_USAGE;
     }
@@ -72,30 +93,12 @@ int32_t build(mvimage* im, void* pixels, const uint32_t* dims, int32_t pitch,
     return 0;
 }
 
-mvpixfmt format_of(uint32_t datatype, uint32_t bits, uint32_t pixies, uint32_t colorspace) {
-    mvpixfmt fmt{};
-    mvpixfmt_set(&fmt, datatype, bits, pixies, colorspace);  // invalid: pixelsize 0
-    return fmt;
-}
-
 mvgeometry geometry_of(float xwidth, float ywidth, uint32_t units) {
     mvgeometry g{};
     g.xwidth = xwidth;
     g.ywidth = ywidth;
     g.xunits = g.yunits = static_cast<uint8_t>(units);
     return g;
-}
-
-// Bytes for xdim x ydim pixels, guarded in double precision; 0 when the
-// product overflows 64 bits (or the format has no size).
-uint64_t guarded_size(uint32_t xdim, uint32_t ydim, uint32_t pixelsize) {
-    constexpr double kLimit = 18446744073709551616.0;  // 2^64
-    double count = double(xdim) * double(ydim);
-    if (count > kLimit) count = 0;
-    const double bytes = count * double(pixelsize);
-    if (bytes >= kLimit) return 0;
-    const uint64_t size = uint64_t(xdim) * uint64_t(ydim) * pixelsize;
-    return size <= std::numeric_limits<size_t>::max() ? size : 0;
 }
 
 }  // namespace
@@ -157,11 +160,11 @@ extern "C" MVIP_API int32_t mvimage_memmalloc(mvimage* im, void** pixels,
                                               uint32_t colorspace) {
     if (!im) return MVERR_USAGE;
     const mvpixfmt fmt = format_of(datatype, bits, pixies, colorspace);
-    if (!pixels || *pixels || !dims_usable(dims)) {
+    if (!pixels || *pixels || !dims_usable(dims, 2)) {
         mvimage_defnull(im);
         return MVERR_USAGE;
     }
-    const uint64_t size = guarded_size(dims[0], dims[1], pixie_bytes(datatype) * fmt.pixies);
+    const uint64_t size = guarded_size(dims, 2, pixie_bytes(datatype) * fmt.pixies);
     void* memory = size ? std::calloc(1, size) : nullptr;
     if (!memory) {
         mvimage_defnull(im);
@@ -185,7 +188,7 @@ extern "C" MVIP_API mvimage* mvimage_memmalloc2(void* pixels, uint32_t datatype,
     if (xdim <= 0 || ydim <= 0) return nullptr;
     const uint32_t dims[2] = {static_cast<uint32_t>(xdim), static_cast<uint32_t>(ydim)};
     const mvpixfmt fmt = format_of(datatype, bits, pixies, colorspace);
-    const uint64_t size = guarded_size(dims[0], dims[1], pixie_bytes(datatype) * fmt.pixies);
+    const uint64_t size = guarded_size(dims, 2, pixie_bytes(datatype) * fmt.pixies);
     if (size == 0) return nullptr;
     auto* im = static_cast<mvimage*>(std::malloc(sizeof(mvimage)));
     if (!im) return nullptr;

@@ -77,6 +77,13 @@ void set_idle_slots(mvimage* im, mvslot_set ioset, mvslot_set bxts, mvslot_set i
     im->imapset = imapset;
 }
 
+void set_idle_slots3(mvimage3* im, mvslot3_set ioset, mvslot3_set bxts, mvslot3_set imapset) {
+    set_noop_slots3(im);
+    im->ioset = ioset;
+    im->bxts = bxts;
+    im->imapset = imapset;
+}
+
 uint64_t image_sizing(const mvimage* im, uint64_t requested) { return im ? requested : 0; }
 uint64_t image3_sizing(const mvimage3* im, uint64_t requested) { return im ? requested : 0; }
 

@@ -83,8 +83,54 @@ inline uint32_t wind_height(const mvimage* im) {
     return uint32_t(im->wind.se.y) - uint32_t(im->wind.nw.y);
 }
 
-// Pixels available from window-relative (x, y) in a 2-D scan mode (bits
-// 0x0002, 0x0040 and 0x2000 of `mode`), unsigned 32-bit arithmetic.
+inline uint32_t wind_width(const mvimage3* im) {
+    return uint32_t(im->wind.se.x) - uint32_t(im->wind.nw.x);
+}
+inline uint32_t wind_height(const mvimage3* im) {
+    return uint32_t(im->wind.se.y) - uint32_t(im->wind.nw.y);
+}
+inline uint32_t wind_depth(const mvimage3* im) {
+    return uint32_t(im->wind.se.z) - uint32_t(im->wind.nw.z);
+}
+
+// A window in three axes (x, y, z): its first pixel and its extents.  A
+// 2-D window is a box one plane deep.
+struct Box {
+    int32_t nw[3];
+    uint32_t ext[3];
+};
+inline Box box_of(const mvimage* im) {
+    return {{im->wind.nw.x, im->wind.nw.y, 0}, {wind_width(im), wind_height(im), 1}};
+}
+inline Box box_of(const mvimage3* im) {
+    return {{im->wind.nw.x, im->wind.nw.y, im->wind.nw.z},
+            {wind_width(im), wind_height(im), wind_depth(im)}};
+}
+inline bool inside(const Box& b, const int32_t pos[3]) {
+    return uint32_t(pos[0]) < b.ext[0] && uint32_t(pos[1]) < b.ext[1] && uint32_t(pos[2]) < b.ext[2];
+}
+
+// The order in which a scan mode visits a box: runs step along axis[0],
+// continue (bit 0x0040) along axis[1] and then axis[2].  x-major (no scan
+// bit): x, y, z; y-major (0x0002): y, x, z; z-major (0x0004): z, x, y.
+struct ScanOrder {
+    uint8_t axis[3];
+};
+constexpr ScanOrder scan_order(uint32_t mode) {
+    if (mode & MVMODE_ZSCAN) return {{2, 0, 1}};
+    if (mode & MVMODE_YSCAN) return {{1, 0, 2}};
+    return {{0, 1, 2}};
+}
+
+// Pixels available from window-relative `pos` in a box of extents `ext` by
+// the scan bits, 0x0040 and 0x2000 of `mode`: the rest of the line along
+// the scan axis, or with 0x0040 the rest of the box in scan order.  With
+// checking (0x2000 clear) a start outside the box yields 0.  Arithmetic is
+// unsigned 32-bit: ((d - z - 1) h + (h - y) - 1) w + (w - x) for an x-major
+// continuing run, and likewise along the other orders.
+uint32_t run_length(uint32_t mode, const uint32_t ext[3], const int32_t pos[3]);
+
+// The 2-D case (z-scan bits ignored).
 uint32_t run_length_2d(uint32_t mode, uint32_t w, uint32_t h, int32_t x, int32_t y);
 
 // ---- no-op slots ------------------------------------------------------
@@ -119,6 +165,7 @@ void set_noop_slots3(mvimage3* im);
 // Idle state after a successful window set: transfers are no-ops, the
 // three set-up slots are the kind's own.
 void set_idle_slots(mvimage* im, mvslot_set ioset, mvslot_set bxts, mvslot_set imapset);
+void set_idle_slots3(mvimage3* im, mvslot3_set ioset, mvslot3_set bxts, mvslot3_set imapset);
 
 // ---- companion frame-grabber sizing -----------------------------------
 

@@ -21,16 +21,24 @@ bool window_valid_3d(const mvimage3* im) {
            w.se.y >= w.nw.y && w.se.z >= w.nw.z;
 }
 
-uint32_t run_length_2d(uint32_t mode, uint32_t w, uint32_t h, int32_t sx, int32_t sy) {
-    const uint32_t x = static_cast<uint32_t>(sx);
-    const uint32_t y = static_cast<uint32_t>(sy);
-    if (!(mode & MVMODE_NOCHECK) && (x >= w || y >= h)) return 0;
-    switch (mode & (MVMODE_YSCAN | MVMODE_CONTINUE)) {
-        case 0: return w - x;
-        case MVMODE_YSCAN: return h - y;
-        case MVMODE_CONTINUE: return (h - y - 1u) * w + (w - x);
-        default: return (w - x - 1u) * h + (h - y);
-    }
+uint32_t run_length(uint32_t mode, const uint32_t ext[3], const int32_t pos[3]) {
+    const bool in = uint32_t(pos[0]) < ext[0] && uint32_t(pos[1]) < ext[1] &&
+                    uint32_t(pos[2]) < ext[2];
+    if (!(mode & MVMODE_NOCHECK) && !in) return 0;
+    const ScanOrder o = scan_order(mode);
+    // What is left along each axis of the scan order.
+    const uint32_t e0 = ext[o.axis[0]], e1 = ext[o.axis[1]];
+    const uint32_t r0 = e0 - uint32_t(pos[o.axis[0]]);
+    const uint32_t r1 = e1 - uint32_t(pos[o.axis[1]]);
+    const uint32_t r2 = ext[o.axis[2]] - uint32_t(pos[o.axis[2]]);
+    if (!(mode & MVMODE_CONTINUE)) return r0;
+    return ((r2 - 1u) * e1 + r1 - 1u) * e0 + r0;
+}
+
+uint32_t run_length_2d(uint32_t mode, uint32_t w, uint32_t h, int32_t x, int32_t y) {
+    const uint32_t ext[3] = {w, h, 1};
+    const int32_t pos[3] = {x, y, 0};
+    return run_length(mode & ~MVMODE_ZSCAN, ext, pos);
 }
 
 }  // namespace mvip

@@ -523,6 +523,108 @@ MVIP_API mvimage *mvimage_memmalloc2(void *pixels, uint32_t datatype,
 MVIP_API int32_t mvimage_memfree2(mvimage *im, int32_t keep);
 
 /* ------------------------------------------------------------------ */
+/* 3-D memory images ("MVIMMEM3"): stacks of planes                    */
+/* ------------------------------------------------------------------ */
+/*
+ * Planes lie one after another, each a 2-D memory image.  The byte
+ * address of window-relative pixel (x, y, z) is
+ *   priv + (wind.nw.x + x) * pixelsize + (wind.nw.y + y) * pitch
+ *        + (wind.nw.z + z) * planepitch.
+ * The line pitch is signed as for 2-D images (0 = packed lines).  Only
+ * mvimage3_memdata takes a plane pitch; every other constructor (and a
+ * plane pitch of 0) uses pixelsize * xdim * ydim, even when the lines are
+ * padded.  Dimensions are three words xdim, ydim, zdim, each 1 .. 2^31-1;
+ * windows, dimensions and mvimage3_setwind use all six words.
+ *
+ * Scan orders (ioset, imapset): x-major (mode 0), y-major (0x0002) and
+ * z-major (0x0004: runs go through the planes, stride planepitch); both
+ * bits at once is -11.  Run lengths from window-relative (x, y, z) with
+ * w, h, d the window's extents:
+ *   x: w-x;  y: h-y;  z: d-z;
+ *   x continuing (0x0040), x fastest, then y, then z:
+ *     ((d-z-1)*h + (h-y) - 1)*w + (w-x)
+ *   y continuing (0x0042), y fastest, then x, then z:
+ *     ((d-z-1)*w + (w-x) - 1)*h + (h-y)
+ *   z continuing (0x0044), z fastest, then x, then y:
+ *     ((h-y-1)*w + (w-x) - 1)*d + (d-z)
+ * A start outside the box in any axis yields 0 unless MVMODE_NOCHECK is
+ * given; arithmetic is unsigned 32-bit, as for 2-D images.  Transfers
+ * never touch memory outside the image, as for 2-D images.  Values are
+ * adjusted and swapped exactly as for 2-D images; z-scans are served like
+ * y-scans with the plane pitch as their stride.
+ * Mapping: x-major runs have stride pixelsize (a continuing run is handed
+ * out up to where lines, and planes, stop following each other in
+ * memory); y-major and z-major mappings need MVREQ_DIRTY (0x400) in the
+ * mode, as 2-D y-major ones do, and hand out one column (stride pitch) or
+ * one pillar through the planes (stride planepitch) per run.
+ * Scattered transfers: the third word of an entry (`tag`) is its z
+ * coordinate; bxtp stores the offset in the first two words and leaves it.
+ * aeiou answers as for 2-D memory images.
+ */
+/* mvimage3_memory(im, pixels, dims, pitch, datatype, bits, pixies,
+ * colorspace, inquirysize): 0, or -1 (null record, null memory, a null
+ * dimension pointer, a dimension of 0 or above 2^31-1, or a stack whose
+ * byte offsets do not fit 63 bits; a 3-D null image is left). */
+MVIP_API int32_t mvimage3_memory(mvimage3 *im, void *pixels,
+                                 const uint32_t dims[3], int32_t pitch,
+                                 uint32_t datatype, uint32_t bits,
+                                 uint32_t pixies, uint32_t colorspace,
+                                 uint32_t inquirysize);
+/* As mvimage3_memory with x and y widths and their units, then the z
+ * width and its units. */
+MVIP_API int32_t mvimage3_memory2(mvimage3 *im, void *pixels,
+                                  const uint32_t dims[3], int32_t pitch,
+                                  uint32_t datatype, uint32_t bits,
+                                  uint32_t pixies, uint32_t colorspace,
+                                  uint32_t inquirysize, float xwidth,
+                                  float ywidth, uint32_t units, float zwidth,
+                                  uint32_t zunits);
+/* mvimage3_memdata with a memory size (0 = unchecked) and packed planes. */
+MVIP_API int32_t mvimage3_memory3(mvimage3 *im, void *pixels, uint64_t size,
+                                  const uint32_t dims[3], int32_t pitch,
+                                  uint32_t datatype, uint32_t bits,
+                                  uint32_t pixies, uint32_t colorspace,
+                                  uint32_t inquirysize, float xwidth,
+                                  float ywidth, uint32_t units, float zwidth,
+                                  uint32_t zunits);
+/* The general form: the format taken as given (-1 when null), geometry
+ * optional.  planepitch 0 packs the planes by pixel size; a plane pitch
+ * given must be at least ydim * |pitch| (a plane's lines), else -1.  With
+ * a non-zero size, zdim * planepitch and the bytes up to the end of the
+ * last plane's lines ((zdim-1) * planepitch + ydim * |pitch|) must not
+ * exceed it, else -1.  (The plane pitch is a 64-bit word so that planes of
+ * 4 GiB and more can be described.) */
+MVIP_API int32_t mvimage3_memdata(mvimage3 *im, void *pixels, uint64_t size,
+                                  const uint32_t dims[3], int32_t pitch,
+                                  uint64_t planepitch, const mvpixfmt *fmt,
+                                  const mvgeometry *geom, uint32_t inquirysize);
+/* Allocate zeroed packed memory for xdim * ydim * zdim pixels (every
+ * product guarded in double precision against 2^64); *pixels must hold
+ * null and receives the address.  -1 bad arguments (a dimension of 0
+ * included), -2 overflow, an invalid format or no memory.  Free with
+ * mvimage3_memfree. */
+MVIP_API int32_t mvimage3_memmalloc(mvimage3 *im, void **pixels,
+                                    const uint32_t dims[3], uint32_t datatype,
+                                    uint32_t bits, uint32_t pixies,
+                                    uint32_t colorspace);
+/* Free the buffer (if non-null); the record (if non-null) becomes a 3-D
+ * null image.  Always 0. */
+MVIP_API int32_t mvimage3_memfree(mvimage3 *im, void *pixels);
+/* Allocate a record (and, for a null buffer, zeroed memory); null on any
+ * failure, all three dimensions must be above 0.  Free with
+ * mvimage3_memfree2. */
+MVIP_API mvimage3 *mvimage3_memmalloc2(void *pixels, uint32_t datatype,
+                                       uint32_t bits, uint32_t pixies,
+                                       uint32_t colorspace, int32_t xdim,
+                                       int32_t ydim, float xwidth, float ywidth,
+                                       uint32_t units, int32_t zdim,
+                                       float zwidth, uint32_t zunits);
+/* Free a record from mvimage3_memmalloc2 and, unless keep is non-zero, its
+ * pixel memory.  -1 for any other record ("MVIMMEM3" made elsewhere, or
+ * another kind); 0 for a null record. */
+MVIP_API int32_t mvimage3_memfree2(mvimage3 *im, int32_t keep);
+
+/* ------------------------------------------------------------------ */
 /* Views                                                               */
 /* ------------------------------------------------------------------ */
 /*
@@ -568,6 +670,62 @@ MVIP_API int32_t mvimage_yodd(mvimage *view, mvimage *parent, uint8_t follow,
 MVIP_API int32_t mvimage_clipper(mvimage *view, mvimage *parent,
                                  const mvywindow *list, uint32_t count,
                                  uint8_t follow);
+
+/* ---- Dimension views: sections, one-plane stacks, rings of planes ----
+ * Axis codes: 0 x, 2 y, 4 z (the scan bits).  3-D parents go by
+ * MVPARENT_REL3(i) or address, 2-D ones by MVPARENT_REL(i) or address.
+ *
+ * Section ("MVIM3to2"): a 2-D view of a 3-D parent through two of its axes,
+ * parent axis `xaxis` along the view's x and `yaxis` along its y (any two
+ * different axes, either order: planes, x-z and y-z sections, transposed
+ * ones), at coordinate `fixed` on the third axis.  The view's dimensions are
+ * the parent window's extents along the two axes; its coordinates and
+ * `fixed` are relative to the parent's window.  An x-major access of the
+ * view is an access of the parent along `xaxis`, a y-major one along
+ * `yaxis`; z-major accesses answer -11 (ioset) and -1 (imapset).  A
+ * continuing run (0x0040) goes to the parent in one call where the parent's
+ * own continuing order visits the same pixels (the parent axis after the
+ * running one in its order is the view's other axis, and the view's lines
+ * cover the parent's window); otherwise it goes line by line.  Scattered
+ * transfers and mapping translate coordinates likewise (the entries' third
+ * words are kept as the caller set them); mapping grants continuing runs
+ * under the same condition.
+ * 0; -1 for a null view, a null parent, an axis code other than 0, 2, 4,
+ * equal axes, or `fixed` outside the parent's window on the third axis (a
+ * null image is left).  A view that is its own parent is built empty and
+ * answers ioset, bxts and imapset with -5. */
+MVIP_API int32_t mvimage_def2from3(mvimage *view, mvimage3 *parent,
+                                   uint32_t xaxis, uint32_t yaxis,
+                                   uint32_t fixed);
+/* One plane ("MVIM2to3"): a 2-D parent as a 3-D image one plane deep.
+ * Following (follow non-zero), the view has the parent's dimensions and
+ * window with z 0..1 and setting its window sets the parent's (x and y);
+ * otherwise its image is the parent's window.  Transfers at z other than 0
+ * move nothing.  A z-major access is served: a pillar through one plane is
+ * one pixel, so a z-major run is one pixel long and a continuing one
+ * (z, then x, then y) visits pixels as a continuing x-major run does; the
+ * parent is asked for that x-major access.  z-major mapping answers -11 (the
+ * caller falls back to runs); x- and y-major mapping go to the parent.
+ * Scattered entries with a third word (z) other than 0 are outside.
+ * 0; -1 for a null view or parent (a 3-D null image is left). */
+MVIP_API int32_t mvimage_def3from2(mvimage3 *view, mvimage *parent,
+                                   uint8_t follow);
+/* Ring of planes ("MVIM3to3"): view plane Z (whole-image coordinates) shows
+ * parent plane (Z + offset) mod D, D the parent's depth; the offset is taken
+ * modulo D, so any offset rotates.  The view has the parent's dimensions;
+ * its coordinates go to the parent relative to the parent's window.
+ * Following, the parent's window is reset to its whole image at
+ * construction, and setting the view's window sets the parent's to the same
+ * x-y rectangle through all its planes.  Runs never go on from one view
+ * plane into the next in one parent call, and without following are also
+ * cut at line ends; z-major runs are cut where the parent's planes wrap.
+ * ioset answers 0 (or the parent's failure, -5 for a view that is its own
+ * parent, -1 for both scan bits); scattered transfers translate
+ * coordinates; mapping is not offered (-11).  The two reserved arguments
+ * are not used.  0; -1 for a null view or parent or a parent of depth 0. */
+MVIP_API int32_t mvimage3_def3from3(mvimage3 *view, mvimage3 *parent,
+                                    uint32_t offset, uint32_t reserved1,
+                                    uint32_t reserved2, uint8_t follow);
 
 /* Type converter ("MVIMCONV"): presents the parent in another data type
  * and bit depth.  newfmt (null: the parent's) gives the data type, bits

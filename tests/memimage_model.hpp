@@ -1,6 +1,7 @@
-// A plain per-pixel reference model of a memory image, used to check the
-// library's transfer routines (run copies, direct mapping, scattered
-// transfers) over random formats, windows and requests.
+// A plain per-pixel reference model of a memory image (2-D, and 3-D stacks
+// of planes), used to check the library's transfer routines (run copies,
+// direct mapping, scattered transfers) over random formats, windows and
+// requests.
 //
 // The model works one pixie at a time on values held in 64-bit words:
 //   read:  stored bytes -> swap if stored in foreign order -> read-side
@@ -8,7 +9,8 @@
 //   write: caller value -> swap if the caller's order is foreign ->
 //          write-side adjustment -> swap if stored in foreign order
 // and addresses pixels as
-//   priv + (nw.x + x) * pixelsize + (nw.y + y) * pitch + first * pixiesize.
+//   priv + (nw.x + x) * pixelsize + (nw.y + y) * pitch
+//        [+ (nw.z + z) * planepitch] + first * pixiesize.
 #pragma once
 
 #include "mvip.h"
@@ -123,6 +125,46 @@ inline uint32_t available(uint32_t mode, uint32_t w, uint32_t h, int32_t x, int3
     }
 }
 
+// Pixels available from (x, y, z) in a 3-D scan mode (bits 0x0002, 0x0004,
+// 0x0040, 0x2000), unsigned 32-bit.
+inline uint32_t available3(uint32_t mode, uint32_t w, uint32_t h, uint32_t d, int32_t x, int32_t y,
+                           int32_t z) {
+    const uint32_t ux = (uint32_t)x, uy = (uint32_t)y, uz = (uint32_t)z;
+    if (!(mode & 0x2000u) && (ux >= w || uy >= h || uz >= d)) return 0;
+    switch (mode & 0x46u) {
+        case 0x00: return w - ux;
+        case 0x02: return h - uy;
+        case 0x04: return d - uz;
+        case 0x40: return ((d - uz - 1) * h + (h - uy) - 1) * w + (w - ux);
+        case 0x42: return ((d - uz - 1) * w + (w - ux) - 1) * h + (h - uy);
+        default: return ((h - uy - 1) * w + (w - ux) - 1) * d + (d - uz);  // 0x44
+    }
+}
+
+// Window-relative positions of the n pixels of a 3-D run from p, in the
+// scan order of `mode`: x runs go on along y then z, y runs along x then
+// z, z runs along x then y.
+struct Pos3 {
+    uint32_t x, y, z;
+};
+inline std::vector<Pos3> run_positions3(uint32_t mode, uint32_t w, uint32_t h, uint32_t d, Pos3 p,
+                                        uint32_t n) {
+    std::vector<Pos3> r;
+    r.reserve(n);
+    for (uint32_t i = 0; i < n; ++i) {
+        r.push_back(p);
+        if (mode & 0x4u) {
+            if (++p.z == d) { p.z = 0; if (++p.x == w) { p.x = 0; ++p.y; } }
+        } else if (mode & 0x2u) {
+            if (++p.y == h) { p.y = 0; if (++p.x == w) { p.x = 0; ++p.z; } }
+        } else if (++p.x == w) {
+            p.x = 0;
+            if (++p.y == h) { p.y = 0; ++p.z; }
+        }
+    }
+    return r;
+}
+
 // A random format for a memory image.
 inline mvpixfmt random_format(Rng& rng) {
     static const uint32_t types[] = {1, 2, 4, 8, 16, 32};
@@ -180,64 +222,45 @@ inline uint64_t random_value(Rng& rng, uint32_t nbytes) {
 
 enum class PitchKind { packed_zero, packed, padded, negative_packed, negative_padded };
 
-// Pixel memory with guard bytes on both sides, a shadow copy that the model
-// updates, and the library's record over it.
-struct MemImage {
+// Pixel memory with guard bytes on both sides and a shadow copy that the
+// model updates.
+struct PixelArena {
     mvpixfmt fmt{};
-    uint32_t xdim = 0, ydim = 0;
     uint32_t ps = 0, pxs = 0;     // pixie and pixel bytes
-    int32_t pitch = 0;            // effective pitch
-    int32_t pitch_arg = 0;        // what the constructor was given
     static constexpr size_t kGuard = 64;
     std::vector<uint64_t> backing;  // 8-byte aligned
     uint8_t* arena = nullptr;
     size_t arena_bytes = 0;
     uint8_t* priv = nullptr;
     std::vector<uint8_t> shadow;
-    mvimage im{};
-    int32_t build_rc = 0;
 
-    MemImage(const MemImage&) = delete;
-    MemImage& operator=(const MemImage&) = delete;
+    PixelArena() = default;
+    PixelArena(const PixelArena&) = delete;
+    PixelArena& operator=(const PixelArena&) = delete;
 
-    MemImage(Rng& rng, const mvpixfmt& f, uint32_t xd, uint32_t yd, PitchKind pk) : fmt(f), xdim(xd), ydim(yd) {
+    explicit PixelArena(const mvpixfmt& f) : fmt(f) {
         ps = pixie_bytes(f.datatype);
         pxs = ps * f.pixies;
-        const int32_t packed = (int32_t)(pxs * xdim);
-        const int32_t padded = packed + (int32_t)(ps * (1 + pick(rng, 5)));
-        switch (pk) {
-            case PitchKind::packed_zero: pitch = packed; pitch_arg = 0; break;
-            case PitchKind::packed: pitch = pitch_arg = packed; break;
-            case PitchKind::padded: pitch = pitch_arg = padded; break;
-            case PitchKind::negative_packed: pitch = pitch_arg = -packed; break;
-            case PitchKind::negative_padded: pitch = pitch_arg = -padded; break;
-        }
-        const size_t apitch = (size_t)(pitch < 0 ? -(int64_t)pitch : pitch);
-        const size_t region = (ydim - 1) * apitch + (size_t)packed;
+    }
+    // Random bytes over `region` bytes plus the guards; priv at `first`
+    // bytes into the region.
+    void fill(Rng& rng, size_t region, size_t first) {
         arena_bytes = region + 2 * kGuard;
         backing.assign((arena_bytes + 7) / 8, 0);
         arena = reinterpret_cast<uint8_t*>(backing.data());
         for (size_t i = 0; i < arena_bytes; ++i) arena[i] = (uint8_t)rng();
-        uint8_t* base = arena + kGuard;
-        priv = pitch < 0 ? base + (ydim - 1) * apitch : base;
-        if (is_float(f.datatype)) {
-            // Finite values in every pixie, so that arithmetic stays exact.
-            for (uint32_t y = 0; y < ydim; ++y)
-                for (uint32_t x = 0; x < xdim; ++x)
-                    for (uint32_t k = 0; k < f.pixies; ++k) {
-                        uint64_t v = finite_bits(rng, f.datatype);
-                        if (f.byteorder & 0x800u) v = swap_bytes(v, ps);
-                        store_at(pixel(x, y) + k * ps, v);
-                    }
-        }
-        shadow.assign(arena, arena + arena_bytes);
-        const uint32_t dims[2] = {xdim, ydim};
-        const uint64_t size = chance(rng, 50) ? 0 : (uint64_t)ydim * apitch;
-        build_rc = mvimage_memdata(&im, priv, size, dims, pitch_arg, &fmt, nullptr, 0);
+        priv = arena + kGuard + first;
     }
+    // Finite float values in every pixie of a pixel, so arithmetic stays exact.
+    void finite_pixel(Rng& rng, uint8_t* p) {
+        for (uint32_t k = 0; k < fmt.pixies; ++k) {
+            uint64_t v = finite_bits(rng, fmt.datatype);
+            if (fmt.byteorder & 0x800u) v = swap_bytes(v, ps);
+            store_at(p + k * ps, v);
+        }
+    }
+    void take_shadow() { shadow.assign(arena, arena + arena_bytes); }
 
-    // Byte address of image pixel (x, y) (whole-image coordinates).
-    uint8_t* pixel(uint32_t x, uint32_t y) { return priv + (int64_t)x * pxs + (int64_t)y * pitch; }
     size_t offset_of(const uint8_t* p) const { return (size_t)(p - arena); }
     uint64_t shadow_load(const uint8_t* p) const { return load(shadow.data() + offset_of(p), ps); }
     void shadow_store(const uint8_t* p, uint64_t v) { mvmodel::store(shadow.data() + offset_of(p), v, ps); }
@@ -249,6 +272,89 @@ struct MemImage {
         for (size_t i = 0; i < arena_bytes; ++i)
             if (arena[i] != shadow[i]) return (long)i;
         return -1;
+    }
+};
+
+// A 2-D memory image over an arena.
+struct MemImage : PixelArena {
+    uint32_t xdim = 0, ydim = 0;
+    int32_t pitch = 0;            // effective pitch
+    int32_t pitch_arg = 0;        // what the constructor was given
+    mvimage im{};
+    int32_t build_rc = 0;
+
+    MemImage(Rng& rng, const mvpixfmt& f, uint32_t xd, uint32_t yd, PitchKind pk)
+        : PixelArena(f), xdim(xd), ydim(yd) {
+        const int32_t packed = (int32_t)(pxs * xdim);
+        pitch_arg = pitch_for(rng, pk, packed, ps, pitch);
+        const size_t apitch = (size_t)(pitch < 0 ? -(int64_t)pitch : pitch);
+        fill(rng, (ydim - 1) * apitch + (size_t)packed, pitch < 0 ? (ydim - 1) * apitch : 0);
+        if (is_float(f.datatype))
+            for (uint32_t y = 0; y < ydim; ++y)
+                for (uint32_t x = 0; x < xdim; ++x) finite_pixel(rng, pixel(x, y));
+        take_shadow();
+        const uint32_t dims[2] = {xdim, ydim};
+        const uint64_t size = chance(rng, 50) ? 0 : (uint64_t)ydim * apitch;
+        build_rc = mvimage_memdata(&im, priv, size, dims, pitch_arg, &fmt, nullptr, 0);
+    }
+
+    // The pitch argument for a kind of pitch; `pitch` receives the effective one.
+    static int32_t pitch_for(Rng& rng, PitchKind pk, int32_t packed, uint32_t ps, int32_t& pitch) {
+        const int32_t padded = packed + (int32_t)(ps * (1 + pick(rng, 5)));
+        switch (pk) {
+            case PitchKind::packed_zero: pitch = packed; return 0;
+            case PitchKind::packed: return pitch = packed;
+            case PitchKind::padded: return pitch = padded;
+            case PitchKind::negative_packed: return pitch = -packed;
+            default: return pitch = -padded;
+        }
+    }
+
+    // Byte address of image pixel (x, y) (whole-image coordinates).
+    uint8_t* pixel(uint32_t x, uint32_t y) { return priv + (int64_t)x * pxs + (int64_t)y * pitch; }
+};
+
+// A 3-D memory image over an arena: lines `pitch` apart (any kind of
+// pitch), planes `plane` bytes apart: packed by pixel size (plane pitch 0
+// given; planes overlap when the lines are padded) or padded beyond their
+// lines.
+struct MemImage3 : PixelArena {
+    uint32_t xdim = 0, ydim = 0, zdim = 0;
+    int32_t pitch = 0, pitch_arg = 0;
+    int64_t plane = 0;
+    uint64_t plane_arg = 0;
+    mvimage3 im{};
+    int32_t build_rc = 0;
+
+    MemImage3(Rng& rng, const mvpixfmt& f, uint32_t xd, uint32_t yd, uint32_t zd, PitchKind pk,
+              bool padded_planes)
+        : PixelArena(f), xdim(xd), ydim(yd), zdim(zd) {
+        const int32_t packed = (int32_t)(pxs * xdim);
+        pitch_arg = MemImage::pitch_for(rng, pk, packed, ps, pitch);
+        const int64_t apitch = pitch < 0 ? -(int64_t)pitch : pitch;
+        if (padded_planes) {
+            plane = ydim * apitch + (int64_t)(ps * pick(rng, 9));
+            plane_arg = (uint64_t)plane;
+        } else {
+            plane = (int64_t)pxs * xdim * ydim;
+            plane_arg = 0;
+        }
+        const size_t lines = (size_t)((ydim - 1) * apitch + packed);
+        fill(rng, (size_t)((zdim - 1) * plane) + lines, pitch < 0 ? (size_t)((ydim - 1) * apitch) : 0);
+        if (is_float(f.datatype))
+            for (uint32_t z = 0; z < zdim; ++z)
+                for (uint32_t y = 0; y < ydim; ++y)
+                    for (uint32_t x = 0; x < xdim; ++x) finite_pixel(rng, pixel(x, y, z));
+        take_shadow();
+        const uint32_t dims[3] = {xdim, ydim, zdim};
+        const uint64_t size = chance(rng, 50) ? 0 : (uint64_t)((zdim - 1) * plane) + ydim * apitch +
+                                                        (uint64_t)(padded_planes ? plane - ydim * apitch : 0);
+        build_rc = mvimage3_memdata(&im, priv, size, dims, pitch_arg, plane_arg, &fmt, nullptr, 0);
+    }
+
+    // Byte address of image pixel (x, y, z) (whole-image coordinates).
+    uint8_t* pixel(uint32_t x, uint32_t y, uint32_t z) {
+        return priv + (int64_t)x * pxs + (int64_t)y * pitch + (int64_t)z * plane;
     }
 };
 
@@ -273,6 +379,26 @@ inline mvywindow random_window(Rng& rng, uint32_t xdim, uint32_t ydim) {
         w.se.y = std::max(w.se.y, w.nw.y + 1);
     }
     return w;
+}
+
+// Random box inside xdim x ydim x zdim; sometimes the whole box,
+// sometimes empty in one axis.
+inline mvyzwindow random_window3(Rng& rng, uint32_t xdim, uint32_t ydim, uint32_t zdim) {
+    if (chance(rng, 25)) return mvyzwindow{{0, 0, 0}, {(int32_t)xdim, (int32_t)ydim, (int32_t)zdim}};
+    const uint32_t dims[3] = {xdim, ydim, zdim};
+    int32_t nw[3], se[3];
+    const bool allow_empty = chance(rng, 10);
+    for (int a = 0; a < 3; ++a) {
+        if (chance(rng, 30)) {  // whole along this axis
+            nw[a] = 0;
+            se[a] = (int32_t)dims[a];
+            continue;
+        }
+        nw[a] = (int32_t)pick(rng, dims[a] + (allow_empty ? 1 : 0));
+        se[a] = nw[a] + (int32_t)pick(rng, dims[a] - (uint32_t)nw[a] + 1);
+        if (!allow_empty && se[a] == nw[a]) ++se[a];
+    }
+    return mvyzwindow{{nw[0], nw[1], nw[2]}, {se[0], se[1], se[2]}};
 }
 
 inline uint32_t all_mask(uint32_t pixies) { return pixies >= 32 ? 0xFFFFFFFFu : ((1u << pixies) - 1); }

@@ -32,6 +32,30 @@ ParentDescription describe(const mvimage* parent) {
     return d;
 }
 
+ParentDescription3 describe(const mvimage3* parent) {
+    ParentDescription3 d{};
+    d.wind = parent->wind;
+    d.imdim = parent->imdim;
+    d.pixfmt = parent->pixfmt;
+    std::memcpy(&d.geometry, &parent->xwidth, sizeof d.geometry);
+    return d;
+}
+
+void fill_description(mvimage3* view, const ParentDescription3& d, bool follow) {
+    std::memset(static_cast<void*>(view), 0, sizeof *view);
+    if (follow) {
+        view->imdim = d.imdim;
+        view->wind = d.wind;
+    } else {
+        view->imdim.se = mvpoint3{d.wind.se.x - d.wind.nw.x, d.wind.se.y - d.wind.nw.y,
+                                  d.wind.se.z - d.wind.nw.z};
+        view->wind = view->imdim;
+    }
+    view->pixfmt = d.pixfmt;
+    derive_sizes(as2(view));
+    std::memcpy(&view->xwidth, &d.geometry, sizeof d.geometry);
+}
+
 void fill_description(mvimage* view, const ParentDescription& d, bool follow) {
     std::memset(static_cast<void*>(view), 0, sizeof *view);
     if (follow) {
@@ -59,6 +83,14 @@ bool set_own_window(mvimage* view, const mvywindow* w) {
     if (window_valid_2d(view)) return true;
     view->wind = mvywindow{};
     set_noop_slots(view);
+    return false;
+}
+
+bool set_own_window(mvimage3* view, const mvyzwindow* w) {
+    view->wind = w ? *w : view->imdim;
+    if (window_valid_3d(view)) return true;
+    view->wind = mvyzwindow{};
+    set_noop_slots3(view);
     return false;
 }
 

@@ -26,6 +26,11 @@ inline int64_t reference_of(const mvimage* parent) {
     return static_cast<int64_t>(reinterpret_cast<intptr_t>(parent));
 }
 
+inline mvimage3* resolve(mvimage3* view, int64_t ref) { return as3(resolve(as2(view), ref)); }
+inline int64_t reference_of(const mvimage3* parent) {
+    return static_cast<int64_t>(reinterpret_cast<intptr_t>(parent));
+}
+
 template <class State>
 mvimage* parent_of(mvimage* view) {
     static_assert(offsetof(State, head) == 0);
@@ -52,10 +57,20 @@ struct ParentDescription {
 };
 ParentDescription describe(const mvimage* parent);
 
+// The same for a 3-D parent.
+struct ParentDescription3 {
+    mvyzwindow wind, imdim;
+    mvpixfmt pixfmt;
+    mvgeometry geometry;
+};
+ParentDescription3 describe(const mvimage3* parent);
+
 // Clears the view and fills dimensions, window, format and geometry by the
 // follow-window rule: following, the view takes the parent's dimensions and
 // window; otherwise its image is the parent's window.
 void fill_description(mvimage* view, const ParentDescription& d, bool follow);
+
+void fill_description(mvimage3* view, const ParentDescription3& d, bool follow);
 
 // Offset added to window-relative coordinates on their way to the parent:
 // the view's own window corner unless the view follows the parent's window.
@@ -72,6 +87,7 @@ uint32_t layered(uint32_t parent_answer, uint32_t flag);
 // failure zero the window and make the slots no-ops.  Returns true when the
 // window is valid.
 bool set_own_window(mvimage* view, const mvywindow* w);
+bool set_own_window(mvimage3* view, const mvyzwindow* w);
 
 // Access flags handed to a parent: the byte-order flag is the view's own.
 constexpr uint32_t parent_flags(uint32_t flags) { return flags & ~MVREQ_SWAPPED; }
