@@ -522,13 +522,37 @@ MVIP_API int32_t mvio8_tifwrite(mvabort* hook, mvimage* im, mvimage* palette, co
     });
 }
 
-MVIP_API int32_t mvio8_tifwriteseq(mvabort* hook, mvimage3* im, mvimage* /*palette*/, const char* filename,
-                                   int32_t /*bits*/, int32_t /*palbits*/, uint32_t /*position*/,
-                                   const mvfileinfo* /*params*/) {
+// Every plane through a section view of it, one IFD each, with one plan:
+// the planes share their size and format.
+MVIP_API int32_t mvio8_tifwriteseq(mvabort* hook, mvimage3* im, mvimage* palette, const char* filename,
+                                   int32_t bits, int32_t palbits, uint32_t position, const mvfileinfo* params) {
     if (const int32_t stop = mvip::files::poll_hook(hook, 0, 0)) return stop;
     if (filename == nullptr) return -1;
-    if (im == nullptr) return refused(filename, -1);
-    return refused(filename, -11);  // no 3-D image kinds in this build
+    if (im == nullptr || !mvip::window_valid_3d(im) || mvip::wind_depth(im) == 0) return refused(filename, -1);
+    const uint32_t depth = mvip::wind_depth(im);
+    mvimage plane{};
+    Plan plan;
+    try {
+        if (mvimage_def2from3(&plane, im, 0, 2, 0) != 0) return refused(filename, -1);
+        if (const int32_t rc = plan_image(&plane, palette, bits, palbits, params, plan); rc != 0) return refused(filename, rc);
+    } catch (const std::bad_alloc&) {
+        return refused(filename, -2);
+    }
+    mvtiffile* h = nullptr;
+    return guarded(h, [&]() -> int32_t {
+        if (const int32_t rc = create_handle(h, filename, position); rc != 0) return rc;
+        mvip::files::PlaneHook planes(hook, depth);
+        for (uint32_t z = 0; z < depth; ++z) {
+            if (const int32_t stop = planes.begin(z + 1)) return stop;
+            if (mvimage_def2from3(&plane, im, 0, 2, z) != 0) return -1;
+            if (const int32_t rc = write_image(*h, planes.hook(), &plane, palette, plan, params); rc != 0) return rc;
+        }
+        const int32_t rc = h->stream.close();
+        if (rc != 0) return rc;
+        delete h;
+        h = nullptr;
+        return 0;
+    });
 }
 
 MVIP_API int32_t mvio8_tifwriteseqinit(mvabort* hook, mvtiffile** handle, const char* filename,
