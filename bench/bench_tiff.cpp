@@ -2,7 +2,8 @@
 // content (a smooth gradient with mild noise), uncompressed, PackBits and
 // LZW with the horizontal predictor (and the library's arithmetic code),
 // next to libtiff (TIFFWriteScanline / TIFFReadScanline, one strip of 32
-// rows as the library writes) on the same pixels.
+// rows as the library writes) on the same pixels; and a stack of 64 pages of
+// 1024 x 1024 u16, uncompressed, written and read whole (below).
 //
 // Each write goes to a fresh file (deleted first: overwriting an existing
 // file would time the disk, not the code), on disk (the build folder) and
@@ -156,6 +157,122 @@ void libtiff_read(benchmark::State& state, Codec codec, bool shm) {
 }
 #endif
 
+// ---- stacks: 64 pages of 1024 x 1024 u16, uncompressed -------------------
+// mvio8_tifwriteseq / mvio8_tifreadseq on a 3-D memory image against
+// libtiff writing and reading the same pages strip by strip
+// (TIFFWriteEncodedStrip / TIFFReadEncodedStrip, 32 rows a strip as the
+// library writes them, one directory per page).
+
+constexpr uint32_t kStackSide = 1024, kStackDepth = 64, kStackRows = 32;
+
+struct Stack {
+    std::vector<uint16_t> pixels;
+    mvimage3 im{};
+    Stack() : pixels(size_t(kStackSide) * kStackSide * kStackDepth) {
+        std::mt19937 rng(2);
+        for (size_t i = 0; i < pixels.size(); ++i) {
+            const size_t x = i % kStackSide, y = i / kStackSide % kStackSide, z = i / kStackSide / kStackSide;
+            pixels[i] = uint16_t(x * 30 + y * 20 + z * 100 + rng() % 256);
+        }
+        const uint32_t dims[3] = {kStackSide, kStackSide, kStackDepth};
+        mvimage3_memory(&im, pixels.data(), dims, 0, MVTYPE_U16, 16, 1, MVCS_GREY, 0);
+    }
+};
+Stack& stack() {
+    static Stack s;
+    return s;
+}
+
+void finish_stack(benchmark::State& state, const std::string& path) {
+    state.counters["file_bytes"] = double(file_size(path));
+    state.SetItemsProcessed(int64_t(state.iterations()) * kStackSide * kStackSide * kStackDepth);
+    std::remove(path.c_str());
+}
+
+void mvip_write_stack(benchmark::State& state, bool shm) {
+    const std::string path = scratch(shm, "ws-mvip.tif");
+    stack();  // made before the timing
+    for (auto _ : state) {
+        std::remove(path.c_str());
+        if (mvio8_tifwriteseq(nullptr, &stack().im, nullptr, path.c_str(), 16, 0, 0, nullptr) != 0)
+            state.SkipWithError("write failed");
+    }
+    finish_stack(state, path);
+}
+
+void mvip_read_stack(benchmark::State& state, bool shm) {
+    const std::string path = scratch(shm, "rs-mvip.tif");
+    mvio8_tifwriteseq(nullptr, &stack().im, nullptr, path.c_str(), 16, 0, 0, nullptr);
+    std::vector<uint16_t> out(stack().pixels.size());
+    const uint32_t dims[3] = {kStackSide, kStackSide, kStackDepth};
+    mvimage3 im;
+    mvimage3_memory(&im, out.data(), dims, 0, MVTYPE_U16, 16, 1, MVCS_GREY, 0);
+    for (auto _ : state)
+        if (mvio8_tifreadseq(nullptr, &im, nullptr, path.c_str(), 0, nullptr, 0) != 0)
+            state.SkipWithError("read failed");
+    if (out != stack().pixels) state.SkipWithError("pixels differ");
+    finish_stack(state, path);
+}
+
+#ifdef MVIP_HAVE_LIBTIFF
+bool libtiff_write_stack_file(const std::string& path) {
+    TIFF* t = TIFFOpen(path.c_str(), "w");
+    if (t == nullptr) return false;
+    const size_t row = size_t(kStackSide) * 2, plane = row * kStackSide;
+    const auto* bytes = reinterpret_cast<const uint8_t*>(stack().pixels.data());
+    bool ok = true;
+    for (uint32_t z = 0; z < kStackDepth && ok; ++z) {
+        TIFFSetField(t, TIFFTAG_IMAGEWIDTH, kStackSide);
+        TIFFSetField(t, TIFFTAG_IMAGELENGTH, kStackSide);
+        TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, 16);
+        TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, 1);
+        TIFFSetField(t, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+        TIFFSetField(t, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, kStackRows);
+        TIFFSetField(t, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+        for (uint32_t s = 0; s < kStackSide / kStackRows && ok; ++s)
+            ok = TIFFWriteEncodedStrip(t, s, const_cast<uint8_t*>(bytes + z * plane + s * kStackRows * row),
+                                       tmsize_t(kStackRows * row)) >= 0;
+        ok = ok && TIFFWriteDirectory(t) == 1;
+    }
+    TIFFClose(t);
+    return ok;
+}
+
+void libtiff_write_stack(benchmark::State& state, bool shm) {
+    const std::string path = scratch(shm, "ws-libtiff.tif");
+    stack();
+    for (auto _ : state) {
+        std::remove(path.c_str());
+        if (!libtiff_write_stack_file(path)) state.SkipWithError("write failed");
+    }
+    finish_stack(state, path);
+}
+
+void libtiff_read_stack(benchmark::State& state, bool shm) {
+    const std::string path = scratch(shm, "rs-libtiff.tif");
+    libtiff_write_stack_file(path);
+    std::vector<uint16_t> out(stack().pixels.size());
+    const size_t row = size_t(kStackSide) * 2, plane = row * kStackSide;
+    auto* bytes = reinterpret_cast<uint8_t*>(out.data());
+    for (auto _ : state) {
+        TIFF* t = TIFFOpen(path.c_str(), "r");
+        if (t == nullptr) {
+            state.SkipWithError("open failed");
+            break;
+        }
+        uint32_t z = 0;
+        do {
+            for (uint32_t s = 0; s < kStackSide / kStackRows; ++s)
+                TIFFReadEncodedStrip(t, s, bytes + z * plane + s * kStackRows * row, tmsize_t(kStackRows * row));
+        } while (++z < kStackDepth && TIFFReadDirectory(t) == 1);
+        TIFFClose(t);
+    }
+    if (out != stack().pixels) state.SkipWithError("pixels differ");
+    finish_stack(state, path);
+}
+#endif
+
 void register_all() {
     const std::pair<Codec, const char*> codecs[] = {
         {kNone, "none"}, {kPackBits, "packbits"}, {kLzwPred, "lzw-pred"}, {kArith, "arith"}};
@@ -172,6 +289,18 @@ void register_all() {
                         ->Unit(benchmark::kMillisecond);
 #endif
             }
+    for (bool shm : {false, true})
+        for (bool write : {true, false}) {
+            const std::string base = std::string("tiff-stack/") + (write ? "write/" : "read/") + "none" +
+                                     (shm ? "/shm" : "/disk");
+            benchmark::RegisterBenchmark((base + "/mvip").c_str(), write ? mvip_write_stack : mvip_read_stack, shm)
+                ->Unit(benchmark::kMillisecond);
+#ifdef MVIP_HAVE_LIBTIFF
+            benchmark::RegisterBenchmark((base + "/libtiff").c_str(), write ? libtiff_write_stack : libtiff_read_stack,
+                                         shm)
+                ->Unit(benchmark::kMillisecond);
+#endif
+        }
 }
 
 const int registered = (register_all(), 0);

@@ -14,6 +14,34 @@ inline int32_t poll_hook(mvabort* hook, uint32_t done, uint32_t total) {
     return hook && hook->abortfn ? hook->abortfn(hook, int32_t(done), int32_t(total)) : 0;
 }
 
+// The hook handed to the work on one plane of a stack: before each plane
+// the caller's hook is asked with (ordinal, planes), ordinals from 1, and
+// every poll made while the plane is worked on reaches it with the same two
+// numbers, so that a stop takes effect within a plane while a progress
+// display counts planes.
+class PlaneHook {
+public:
+    PlaneHook(mvabort* outer, uint32_t planes) : outer_(outer), planes_(int32_t(planes)) {}
+    PlaneHook(const PlaneHook&) = delete;
+    PlaneHook& operator=(const PlaneHook&) = delete;
+    // Poll before plane `ordinal`: the caller's answer, 0 to go on.
+    int32_t begin(uint32_t ordinal) {
+        ordinal_ = int32_t(ordinal);
+        return poll_hook(outer_, ordinal, uint32_t(planes_));
+    }
+    // The hook for the plane's own polls (null when the caller gave none).
+    mvabort* hook() { return outer_ != nullptr ? &base_ : nullptr; }
+
+private:
+    static int32_t relay(mvabort* h, int32_t, int32_t) {
+        auto* self = reinterpret_cast<PlaneHook*>(h);
+        return poll_hook(self->outer_, uint32_t(self->ordinal_), uint32_t(self->planes_));
+    }
+    mvabort base_{&PlaneHook::relay};  // first: the hook's address is the object's
+    mvabort* outer_;
+    int32_t planes_, ordinal_ = 0;
+};
+
 // Present `file` in `dst`: colour conversion, type conversion, then a plain
 // copy when the windows have one size, else nearest ('n' in the mode's low
 // byte) or bilinear resampling.  0 or a negative result code.

@@ -1915,9 +1915,17 @@ MVIP_API int32_t mvio8_tifwrite(mvabort *hook, mvimage *im, mvimage *palette,
                                 const char *filename, int32_t bits,
                                 int32_t palbits, uint32_t position,
                                 const mvfileinfo *params);
-/* Every plane of a 3-D image as one IFD.  This build has no 3-D images:
- * answers -11 (after the argument checks: -1 for null arguments), and
- * like every failure of the writer deletes the file named. */
+/* Every plane of the window of a 3-D image as one IFD, in order, in one
+ * file: the planes go through mvio8_tifwrite's front end one by one (bits,
+ * palette, params and position as there; the palette serves every plane),
+ * each an image of the window's width and height.  The hook is called with
+ * (0, 0) at entry, then before each plane with (ordinal, planes), ordinals
+ * from 1; while a plane is written its row polls reach the hook with the
+ * same two numbers (not rows), so a stop takes effect within a plane and a
+ * progress display counts planes.  A non-zero answer stops the writing and
+ * is returned.  0; -1 for a null image, a window of no planes or refused
+ * arguments (checked before the file is opened); -1 for a null filename.
+ * Any failure, a stop included, deletes the file, also one appended to. */
 MVIP_API int32_t mvio8_tifwriteseq(mvabort *hook, mvimage3 *im,
                                    mvimage *palette, const char *filename,
                                    int32_t bits, int32_t palbits,
@@ -1966,8 +1974,21 @@ MVIP_API int32_t mvio8_tifwriteseqdone(mvabort *hook, mvtiffile **handle,
 MVIP_API int32_t mvio8_tifread(mvabort *hook, mvimage *im, mvimage *palette,
                                const char *filename, uint32_t index,
                                void *reserved, uint32_t mode);
-/* Consecutive images from `index` on into the planes of a 3-D image.  Not
- * built yet: answers -11 (-1 for null arguments). */
+/* Consecutive images from `index` on (0 = first) into the planes of the
+ * window of a 3-D image, image index + z into plane z, each read as
+ * mvio8_tifread reads one image into a 2-D image of the window's width and
+ * height (converted and resampled likewise; images may differ in size and
+ * form).  The file must hold as many images from `index` on as the window
+ * has planes, else -10, found before any plane is touched; a file with more
+ * images is read as far as the planes go.  The hook is called as by
+ * mvio8_tifwriteseq: (0, 0) at entry, then (ordinal, planes) before each
+ * plane and for every poll while the plane is read.  The pixel widths come
+ * from the first image, and so does the palette: when the first image has a
+ * ColorMap and a palette image is given it goes there and the call answers
+ * 1 (later images are taken as indices into that palette, or shown in their
+ * own colours when the stack has two or more pixies).  0, 1; -1 for a null
+ * image or filename, a window of no planes or a refused palette image; a
+ * failure on a later image leaves the planes before it filled. */
 MVIP_API int32_t mvio8_tifreadseq(mvabort *hook, mvimage3 *im,
                                   mvimage *palette, const char *filename,
                                   uint32_t index, void *reserved,

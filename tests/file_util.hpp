@@ -92,6 +92,24 @@ struct OwnedImage {
     }
 };
 
+// A packed stack of `depth` planes that owns its pixels: the planes are the
+// bands of a w x (h * depth) image, one after another.
+struct OwnedStack {
+    OwnedImage flat;
+    mvimage3 im{};
+    OwnedStack(uint32_t w, uint32_t h, uint32_t depth, uint32_t type, uint32_t bits, uint32_t pixies, uint32_t cs)
+        : flat(w, h * depth, type, bits, pixies, cs) {
+        const uint32_t dims[3] = {w, h, depth};
+        EXPECT_EQ(mvimage3_memory(&im, flat.pixels.data(), dims, 0, type, bits, pixies, cs, 0), 0);
+    }
+    // The bytes of planes first .. first + count - 1.
+    std::vector<uint8_t> planes(uint32_t first, uint32_t count) const {
+        const size_t plane = flat.pixels.size() / uint32_t(im.imdim.se.z);
+        return std::vector<uint8_t>(flat.pixels.begin() + std::ptrdiff_t(plane * first),
+                                    flat.pixels.begin() + std::ptrdiff_t(plane * (first + count)));
+    }
+};
+
 // An abort hook that records its calls and answers from a script: the
 // n-th call gets answers[n] (0 past the end); `at_line` >= 0 instead
 // answers `stop` to the first call whose done value reaches it with a

@@ -203,7 +203,7 @@ TEST(MvTool, ConvertRoundTripsKeepThePixels) {
     }
 }
 
-TEST(MvTool, InfoDescribesEveryImageOfATiffFile) {
+TEST(MvTool, EveryImageOfATiffFileIsDescribedAndConverted) {
     REQUIRE_MVTOOL();
     TempPath tif("two.tif");
     OwnedImage big(40, 30, MVTYPE_U8, 8, 1, MVCS_GREY), small(20, 10, MVTYPE_U16, 16, 3, MVCS_RGB);
@@ -222,6 +222,19 @@ TEST(MvTool, InfoDescribesEveryImageOfATiffFile) {
           std::string("20 x 10"), "u16, 16 bits, 3 pixies, " + rgb, std::string("none (1)")})
         EXPECT_NE(r.out.find(want), std::string::npos) << want << " not in:\n" << r.out;
     EXPECT_LT(r.out.find("40 x 30"), r.out.find("20 x 10"));
+
+    // Pages that differ are converted one by one, every one kept.
+    TempPath copy("copy.tif");
+    const ToolRun c = run_tool({"convert", tif.str(), copy.str(), "--compression", "lzw"});
+    ASSERT_EQ(c.status, 0) << c.err;
+    mvfileinfo info[2] = {};
+    ASSERT_EQ(mvio8_fileinfoN(copy.c_str(), info, 2, 0, 0), 2);
+    EXPECT_EQ(info[1].width, 20u);
+    EXPECT_EQ(info[1].area.tif.compression, 5u);
+    for (auto& i : info) mvio8_fileinfodone(&i);
+    OwnedImage second(20, 10, MVTYPE_U16, 16, 3, MVCS_RGB);
+    ASSERT_EQ(mvio8_tifread(nullptr, &second.im, nullptr, copy.c_str(), 1, nullptr, 0), 0);
+    EXPECT_EQ(second.pixels, small.pixels);
 }
 
 // `mvtool op` against the same library call made here.
@@ -271,6 +284,57 @@ TEST(MvTool, OpGivesWhatTheLibraryGives) {
         ASSERT_EQ(c.call(&a.im, &b.im, &want.im), 0);
         EXPECT_TRUE(same_image(want, *got));
     }
+}
+
+// A stack (pages of one size and format) is described as one, converted
+// whole (or one page with --index; never silently to one BMP), and
+// processed page by page.
+TEST(MvTool, StacksKeepEveryPage) {
+    REQUIRE_MVTOOL();
+    mvtest::OwnedStack st(23, 11, 3, MVTYPE_U16, 12, 1, MVCS_GREY);
+    st.flat.fill_natural(7);
+    TempPath in("stack.tif"), out("out.tif"), page("page.tif"), median("median.tif"), bmp("out.bmp");
+    ASSERT_EQ(mvio8_tifwriteseq(nullptr, &st.im, nullptr, in.c_str(), 12, 0, 0, nullptr), 0);
+    auto read_stack = [](const std::string& path) {
+        auto back = std::make_unique<mvtest::OwnedStack>(23, 11, 3, MVTYPE_U16, 12, 1, MVCS_GREY);
+        EXPECT_EQ(mvio8_tifreadseq(nullptr, &back->im, nullptr, path.c_str(), 0, nullptr, 0), 0);
+        mvfileinfo info{};
+        EXPECT_EQ(mvio8_fileinfo(path.c_str(), &info, 0), 0);
+        EXPECT_EQ(info.images, 3u);
+        mvio8_fileinfodone(&info);
+        return back;
+    };
+
+    ToolRun r = run_tool({"info", in.str()});
+    ASSERT_EQ(r.status, 0) << r.err;
+    for (const char* want : {"a stack of 3 pages", "23 x 11 x 3", "u16, 12 bits"})
+        EXPECT_NE(r.out.find(want), std::string::npos) << want << " not in:\n" << r.out;
+    EXPECT_EQ(r.out.find("image 2 of 3"), std::string::npos) << r.out;
+
+    r = run_tool({"convert", in.str(), out.str(), "--compression", "lzw"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(read_stack(out.str())->flat.pixels, st.flat.pixels);
+    r = run_tool({"convert", in.str(), page.str(), "--index", "1"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const auto one = read_back(page.str());
+    ASSERT_TRUE(one);
+    EXPECT_EQ(one->pixels, st.planes(1, 1));
+    r = run_tool({"convert", in.str(), bmp.str()});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("pick one with --index"), std::string::npos) << r.err;
+    EXPECT_FALSE(mvtest::file_exists(bmp.str()));
+
+    // A neighbourhood operation sees each page alone, not its neighbours.
+    r = run_tool({"op", "3x3median", in.str(), median.str()});
+    ASSERT_EQ(r.status, 0) << r.err;
+    mvtest::OwnedStack want(23, 11, 3, MVTYPE_U16, 12, 1, MVCS_GREY);
+    for (uint32_t z = 0; z < 3; ++z) {
+        mvimage a{}, b{};
+        ASSERT_EQ(mvimage_def2from3(&a, &st.im, 0, 2, z), 0);
+        ASSERT_EQ(mvimage_def2from3(&b, &want.im, 0, 2, z), 0);
+        ASSERT_EQ(mvip8_3x3median(nullptr, &a, &b), 0);
+    }
+    EXPECT_EQ(read_stack(median.str())->flat.pixels, want.flat.pixels);
 }
 
 // Ctrl-C during a long conversion: the writer stops at its next row and

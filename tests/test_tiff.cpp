@@ -383,6 +383,124 @@ TEST(Tiff, SequenceHandle) {
     EXPECT_FALSE(mvtest::file_exists(path.str()));
 }
 
+// A stack goes to one IFD per plane of its window and reads back whole,
+// page by page, from an index, and into another format.  The hook hears
+// (ordinal, planes) before each plane and while the plane is worked on.
+TEST(Tiff, StacksRoundTrip) {
+    const struct {
+        const char* name;
+        uint32_t type, bits, pixies, cs, compression;
+    } cases[] = {
+        {"u16 grey lzw-pred", MVTYPE_U16, 16, 1, MVCS_GREY, 517},
+        {"u8 rgb packbits", MVTYPE_U8, 8, 3, MVCS_RGB, 32773},
+        {"4-bit arith", MVTYPE_U8, 4, 1, MVCS_GREY, 32885},
+        {"float", MVTYPE_FLOAT, 0, 1, MVCS_GREY, 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const bool floating = c.type == MVTYPE_FLOAT;
+        mvtest::OwnedStack st(13, 7, 5, c.type, c.bits, c.pixies, c.cs);
+        st.flat.fill_natural(c.compression);
+        ASSERT_EQ(mvimage3_setwind(&st.im, 0, 0, 1, 13, 7, 4), 0);  // planes 1 .. 3
+        TempPath path("stack.tif");
+        const mvfileinfo p = params_for(c.compression, 40);
+        mvtest::ScriptedHook hook;
+        ASSERT_EQ(mvio8_tifwriteseq(&hook.hook, &st.im, nullptr, path.c_str(), floating ? 32 : int32_t(c.bits), 0, 0, &p), 0);
+        ASSERT_GT(hook.calls.size(), 4u);
+        EXPECT_EQ(hook.calls[0], std::make_pair(0, 0));
+        EXPECT_EQ(hook.calls[1], std::make_pair(1, 3));
+        EXPECT_EQ(hook.calls.back(), std::make_pair(3, 3));
+        for (size_t i = 2; i < hook.calls.size(); ++i) {
+            EXPECT_EQ(hook.calls[i].second, 3);
+            EXPECT_LE(hook.calls[i - 1].first, hook.calls[i].first);
+        }
+        mvfileinfo info{};
+        ASSERT_EQ(mvio8_fileinfo(path.c_str(), &info, 0), 0);
+        EXPECT_EQ(info.images, 3u);
+        mvio8_fileinfodone(&info);
+
+        mvtest::OwnedStack back(13, 7, 3, c.type, c.bits, c.pixies, c.cs);
+        ASSERT_EQ(mvio8_tifreadseq(nullptr, &back.im, nullptr, path.c_str(), 0, nullptr, 0), 0);
+        EXPECT_EQ(back.flat.pixels, st.planes(1, 3));
+        for (uint32_t k = 0; k < 3; ++k) {
+            OwnedImage page(13, 7, c.type, c.bits, c.pixies, c.cs);
+            ASSERT_EQ(mvio8_tifread(nullptr, &page.im, nullptr, path.c_str(), k, nullptr, 0), 0);
+            EXPECT_EQ(page.pixels, st.planes(1 + k, 1)) << "page " << k;
+        }
+        mvtest::OwnedStack tail(13, 7, 2, c.type, c.bits, c.pixies, c.cs);
+        ASSERT_EQ(mvio8_tifreadseq(nullptr, &tail.im, nullptr, path.c_str(), 1, nullptr, 0), 0);
+        EXPECT_EQ(tail.flat.pixels, st.planes(2, 2));
+
+        // Into u8 grey at half the size: every page converted and resampled
+        // as the 2-D reader does it.
+        mvtest::OwnedStack small(7, 4, 3, MVTYPE_U8, 8, 1, MVCS_GREY);
+        ASSERT_EQ(mvio8_tifreadseq(nullptr, &small.im, nullptr, path.c_str(), 0, nullptr, 'n'), 0);
+        std::vector<uint8_t> want;
+        for (uint32_t k = 0; k < 3; ++k) {
+            OwnedImage page(7, 4, MVTYPE_U8, 8, 1, MVCS_GREY);
+            ASSERT_EQ(mvio8_tifread(nullptr, &page.im, nullptr, path.c_str(), k, nullptr, 'n'), 0);
+            want.insert(want.end(), page.pixels.begin(), page.pixels.end());
+        }
+        EXPECT_EQ(small.flat.pixels, want);
+    }
+}
+
+// Bad arguments and short files: -1 (the named file deleted when writing),
+// -10 for fewer images than planes with the stack untouched; a stop by the
+// hook is returned, and when writing deletes the file, also one appended to.
+TEST(Tiff, StackBadInputAndStops) {
+    mvtest::OwnedStack st(8, 6, 3, MVTYPE_U8, 8, 1, MVCS_GREY);
+    st.flat.fill_natural(4);
+    TempPath path("stack.tif");
+    auto write = [&](mvimage3* im, int32_t bits, uint32_t position = 0, mvabort* hook = nullptr) {
+        return mvio8_tifwriteseq(hook, im, nullptr, path.c_str(), bits, 0, position, nullptr);
+    };
+    mvimage3 flat = st.im;
+    ASSERT_EQ(mvimage3_setwind(&flat, 0, 0, 1, 8, 6, 1), 0);  // no planes
+    const struct {
+        const char* name;
+        std::function<int32_t()> call;
+    } refusals[] = {
+        {"null image", [&] { return write(nullptr, 8); }},
+        {"no planes", [&] { return write(&flat, 8); }},
+        {"bits 0", [&] { return write(&st.im, 0); }},
+        {"append beyond the chain", [&] { return write(&st.im, 8, 5); }},
+    };
+    for (const auto& r : refusals) {
+        SCOPED_TRACE(r.name);
+        ASSERT_EQ(write(&st.im, 8), 0);
+        EXPECT_EQ(r.call(), r.name == refusals[3].name ? -10 : -1);
+        EXPECT_FALSE(mvtest::file_exists(path.str()));
+    }
+    EXPECT_EQ(mvio8_tifwriteseq(nullptr, &st.im, nullptr, nullptr, 8, 0, 0, nullptr), -1);
+
+    ASSERT_EQ(write(&st.im, 8), 0);
+    mvtest::OwnedStack deeper(8, 6, 4, MVTYPE_U8, 8, 1, MVCS_GREY);
+    std::fill(deeper.flat.pixels.begin(), deeper.flat.pixels.end(), uint8_t(0xAB));
+    const auto untouched = deeper.flat.pixels;
+    EXPECT_EQ(mvio8_tifreadseq(nullptr, &deeper.im, nullptr, path.c_str(), 0, nullptr, 0), -10);
+    EXPECT_EQ(mvio8_tifreadseq(nullptr, &st.im, nullptr, path.c_str(), 1, nullptr, 0), -10);
+    EXPECT_EQ(deeper.flat.pixels, untouched);
+    EXPECT_EQ(mvio8_tifreadseq(nullptr, nullptr, nullptr, path.c_str(), 0, nullptr, 0), -1);
+    EXPECT_EQ(mvio8_tifreadseq(nullptr, &st.im, nullptr, nullptr, 0, nullptr, 0), -1);
+    EXPECT_EQ(mvio8_tifreadseq(nullptr, &flat, nullptr, path.c_str(), 0, nullptr, 0), -1);
+
+    for (const int32_t answer : {-4, 7}) {
+        mvtest::ScriptedHook hook;
+        hook.at_line = 2;  // the first call for the second plane
+        hook.stop = answer;
+        ASSERT_EQ(write(&st.im, 8), 0);
+        EXPECT_EQ(mvio8_tifreadseq(&hook.hook, &deeper.im, nullptr, path.c_str(), 0, nullptr, 0), -10);
+        EXPECT_EQ(mvio8_tifreadseq(&hook.hook, &st.im, nullptr, path.c_str(), 0, nullptr, 0), answer);
+        EXPECT_EQ(hook.calls.back(), std::make_pair(2, 3));
+        for (uint32_t position : {0u, 1u}) {
+            ASSERT_EQ(write(&st.im, 8), 0);
+            EXPECT_EQ(write(&st.im, 8, position, &hook.hook), answer);
+            EXPECT_FALSE(mvtest::file_exists(path.str()));
+        }
+    }
+}
+
 // Every file call polls the hook once at entry and returns a non-zero
 // answer at once: no file is made, changed or deleted, no image changed,
 // an open handle stays open.

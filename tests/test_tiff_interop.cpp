@@ -16,10 +16,16 @@ namespace {
 
 // Decodes page `key` of a TIFF file to raw native values: tifffile where it
 // can (unless the fourth argument is "pil"), else Pillow (whose 1-, 2- and
-// 4-bit greys are scaled to 8 bits and are scaled back here).
+// 4-bit greys are scaled to 8 bits and are scaled back here).  Key -1:
+// every page by tifffile, one after the other.
 [[maybe_unused]] const char* const kDecoder = R"PY(
 import sys, numpy as np
 src, out, key = sys.argv[1], sys.argv[2], int(sys.argv[3])
+if key < 0:
+    import tifffile
+    with tifffile.TiffFile(src) as t:
+        np.concatenate([p.asarray().ravel() for p in t.pages]).tofile(out)
+    sys.exit(0)
 try:
     if sys.argv[4:] == ["pil"]:
         raise ImportError
@@ -76,6 +82,19 @@ protected:
         tiffcp("-c none", path + "," + std::to_string(key), plain.str());
         EXPECT_EQ(mvtest::run_command(std::string(mvtest::python()) + " '" + script_.str() + "' '" + plain.str() +
                                           "' '" + raw.str() + "' 0 " + how, &out), 0) << out;
+        return mvtest::file_bytes(raw.str());
+    }
+
+    // Every page of the file as tifffile reads it, one after the other;
+    // compressed files decoded by libtiff first (tiffcp -c none copies
+    // every page), as this tifffile has no LZW without imagecodecs.
+    std::vector<uint8_t> tifffile_pages(const std::string& path, bool compressed) {
+        TempPath plain("plain.tif"), raw("pages.bin");
+        if (compressed) tiffcp("-c none", path, plain.str());
+        std::string out;
+        EXPECT_EQ(mvtest::run_command(std::string(mvtest::python()) + " '" + script_.str() + "' '" +
+                                          (compressed ? plain.str() : path) + "' '" + raw.str() + "' -1", &out), 0)
+            << out;
         return mvtest::file_bytes(raw.str());
     }
 
@@ -202,6 +221,36 @@ TEST_F(TiffInterop, PaletteBgrMultiImageAndAppendedFiles) {
         ASSERT_EQ(tiffcp("-L", big.str() + ",1", little.str()), 0);
         EXPECT_TRUE(reads_as(little.str(), 0, *im));
     }
+}
+
+// Stacks: every plane a page that tiffinfo accepts and tifffile reads back
+// to our pixels, also when appended to an existing file.
+TEST_F(TiffInterop, StacksReadBackByTifffileEveryPage) {
+    const struct {
+        uint32_t type, bits, pixies, cs, compression;
+    } cases[] = {{MVTYPE_U16, 16, 1, MVCS_GREY, 1}, {MVTYPE_U16, 12, 1, MVCS_GREY, 517},
+                 {MVTYPE_U8, 8, 3, MVCS_RGB, 32773}, {MVTYPE_FLOAT, 0, 1, MVCS_GREY, 1}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE("type " + std::to_string(c.type) + " compression " + std::to_string(c.compression));
+        mvtest::OwnedStack st(37, 13, 6, c.type, c.bits, c.pixies, c.cs);
+        st.flat.fill_natural(c.bits + c.compression);
+        TempPath path("stack.tif");
+        const mvfileinfo p = params_for(c.compression, 300);
+        // 12-bit values are stored unscaled in 16 bits.
+        const int32_t bits = c.type == MVTYPE_FLOAT ? 32 : c.type == MVTYPE_U16 ? -16 : 8;
+        ASSERT_EQ(mvio8_tifwriteseq(nullptr, &st.im, nullptr, path.c_str(), bits, 0, 0, &p), 0);
+        expect_clean_tiffinfo(path.str());
+        EXPECT_EQ(tifffile_pages(path.str(), c.compression != 1), st.flat.pixels);
+    }
+    mvtest::OwnedStack st(20, 9, 3, MVTYPE_U8, 8, 1, MVCS_GREY);
+    st.flat.fill_natural(1);
+    TempPath path("appended.tif");
+    ASSERT_EQ(mvio8_tifwriteseq(nullptr, &st.im, nullptr, path.c_str(), 8, 0, 0, nullptr), 0);
+    ASSERT_EQ(mvio8_tifwriteseq(nullptr, &st.im, nullptr, path.c_str(), 8, 0, 2, nullptr), 0);
+    expect_clean_tiffinfo(path.str());
+    std::vector<uint8_t> want = st.planes(0, 2);
+    want.insert(want.end(), st.flat.pixels.begin(), st.flat.pixels.end());
+    EXPECT_EQ(tifffile_pages(path.str(), false), want);
 }
 
 // Files that libtiff writes from ours (other compressions, byte order,

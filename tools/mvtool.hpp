@@ -44,12 +44,18 @@ bool interrupted();
 // The hook to pass to the library.  `label` names the running step on the
 // bar (shown only when a step lasts long enough to need it).
 mvabort* progress(const std::string& label);
+// The hook for one plane of a stack: every poll the library makes while
+// the plane is worked on shows (done, total) on the bar of the current
+// step, so the bar counts planes.
+mvabort* progress_plane(uint32_t done, uint32_t total);
 // Ends the current step: clears the bar if one was drawn.
 void progress_done();
 
 // ------------------------------------------------------------------ images
 // A packed memory image that owns its pixels, with the palette a TIFF file
-// brought along (a one-line 3-pixie image of the colour map) when any.
+// brought along (a one-line 3-pixie image of the colour map) when any.  An
+// image of depth 2 or more is a stack: `im3` describes it and `im` stays a
+// null image; operations reach its planes through plane().
 class Image {
 public:
     Image() = default;
@@ -58,25 +64,50 @@ public:
     ~Image();
 
     // Allocates zeroed pixels; throws Failure on an error.
-    void allocate(uint32_t width, uint32_t height, const mvpixfmt& fmt);
-    void allocate_like(const Image& other) { allocate(other.width(), other.height(), other.im.pixfmt); }
+    void allocate(uint32_t width, uint32_t height, const mvpixfmt& fmt, uint32_t depth = 1);
+    void allocate_like(const Image& other, uint32_t depth = 1) {
+        allocate(other.width(), other.height(), other.format(), depth);
+    }
     void allocate_palette(uint32_t entries, uint32_t type, uint32_t bits);
     void copy_palette_from(const Image& other);
 
-    uint32_t width() const { return uint32_t(im.imdim.se.x); }
-    uint32_t height() const { return uint32_t(im.imdim.se.y); }
-    uint64_t bytes() const { return uint64_t(width()) * height() * im.pixelsize; }
+    uint32_t width() const { return width_; }
+    uint32_t height() const { return height_; }
+    uint32_t depth() const { return depth_; }
+    bool is_stack() const { return depth_ > 1; }
+    const mvpixfmt& format() const { return is_stack() ? im3.pixfmt : im.pixfmt; }
+    uint64_t bytes() const { return uint64_t(width()) * height() * depth() * (is_stack() ? im3.pixelsize : im.pixelsize); }
     void* data() const { return pixels_; }
     bool has_palette() const { return palette_pixels_ != nullptr; }
     // True when both hold the same size, format and pixel bytes.
     bool same_pixels(const Image& other) const;
+    // Plane z as a 2-D image: the image itself when it is not a stack,
+    // else a section view of the stack built in `view`.
+    mvimage* plane(uint32_t z, mvimage& view);
 
     mvimage im{};
+    mvimage3 im3{};
     mvimage palette{};
 
 private:
     void* pixels_ = nullptr;
     void* palette_pixels_ = nullptr;
+    uint32_t width_ = 0, height_ = 0, depth_ = 1;
+};
+
+// What mvio8_fileinfoN tells about every image of a file (TIFF: every
+// image; other formats: one).  Owns the records' texts.
+struct FilePages {
+    explicit FilePages(const std::string& path);  // throws Failure
+    ~FilePages();
+    FilePages(const FilePages&) = delete;
+    FilePages& operator=(const FilePages&) = delete;
+    bool tiff() const;
+    // The number of pages when they form a stack (two or more TIFF images
+    // of one size and pixel format), else 1.
+    uint32_t stack_depth() const;
+
+    std::vector<mvfileinfo> pages;
 };
 
 enum class FileKind { tiff, bmp };
@@ -106,8 +137,27 @@ void load(const std::string& path, Image& image, uint32_t index = 0, bool apply_
 // these too), read through a file-backed image.
 bool is_raw(const std::string& path);
 void load_raw(const std::string& path, Image& image);
-// Writes the image in the format of the file name's extension.
+// Loads every page of a stack (FilePages::stack_depth() > 1) into a stack
+// image, as load() loads one.
+void load_stack(const std::string& path, const FilePages& pages, Image& image, bool apply_palette = false);
+// Writes the image in the format of the file name's extension; a stack as
+// one TIFF page per plane (BMP: UsageError).
 void save(const Image& image, const std::string& path, const WriteOptions& options = {});
+// Writes a TIFF file page by page: one image at a time through the
+// library's sequence handle.  A failure deletes the file.
+class TiffPages {
+public:
+    explicit TiffPages(const std::string& path);  // throws Failure
+    ~TiffPages();
+    TiffPages(const TiffPages&) = delete;
+    TiffPages& operator=(const TiffPages&) = delete;
+    void add(const Image& image, const WriteOptions& options);
+    void done();
+
+private:
+    std::string path_;
+    mvtiffile* handle_ = nullptr;
+};
 
 // Size of a file in bytes (0 when it cannot be found).
 uint64_t file_size(const std::string& path);
@@ -164,8 +214,9 @@ const std::vector<Op>& op_table();
 const Op* find_op(const std::string& name);
 // Parses one argument for a parameter; throws UsageError.
 OpValue parse_param(const Op& op, const OpParam& param, const std::string& text);
-// Allocates the output of `op` for the given sources and values.
-void allocate_output(const Op& op, Image* const sources[], const OpValue* values, Image& out);
+// Allocates the output of `op` for the given sources and values, `depth`
+// planes deep.
+void allocate_output(const Op& op, Image* const sources[], const OpValue* values, Image& out, uint32_t depth = 1);
 
 // Pseudo-colour through a table-mapping view: the named colour map
 // ("rainbow", "heat", "grey") applied to a one-pixie integer image of at

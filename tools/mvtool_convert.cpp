@@ -1,6 +1,8 @@
 // mvtool convert - TIFF and BMP either way: the input is recognised by its
 // content and loaded in the pixel format it presents, the output format
-// comes from the output name's extension.
+// comes from the output name's extension.  A TIFF file of several images
+// keeps them all (a stack, whose pages agree in size and format, through
+// 3-D images; other files page by page) unless --index picks one.
 
 #include "mvtool.hpp"
 
@@ -29,7 +31,7 @@ long long parse_integer(const std::string& option, const std::string& text, long
 int cmd_convert(const std::vector<std::string>& args) {
     std::vector<std::string> files;
     WriteOptions options;
-    bool compression_given = false, bits_given = false;
+    bool compression_given = false, bits_given = false, index_given = false;
     uint32_t index = 0;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
@@ -47,6 +49,7 @@ int cmd_convert(const std::vector<std::string>& args) {
                 bits_given = true;
             } else {
                 index = uint32_t(parse_integer(a, v, 0, 0x7FFFFFFE));
+                index_given = true;
             }
         } else if (a.size() > 1 && a[0] == '-') {
             throw UsageError("convert: unknown option '" + a + "'");
@@ -59,6 +62,32 @@ int cmd_convert(const std::vector<std::string>& args) {
     const FileKind kind = kind_of(out);
     if (kind == FileKind::bmp && (compression_given || bits_given))
         throw UsageError("convert: --compression and --bits apply to TIFF output only");
+
+    if (!index_given && !is_raw(in)) {  // a raw input is one image
+        const FilePages pages(in);
+        const size_t n = pages.pages.size();
+        if (n > 1 && kind == FileKind::bmp)
+            throw UsageError("convert: " + in + " holds " + std::to_string(n) +
+                             " images and a BMP file one: pick one with --index I");
+        if (n > 1 && pages.stack_depth() > 1) {
+            Image stack;
+            load_stack(in, pages, stack);
+            options.source = &pages.pages[0];  // resolution and texts of the first page
+            save(stack, out, options);
+            return kExitOk;
+        }
+        if (n > 1) {
+            TiffPages writer(out);
+            for (uint32_t k = 0; k < n; ++k) {
+                Image page;
+                load(in, page, k, false);
+                options.source = &pages.pages[k];
+                writer.add(page, options);
+            }
+            writer.done();
+            return kExitOk;
+        }
+    }
 
     Image image;
     mvfileinfo info{};

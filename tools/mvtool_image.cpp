@@ -28,17 +28,29 @@ void report(const Failure& failure) {
 // ------------------------------------------------------------------ Image
 
 Image::~Image() {
-    mvimage_memfree(&im, pixels_);
+    mvimage_memfree(&im, is_stack() ? nullptr : pixels_);
+    mvimage3_memfree(&im3, is_stack() ? pixels_ : nullptr);
     mvimage_memfree(&palette, palette_pixels_);
 }
 
-void Image::allocate(uint32_t width, uint32_t height, const mvpixfmt& fmt) {
-    mvimage_memfree(&im, pixels_);
+void Image::allocate(uint32_t width, uint32_t height, const mvpixfmt& fmt, uint32_t depth) {
+    mvimage_memfree(&im, nullptr);
+    mvimage3_memfree(&im3, pixels_);  // one buffer either way
     pixels_ = nullptr;
-    const uint32_t dims[2] = {width, height};
+    width_ = height_ = 0;
+    depth_ = 1;
     const bool real = fmt.datatype == MVTYPE_FLOAT || fmt.datatype == MVTYPE_DOUBLE;
-    check(mvimage_memmalloc(&im, &pixels_, dims, fmt.datatype, real ? 0 : fmt.bits, fmt.pixies, fmt.colorspace),
-          "memory image");
+    const uint32_t bits = real ? 0 : fmt.bits;
+    if (depth > 1) {
+        const uint32_t dims[3] = {width, height, depth};
+        check(mvimage3_memmalloc(&im3, &pixels_, dims, fmt.datatype, bits, fmt.pixies, fmt.colorspace), "memory image");
+    } else {
+        const uint32_t dims[2] = {width, height};
+        check(mvimage_memmalloc(&im, &pixels_, dims, fmt.datatype, bits, fmt.pixies, fmt.colorspace), "memory image");
+    }
+    width_ = width;
+    height_ = height;
+    depth_ = depth > 1 ? depth : 1;
 }
 
 void Image::allocate_palette(uint32_t entries, uint32_t type, uint32_t bits) {
@@ -56,10 +68,54 @@ void Image::copy_palette_from(const Image& other) {
 }
 
 bool Image::same_pixels(const Image& other) const {
-    const mvpixfmt &a = im.pixfmt, &b = other.im.pixfmt;
-    return width() == other.width() && height() == other.height() && a.datatype == b.datatype &&
-           a.bits == b.bits && a.pixies == b.pixies && bytes() == other.bytes() &&
+    const mvpixfmt &a = format(), &b = other.format();
+    return width() == other.width() && height() == other.height() && depth() == other.depth() &&
+           a.datatype == b.datatype && a.bits == b.bits && a.pixies == b.pixies && bytes() == other.bytes() &&
            std::memcmp(pixels_, other.pixels_, size_t(bytes())) == 0;
+}
+
+mvimage* Image::plane(uint32_t z, mvimage& view) {
+    if (!is_stack()) return &im;
+    check(mvimage_def2from3(&view, &im3, 0, 2, z), "plane " + std::to_string(z + 1));
+    return &view;
+}
+
+// ------------------------------------------------------------- file pages
+
+FilePages::FilePages(const std::string& path) {
+    mvfileinfo first{};
+    check(mvio8_fileinfo(path.c_str(), &first, 0), path);
+    const uint32_t images = std::strcmp(first.format, "tif") == 0 ? first.images : 1;
+    if (images <= 1) {
+        pages.push_back(first);  // the texts move into the list
+        return;
+    }
+    mvio8_fileinfodone(&first);
+    pages.resize(images);
+    const int32_t n = mvio8_fileinfoN(path.c_str(), pages.data(), images, 0, 0);
+    if (n < 0) {
+        for (auto& p : pages) mvio8_fileinfodone(&p);
+        throw Failure(path, n);
+    }
+    pages.resize(size_t(n));
+}
+
+FilePages::~FilePages() {
+    for (auto& p : pages) mvio8_fileinfodone(&p);
+}
+
+bool FilePages::tiff() const { return !pages.empty() && std::strcmp(pages[0].format, "tif") == 0; }
+
+uint32_t FilePages::stack_depth() const {
+    if (!tiff() || pages.size() < 2) return 1;
+    const mvfileinfo& a = pages[0];
+    for (const mvfileinfo& b : pages) {
+        const mvpixfmt &f = a.pixfmt, &g = b.pixfmt;
+        if (b.width != a.width || b.height != a.height || f.datatype != g.datatype || f.bits != g.bits ||
+            f.pixies != g.pixies || f.colorspace != g.colorspace)
+            return 1;
+    }
+    return uint32_t(pages.size());
 }
 
 // ------------------------------------------------------------- file names
@@ -109,57 +165,23 @@ void file_info(const std::string& path, mvfileinfo& info) {
     check(mvio8_fileinfo(path.c_str(), &info, 0), path);
 }
 
-void load(const std::string& path, Image& image, uint32_t index, bool apply_palette, mvfileinfo* info_out) {
-    if (is_raw(path)) {
-        load_raw(path, image);
-        return;
-    }
-    mvfileinfo info{};
-    const int32_t n = check(mvio8_fileinfoN(path.c_str(), &info, 1, index, 0), path);
-    if (n == 0 || (index > 0 && std::strcmp(info.format, "tif") != 0)) {
-        mvio8_fileinfodone(&info);
-        throw Failure(path + ": image " + std::to_string(index), MVERR_NOITEM);
-    }
-    const bool tiff = std::strcmp(info.format, "tif") == 0;
+namespace {
+
+// The format an image is loaded in: the file's own, except that palettes
+// of more than 16 bits of index (which would need a huge palette image),
+// and palettes when `apply_palette` asks for colours, become u8 RGB.
+mvpixfmt load_format(const mvfileinfo& info, bool apply_palette, bool& keep_palette) {
     mvpixfmt fmt = info.pixfmt;
     const bool indexed = fmt.colorspace == MVCS_PALETTE;
-    // Palettes of more than 16 bits of index would need a huge palette
-    // image: such files are loaded as colours.
     if (indexed && (apply_palette || fmt.bits > 16)) mvpixfmt_set(&fmt, MVTYPE_U8, 8, 3, MVCS_RGB);
-    try {
-        if (fmt.datatype == 0) throw Failure(path, MVERR_UNSUPPORTED);  // described, not readable
-        image.allocate(info.width, info.height, fmt);
-        const bool keep_palette = indexed && fmt.colorspace == MVCS_PALETTE;
-        if (keep_palette) image.allocate_palette(1u << fmt.bits, MVTYPE_U16, 16);
-        mvabort* hook = progress("reading " + path);
-        if (tiff)
-            check(mvio8_tifread(hook, &image.im, keep_palette ? &image.palette : nullptr, path.c_str(), index,
-                                nullptr, 0),
-                  path);
-        else
-            check(mvio8_bmpread(hook, &image.im, nullptr, path.c_str(), 0), path);
-        progress_done();
-    } catch (...) {
-        mvio8_fileinfodone(&info);
-        throw;
-    }
-    if (info_out) {
-        *info_out = info;  // the texts move to the caller's record
-    } else {
-        mvio8_fileinfodone(&info);
-    }
+    keep_palette = indexed && fmt.colorspace == MVCS_PALETTE;
+    return fmt;
 }
 
-void save(const Image& image, const std::string& path, const WriteOptions& options) {
-    const FileKind kind = kind_of(path);
-    mvimage* im = const_cast<mvimage*>(&image.im);
-    mvabort* hook = progress("writing " + path);
-    if (kind == FileKind::bmp) {
-        check(mvio8_bmpwrite(hook, im, path.c_str(), 0), path);
-        progress_done();
-        return;
-    }
-    mvfileinfo params{};
+// The TIFF writer's parameters: compression, and the resolution and texts
+// of the source file when one is named.
+void tiff_params(const WriteOptions& options, mvfileinfo& params) {
+    params = mvfileinfo{};
     mvfileinfo_tif& t = params.area.tif;
     static char software[] = "mvip mvtool";
     if (const mvfileinfo* src = options.source) {
@@ -180,13 +202,120 @@ void save(const Image& image, const std::string& path, const WriteOptions& optio
     }
     if (params.texts[MVTEXT_SOFTWARE] == nullptr) params.texts[MVTEXT_SOFTWARE] = software;
     t.compression = options.compression;
-    const mvpixfmt& f = image.im.pixfmt;
+}
+
+// The bits argument of the TIFF writer; refuses compressed floats.
+int32_t tiff_bits(const mvpixfmt& f, const WriteOptions& options, const std::string& path) {
     const bool real = f.datatype == MVTYPE_FLOAT || f.datatype == MVTYPE_DOUBLE;
     if (real && options.compression != 1)
         throw UsageError(path + ": float and double images are written uncompressed (--compression none)");
-    const int32_t bits = options.bits != 0 ? options.bits : real ? 32 : int32_t(f.bits);
+    return options.bits != 0 ? options.bits : real ? 32 : int32_t(f.bits);
+}
+
+}  // namespace
+
+void load(const std::string& path, Image& image, uint32_t index, bool apply_palette, mvfileinfo* info_out) {
+    if (is_raw(path)) {
+        load_raw(path, image);
+        return;
+    }
+    mvfileinfo info{};
+    const int32_t n = check(mvio8_fileinfoN(path.c_str(), &info, 1, index, 0), path);
+    if (n == 0 || (index > 0 && std::strcmp(info.format, "tif") != 0)) {
+        mvio8_fileinfodone(&info);
+        throw Failure(path + ": image " + std::to_string(index), MVERR_NOITEM);
+    }
+    const bool tiff = std::strcmp(info.format, "tif") == 0;
+    bool keep_palette = false;
+    const mvpixfmt fmt = load_format(info, apply_palette, keep_palette);
+    try {
+        if (fmt.datatype == 0) throw Failure(path, MVERR_UNSUPPORTED);  // described, not readable
+        image.allocate(info.width, info.height, fmt);
+        if (keep_palette) image.allocate_palette(1u << fmt.bits, MVTYPE_U16, 16);
+        mvabort* hook = progress("reading " + path);
+        if (tiff)
+            check(mvio8_tifread(hook, &image.im, keep_palette ? &image.palette : nullptr, path.c_str(), index,
+                                nullptr, 0),
+                  path);
+        else
+            check(mvio8_bmpread(hook, &image.im, nullptr, path.c_str(), 0), path);
+        progress_done();
+    } catch (...) {
+        mvio8_fileinfodone(&info);
+        throw;
+    }
+    if (info_out) {
+        *info_out = info;  // the texts move to the caller's record
+    } else {
+        mvio8_fileinfodone(&info);
+    }
+}
+
+void load_stack(const std::string& path, const FilePages& pages, Image& image, bool apply_palette) {
+    const uint32_t depth = pages.stack_depth();
+    const mvfileinfo& first = pages.pages.at(0);
+    bool keep_palette = false;
+    const mvpixfmt fmt = load_format(first, apply_palette, keep_palette);
+    if (fmt.datatype == 0) throw Failure(path, MVERR_UNSUPPORTED);
+    image.allocate(first.width, first.height, fmt, depth);
+    if (keep_palette) image.allocate_palette(1u << fmt.bits, MVTYPE_U16, 16);
+    // The library calls the hook with (page, pages): the bar counts pages.
+    mvabort* hook = progress("reading " + path);
+    check(mvio8_tifreadseq(hook, &image.im3, keep_palette ? &image.palette : nullptr, path.c_str(), 0, nullptr, 0),
+          path);
+    progress_done();
+}
+
+void save(const Image& image, const std::string& path, const WriteOptions& options) {
+    const FileKind kind = kind_of(path);
+    if (kind == FileKind::bmp && image.is_stack())
+        throw UsageError(path + ": a BMP file holds one image, this is a stack of " + std::to_string(image.depth()) +
+                         " (write TIFF, or pick a page with --index)");
+    mvimage* im = const_cast<mvimage*>(&image.im);
+    mvabort* hook = progress("writing " + path);
+    if (kind == FileKind::bmp) {
+        check(mvio8_bmpwrite(hook, im, path.c_str(), 0), path);
+        progress_done();
+        return;
+    }
+    mvfileinfo params;
+    tiff_params(options, params);
+    const int32_t bits = tiff_bits(image.format(), options, path);
     mvimage* palette = image.has_palette() ? const_cast<mvimage*>(&image.palette) : nullptr;
-    check(mvio8_tifwrite(hook, im, palette, path.c_str(), bits, 16, 0, &params), path);
+    if (image.is_stack())
+        check(mvio8_tifwriteseq(hook, const_cast<mvimage3*>(&image.im3), palette, path.c_str(), bits, 16, 0, &params),
+              path);
+    else
+        check(mvio8_tifwrite(hook, im, palette, path.c_str(), bits, 16, 0, &params), path);
+    progress_done();
+}
+
+// ------------------------------------------------------------ TIFF pages
+
+TiffPages::TiffPages(const std::string& path) : path_(path) {
+    check(mvio8_tifwriteseqinit(progress("writing " + path), &handle_, path.c_str(), 0), path);
+}
+
+TiffPages::~TiffPages() {
+    // Unfinished (an exception on the way): the file is not kept.
+    if (handle_ != nullptr) {
+        mvio8_tifwriteseqdone(nullptr, &handle_, nullptr);
+        std::remove(path_.c_str());
+    }
+}
+
+void TiffPages::add(const Image& image, const WriteOptions& options) {
+    mvfileinfo params;
+    tiff_params(options, params);
+    const int32_t bits = tiff_bits(image.format(), options, path_);
+    mvimage* palette = image.has_palette() ? const_cast<mvimage*>(&image.palette) : nullptr;
+    check(mvio8_tifwriteseqadd(progress("writing " + path_), &handle_, nullptr, const_cast<mvimage*>(&image.im),
+                               palette, bits, 16, &params),
+          path_);
+}
+
+void TiffPages::done() {
+    check(mvio8_tifwriteseqdone(nullptr, &handle_, nullptr), path_);
     progress_done();
 }
 

@@ -1,5 +1,6 @@
 // mvtool info - print what mvio8_fileinfo tells about files, one block per
-// image of a TIFF file.
+// image of a TIFF file, or one block for a stack (pages of one size and
+// pixel format).
 
 #include "mvtool.hpp"
 
@@ -64,9 +65,10 @@ std::string rational(uint32_t num, uint32_t den) {
     return buf;
 }
 
-void print_pixels(const mvfileinfo& info) {
+void print_pixels(const mvfileinfo& info, uint32_t depth) {
     const mvpixfmt& f = info.pixfmt;
-    line("size", std::to_string(info.width) + " x " + std::to_string(info.height));
+    line("size", std::to_string(info.width) + " x " + std::to_string(info.height) +
+                     (depth > 1 ? " x " + std::to_string(depth) + " (width x height x pages)" : ""));
     const char* type = type_name(f.datatype);
     if (type == nullptr) {
         line("pixels", "not readable by this build");
@@ -80,9 +82,9 @@ void print_pixels(const mvfileinfo& info) {
     line("pixels", s);
 }
 
-void print_tiff(const mvfileinfo& info) {
+void print_tiff(const mvfileinfo& info, uint32_t depth = 1) {
     const mvfileinfo_tif& t = info.area.tif;
-    print_pixels(info);
+    print_pixels(info, depth);
     const char* comp = compression_name(t.compression);
     line("compression", std::string(comp ? comp : "unknown") + " (" + std::to_string(t.compression) + ")");
     if (t.xresnum || t.yresnum) {
@@ -103,7 +105,7 @@ void print_tiff(const mvfileinfo& info) {
 
 void print_bmp(const mvfileinfo& info) {
     const mvfileinfo_bmp& b = info.area.bmp;
-    print_pixels(info);
+    print_pixels(info, 1);
     line("bits/pixel", std::to_string(b.bitcount));
     line("palette", b.palentries ? std::to_string(b.palentries) + " entries" : std::string("none"));
     line("compression", std::string(bmp_compression_name(b.compression)) + " (" + std::to_string(b.compression) + ")");
@@ -117,26 +119,49 @@ void print_bmp(const mvfileinfo& info) {
     }
 }
 
+// What differs between the pages of a stack beyond size and pixels.
+std::string differences(const std::vector<mvfileinfo>& pages) {
+    const mvfileinfo_tif& a = pages[0].area.tif;
+    bool compression = false, strips = false, resolution = false;
+    for (const mvfileinfo& p : pages) {
+        const mvfileinfo_tif& b = p.area.tif;
+        compression |= b.compression != a.compression;
+        strips |= b.stripsize != a.stripsize;
+        resolution |= b.xresnum != a.xresnum || b.xresden != a.xresden || b.yresnum != a.yresnum ||
+                      b.yresden != a.yresden || b.resunit != a.resunit;
+    }
+    std::string s;
+    for (auto [differs, name] : {std::pair{compression, "compression"}, std::pair{strips, "strips"},
+                                 std::pair{resolution, "resolution"}})
+        if (differs) s += (s.empty() ? "" : ", ") + std::string(name);
+    return s;
+}
+
 // Describes one file; throws Failure.
 void describe(const std::string& path) {
-    mvfileinfo first{};
-    file_info(path, first);
-    const bool tiff = std::strcmp(first.format, "tif") == 0;
+    const FilePages pages(path);
+    const mvfileinfo& first = pages.pages[0];
+    const bool tiff = pages.tiff();
     const uint32_t images = tiff ? first.images : 1;
     std::printf("%s: %s, %u image%s, %llu bytes\n", path.c_str(), tiff ? "TIFF" : "BMP", images,
                 images == 1 ? "" : "s", static_cast<unsigned long long>(file_size(path)));
-    if (!tiff || images <= 1) {
-        tiff ? print_tiff(first) : print_bmp(first);
-        mvio8_fileinfodone(&first);
+    if (!tiff) {
+        print_bmp(first);
         return;
     }
-    mvio8_fileinfodone(&first);
-    std::vector<mvfileinfo> all(images);
-    const int32_t n = check(mvio8_fileinfoN(path.c_str(), all.data(), images, 0, 0), path);
-    for (int32_t i = 0; i < n; ++i) {
-        std::printf("image %d of %u:\n", i + 1, images);
-        print_tiff(all[size_t(i)]);
-        mvio8_fileinfodone(&all[size_t(i)]);
+    if (const uint32_t depth = pages.stack_depth(); depth > 1) {
+        std::printf("a stack of %u pages of one size and pixel format; page 1:\n", depth);
+        print_tiff(first, depth);
+        if (const std::string d = differences(pages.pages); !d.empty()) line("pages differ", "in " + d);
+        return;
+    }
+    if (pages.pages.size() == 1) {
+        print_tiff(first);
+        return;
+    }
+    for (size_t i = 0; i < pages.pages.size(); ++i) {
+        std::printf("image %zu of %u:\n", i + 1, images);
+        print_tiff(pages.pages[i]);
     }
 }
 

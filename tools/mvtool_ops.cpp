@@ -373,30 +373,30 @@ OpValue parse_param(const Op& op, const OpParam& p, const std::string& text) {
     return v;
 }
 
-void allocate_output(const Op& op, Image* const sources[], const OpValue* v, Image& out) {
+void allocate_output(const Op& op, Image* const sources[], const OpValue* v, Image& out, uint32_t depth) {
     const Image& first = *sources[0];
     switch (op.output) {
     case OpOutput::like_first:
-        out.allocate_like(first);
+        out.allocate_like(first, depth);
         out.copy_palette_from(first);
         break;
     case OpOutput::like_second:
-        out.allocate_like(*sources[1]);
+        out.allocate_like(*sources[1], depth);
         out.copy_palette_from(*sources[1]);
         break;
     case OpOutput::sized:
         if (v[0].i < 1 || v[1].i < 1 || v[0].i > INT32_MAX || v[1].i > INT32_MAX)
             throw UsageError(std::string("op ") + op.name + ": the output size must be at least 1 x 1");
-        out.allocate(uint32_t(v[0].i), uint32_t(v[1].i), first.im.pixfmt);
+        out.allocate(uint32_t(v[0].i), uint32_t(v[1].i), first.format(), depth);
         out.copy_palette_from(first);
         break;
     case OpOutput::colour: {
-        const mvpixfmt& f = first.im.pixfmt;
+        const mvpixfmt& f = first.format();
         const uint32_t space = uint32_t(v[0].i);
         mvpixfmt fmt{};
         const bool real = f.datatype == MVTYPE_FLOAT || f.datatype == MVTYPE_DOUBLE;
         check(mvpixfmt_set(&fmt, f.datatype, real ? 0 : f.bits, space & 15u, space), op.name);
-        out.allocate(first.width(), first.height(), fmt);
+        out.allocate(first.width(), first.height(), fmt, depth);
         break;
     }
     case OpOutput::rgb: {
@@ -426,18 +426,47 @@ int cmd_op(const std::vector<std::string>& args) {
     OpValue values[kMaxOpParams];
     for (size_t k = 0; k < params; ++k) values[k] = parse_param(*op, op->params[k], args[1 + files + k]);
 
+    // A stack (a TIFF file of pages of one size and format) is loaded whole
+    // and the operation runs on every plane; 2-D inputs beside it serve
+    // every plane.
     Image inputs[3];
     Image* sources[3] = {&inputs[0], &inputs[1], &inputs[2]};
-    for (int k = 0; k < op->sources; ++k) load(args[1 + size_t(k)], inputs[k], 0, to_bmp);
+    uint32_t depth = 1;
+    for (int k = 0; k < op->sources; ++k) {
+        const std::string& path = args[1 + size_t(k)];
+        if (is_raw(path)) {  // a raw input is one image
+            load(path, inputs[k], 0, to_bmp);
+            continue;
+        }
+        const FilePages pages(path);
+        const uint32_t d = pages.stack_depth();
+        if (d == 1) {
+            load(path, inputs[k], 0, to_bmp);
+            continue;
+        }
+        if (depth > 1 && d != depth)
+            throw UsageError("op: the stacks differ in depth (" + std::to_string(depth) + " and " + std::to_string(d) +
+                             " pages)");
+        if (to_bmp)
+            throw UsageError("op: " + path + " is a stack of " + std::to_string(d) +
+                             " pages and a BMP file holds one image: write TIFF");
+        depth = d;
+        load_stack(path, pages, inputs[k], to_bmp);
+    }
     Image out;
-    allocate_output(*op, sources, values, out);
+    allocate_output(*op, sources, values, out, depth);
 
     OpCall call{};
-    call.hook = progress(op->name);
-    for (int k = 0; k < op->sources; ++k) call.src[k] = &inputs[k].im;
-    call.dst = &out.im;
     call.v = values;
-    check(op->run(call), op->name);
+    mvimage views[4];
+    call.hook = progress(op->name);
+    for (uint32_t z = 0; z < depth; ++z) {
+        // On a stack the bar counts planes.
+        if (depth > 1) call.hook = progress_plane(z, depth);
+        for (int k = 0; k < op->sources; ++k) call.src[k] = inputs[k].plane(z, views[k]);
+        call.dst = out.plane(z, views[3]);
+        check(op->run(call), depth > 1 ? std::string(op->name) + " (plane " + std::to_string(z + 1) + ")" : op->name);
+    }
     progress_done();
     save(out, out_path);
     return kExitOk;

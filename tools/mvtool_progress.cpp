@@ -38,6 +38,8 @@ constexpr int kBarWidth = 30;
 
 struct State {
     mvabort hook{};
+    mvabort plane_hook{};  // reports the plane below instead of the library's counts
+    int32_t plane_done = 0, plane_total = 0;
     bool tty = false;
     std::string label;
     Clock::time_point start{};
@@ -66,10 +68,15 @@ int32_t on_progress(mvabort*, int32_t done, int32_t total) {
     return 0;
 }
 
+int32_t on_plane_progress(mvabort* hook, int32_t, int32_t) {
+    return on_progress(hook, g_state.plane_done, g_state.plane_total);
+}
+
 }  // namespace
 
 void install_interrupt_handler() {
     g_state.hook.abortfn = on_progress;
+    g_state.plane_hook.abortfn = on_plane_progress;
     g_state.tty = MVTOOL_ISATTY(2) != 0;
     std::signal(SIGINT, on_sigint);
 }
@@ -82,6 +89,12 @@ mvabort* progress(const std::string& label) {
     g_state.start = Clock::now();
     g_state.last_percent = -1;
     return &g_state.hook;
+}
+
+mvabort* progress_plane(uint32_t done, uint32_t total) {
+    g_state.plane_done = int32_t(done);
+    g_state.plane_total = int32_t(total);
+    return &g_state.plane_hook;
 }
 
 void progress_done() {

@@ -37,15 +37,39 @@ int32_t read_header(files::Stream& stream, FileOrder& order) {
     return files::load_u16(h + 2, order.big) == 42 ? 0 : -10;
 }
 
+namespace {
+
+// One step along the chain: the IFD the link at `link` names, and `link`
+// moved to that IFD's own link.  -10 at the end of the chain, for an IFD
+// outside the file or one passed before.
+int32_t step(const FileOrder& order, LoopGuard& guard, uint64_t& link, uint32_t& ifd) {
+    ifd = order.u32(link);
+    if (ifd == 0 || !order.stream->holds(ifd, 2) || guard.revisits(ifd)) return -10;
+    const uint64_t next = uint64_t(ifd) + 2 + 12ull * order.u16(ifd);
+    if (!order.stream->holds(next, 4) || next <= ifd) return -10;
+    link = next;
+    return 0;
+}
+
+}  // namespace
+
 int32_t find_link(const FileOrder& order, uint32_t steps, uint64_t& link) {
     link = 4;
     LoopGuard guard;
-    for (uint32_t i = 0; i < steps; ++i) {
-        const uint32_t ifd = order.u32(link);
-        if (ifd == 0 || !order.stream->holds(ifd, 2) || guard.revisits(ifd)) return -10;
-        const uint64_t next = uint64_t(ifd) + 2 + 12ull * order.u16(ifd);
-        if (!order.stream->holds(next, 4) || next <= ifd) return -10;
-        link = next;
+    uint32_t ifd = 0;
+    for (uint32_t i = 0; i < steps; ++i)
+        if (const int32_t rc = step(order, guard, link, ifd); rc != 0) return rc;
+    return order.stream->status() == -7 ? -7 : 0;
+}
+
+int32_t ifd_offsets(const FileOrder& order, uint32_t first, uint32_t count, std::vector<uint32_t>& offsets) {
+    uint64_t link = 4;
+    LoopGuard guard;
+    uint32_t ifd = 0;
+    offsets.clear();
+    for (uint64_t i = 0; i < uint64_t(first) + count; ++i) {
+        if (const int32_t rc = step(order, guard, link, ifd); rc != 0) return rc;
+        if (i >= first) offsets.push_back(ifd);
     }
     return order.stream->status() == -7 ? -7 : 0;
 }

@@ -110,6 +110,10 @@ private:
 // comes back to an image it has passed.
 int32_t find_link(const FileOrder& order, uint32_t steps, uint64_t& link);
 
+// The offsets of `count` consecutive IFDs from image number `first` on.
+// -10 when the chain ends before the last of them (or is broken as above).
+int32_t ifd_offsets(const FileOrder& order, uint32_t first, uint32_t count, std::vector<uint32_t>& offsets);
+
 // The directory of one image as read from its IFD.
 struct Directory {
     uint32_t width = 0, height = 0;

@@ -299,70 +299,113 @@ int32_t apply_colormap(const Directory& dir, FileImage& indexed, FileImage& out)
     return rc;
 }
 
-int32_t read_image(mvabort* hook, mvimage* im, mvimage* palette, const char* filename, uint32_t index,
-                   uint32_t mode) {
-    if (const int32_t stop = files::poll_hook(hook, 0, 0)) return stop;
-    if (im == nullptr || filename == nullptr || !window_valid_2d(im)) return -1;
-    if (palette != nullptr &&
-        (palette->pixfmt.pixies != 3 || !is_int_type(palette->pixfmt.datatype) || is_float_type(im->pixfmt.datatype)))
-        return -1;
-    files::Stream stream;
+bool palette_refused(const mvimage* palette, const mvpixfmt& destination) {
+    return palette != nullptr && (palette->pixfmt.pixies != 3 || !is_int_type(palette->pixfmt.datatype) ||
+                                  is_float_type(destination.datatype));
+}
+
+int32_t open_file(const char* filename, files::Stream& stream, FileOrder& order) {
     if (const int32_t rc = stream.open(filename, "rb"); rc != 0) return rc;
-    FileOrder order;
-    if (const int32_t rc = read_header(stream, order); rc != 0) return rc;
-    uint64_t link = 0;
-    if (const int32_t rc = find_link(order, index, link); rc != 0) return rc;
-    const uint32_t offset = order.u32(link);
-    if (offset == 0) return -10;
-    Directory dir;
+    return read_header(stream, order);
+}
+
+// Reads the image whose IFD lies at `offset` into `im` by the reading
+// frame; `dir` receives its directory.  0 or a negative code.
+int32_t read_page(mvabort* hook, const FileOrder& order, uint32_t offset, mvimage* im, uint32_t mode,
+                  Directory& dir) {
     if (const int32_t rc = read_directory(order, offset, dir); rc != 0) return rc;
     mvpixfmt fmt;
     if (const int32_t rc = presented_format(dir, fmt); rc != 0) return rc;
     if (!plausible(dir)) return -10;
     const bool indexed = fmt.colorspace == MVCS_PALETTE;
-    FileImage file;
-    int32_t result = 0;
     files::MappedLines lines;
     if (!indexed && files::presents_unchanged(fmt, dir.width, dir.height, im, mode) &&
         lines.open(im, fmt.datatype)) {
         // The caller's image holds the file's form: decode straight into it.
         RowTarget target;
         target.lines = &lines;
-        if (const int32_t rc = decode(hook, order, dir, fmt, target); rc != 0) return rc;
-        lines.close();
-    } else {
-        if (const int32_t rc = decode_owned(hook, order, dir, fmt, file); rc != 0) return rc;
-        if (const int32_t rc = wrap(dir, fmt, file); rc != 0) return rc;
+        return decode(hook, order, dir, fmt, target);
     }
-    stream.close();
-
-    if (file.pixels == nullptr) {
-        // decoded in place
-    } else if (indexed && im->pixfmt.pixies >= 2) {
+    FileImage file;
+    if (const int32_t rc = decode_owned(hook, order, dir, fmt, file); rc != 0) return rc;
+    if (const int32_t rc = wrap(dir, fmt, file); rc != 0) return rc;
+    if (indexed && im->pixfmt.pixies >= 2) {
         FileImage colours;
         if (const int32_t rc = apply_colormap(dir, file, colours); rc != 0) return rc;
-        result = files::present_image(hook, &colours.image, im, mode);
-    } else {
-        result = files::present_image(hook, &file.image, im, mode);
+        return files::present_image(hook, &colours.image, im, mode);
     }
-    if (result < 0) return result;
-    if (dir.xres[0] != 0 || dir.yres[0] != 0) {
-        // The caller's image takes the file's pixel size, scaled when the
-        // image was resampled.
-        const mvgeometry geom = file_geometry(dir);
-        const double w = std::max(1u, wind_width(im)), h = std::max(1u, wind_height(im));
-        im->xwidth = float(double(geom.xwidth) * dir.width / w);
-        im->ywidth = float(double(geom.ywidth) * dir.height / h);
-        im->xunits = geom.xunits;
-        im->yunits = geom.yunits;
+    return files::present_image(hook, &file.image, im, mode);
+}
+
+// The caller's image takes the file's pixel size, scaled when the image was
+// resampled into its window of width x height.
+template <class Image>
+void take_pixel_size(const Directory& dir, uint32_t width, uint32_t height, Image* im) {
+    if (dir.xres[0] == 0 && dir.yres[0] == 0) return;
+    const mvgeometry geom = file_geometry(dir);
+    const double w = std::max(1u, width), h = std::max(1u, height);
+    im->xwidth = float(double(geom.xwidth) * dir.width / w);
+    im->ywidth = float(double(geom.ywidth) * dir.height / h);
+    im->xunits = geom.xunits;
+    im->yunits = geom.yunits;
+}
+
+// The ColorMap into the caller's palette image: 1 when copied, 0 when the
+// file has none (or no palette image is given), or a negative code.
+int32_t take_palette(const Directory& dir, mvimage* palette) {
+    if (palette == nullptr || dir.samples != 1 || dir.photometric != kPalette || dir.colormap.empty()) return 0;
+    FileImage map;
+    if (const int32_t rc = colormap_image(dir, wind_width(palette), map); rc != 0) return rc;
+    const int32_t rc = files::present_palette(&map.image, palette);
+    return rc < 0 ? rc : 1;
+}
+
+int32_t read_image(mvabort* hook, mvimage* im, mvimage* palette, const char* filename, uint32_t index,
+                   uint32_t mode) {
+    if (const int32_t stop = files::poll_hook(hook, 0, 0)) return stop;
+    if (im == nullptr || filename == nullptr || !window_valid_2d(im) || palette_refused(palette, im->pixfmt))
+        return -1;
+    files::Stream stream;
+    FileOrder order;
+    if (const int32_t rc = open_file(filename, stream, order); rc != 0) return rc;
+    uint64_t link = 0;
+    if (const int32_t rc = find_link(order, index, link); rc != 0) return rc;
+    const uint32_t offset = order.u32(link);
+    if (offset == 0) return -10;
+    Directory dir;
+    if (const int32_t rc = read_page(hook, order, offset, im, mode, dir); rc != 0) return rc;
+    take_pixel_size(dir, wind_width(im), wind_height(im), im);
+    return take_palette(dir, palette);
+}
+
+// Consecutive images from `index` on into the planes of the caller's
+// window, each through a section view of its plane.  The file must hold
+// them all; that is checked before any plane is touched.
+int32_t read_stack(mvabort* hook, mvimage3* im, mvimage* palette, const char* filename, uint32_t index,
+                   uint32_t mode) {
+    if (const int32_t stop = files::poll_hook(hook, 0, 0)) return stop;
+    if (im == nullptr || filename == nullptr || !window_valid_3d(im) || wind_depth(im) == 0 ||
+        palette_refused(palette, im->pixfmt))
+        return -1;
+    const uint32_t depth = wind_depth(im);
+    files::Stream stream;
+    FileOrder order;
+    if (const int32_t rc = open_file(filename, stream, order); rc != 0) return rc;
+    std::vector<uint32_t> offsets;
+    if (const int32_t rc = ifd_offsets(order, index, depth, offsets); rc != 0) return rc;
+    files::PlaneHook planes(hook, depth);
+    Directory first;
+    for (uint32_t z = 0; z < depth; ++z) {
+        if (const int32_t stop = planes.begin(z + 1)) return stop;
+        mvimage plane{};
+        if (const int32_t rc = mvimage_def2from3(&plane, im, 0, 2, z); rc != 0) return rc;
+        Directory dir;
+        if (const int32_t rc = read_page(planes.hook(), order, offsets[z], &plane, mode, z == 0 ? first : dir);
+            rc != 0)
+            return rc;
     }
-    if (palette != nullptr && indexed) {
-        FileImage map;
-        if (const int32_t rc = colormap_image(dir, wind_width(palette), map); rc != 0) return rc;
-        const int32_t rc = files::present_palette(&map.image, palette);
-        return rc < 0 ? rc : 1;
-    }
-    return result;
+    take_pixel_size(first, wind_width(im), wind_height(im), im);
+    return take_palette(first, palette);
 }
 
 }  // namespace
@@ -382,11 +425,15 @@ MVIP_API int32_t mvio8_tifread(mvabort* hook, mvimage* im, mvimage* palette, con
     }
 }
 
-MVIP_API int32_t mvio8_tifreadseq(mvabort* hook, mvimage3* im, mvimage* /*palette*/, const char* filename,
-                                  uint32_t /*index*/, void* /*reserved*/, uint32_t /*mode*/) {
-    if (const int32_t stop = mvip::files::poll_hook(hook, 0, 0)) return stop;
-    if (im == nullptr || filename == nullptr) return -1;
-    return -11;  // no 3-D image kinds in this build
+MVIP_API int32_t mvio8_tifreadseq(mvabort* hook, mvimage3* im, mvimage* palette, const char* filename,
+                                  uint32_t index, void* /*reserved*/, uint32_t mode) {
+    try {
+        return mvip::tiff::read_stack(hook, im, palette, filename, index, mode);
+    } catch (const std::bad_alloc&) {
+        return -2;
+    } catch (...) {
+        return -1;
+    }
 }
 
 }  // extern "C"
