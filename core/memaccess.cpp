@@ -208,20 +208,20 @@ int32_t ioset3(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
     if (rc < 0) return rc;
     switch (mode & (MVMODE_YSCAN | MVMODE_ZSCAN)) {
         case 0:
-            im->ioread = io3<false, 0>;
-            im->iorite = io3<true, 0>;
+            im->ioread = mvimmem3_ioreadxscan;
+            im->iorite = mvimmem3_ioritexscan;
             break;
         case MVMODE_YSCAN:
-            im->ioread = io3<false, 1>;
-            im->iorite = io3<true, 1>;
+            im->ioread = mvimmem3_ioreadyscan;
+            im->iorite = mvimmem3_ioriteyscan;
             break;
         case MVMODE_ZSCAN:
-            im->ioread = io3<false, 2>;
-            im->iorite = io3<true, 2>;
+            im->ioread = mvimmem3_ioreadzscan;
+            im->iorite = mvimmem3_ioritezscan;
             break;
         default: return MVERR_UNSUPPORTED;
     }
-    im->iolen = iolen3;
+    im->iolen = mvimmem3_iolen;
     return 1;
 }
 
@@ -256,3 +256,26 @@ extern "C" MVIP_API uint32_t mvimmem_ioriteyscan(mvimage* im, uint32_t flags, vo
                                                  uint32_t count, int32_t x, int32_t y) {
     return im ? io<true, true>(im, flags, buffer, count, x, y) : 0;
 }
+
+// ---- 3-D memory image slot routines by name ---------------------------------
+
+using mvip::mem::io3;
+
+extern "C" MVIP_API int32_t mvimmem3_ioset(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::mem::ioset3(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimmem3_iolen(mvimage3* im, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::mem::iolen3(im, count, x, y, z) : 0;
+}
+#define MVIMMEM3_IO(name, write, axis)                                                            \
+    extern "C" MVIP_API uint32_t name(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, \
+                                      int32_t x, int32_t y, int32_t z) {                          \
+        return im ? io3<write, axis>(im, flags, buffer, count, x, y, z) : 0;                      \
+    }
+MVIMMEM3_IO(mvimmem3_ioreadxscan, false, 0)
+MVIMMEM3_IO(mvimmem3_ioreadyscan, false, 1)
+MVIMMEM3_IO(mvimmem3_ioreadzscan, false, 2)
+MVIMMEM3_IO(mvimmem3_ioritexscan, true, 0)
+MVIMMEM3_IO(mvimmem3_ioriteyscan, true, 1)
+MVIMMEM3_IO(mvimmem3_ioritezscan, true, 2)
+#undef MVIMMEM3_IO

@@ -132,6 +132,15 @@ int32_t bxts_for(Rec* rec, uint32_t type, uint32_t mask, Slot& bxta_slot) {
             case MVTYPE_DOUBLE: chosen = mvimmem_bxtadouble; break;
             default: chosen = mvimmem_bxtauint32; break;
         }
+    } else {
+        // So do 3-D ones.
+        switch (type_of(type)) {
+            case MVTYPE_U8: chosen = mvimmem3_bxtauint8; break;
+            case MVTYPE_U16: chosen = mvimmem3_bxtauint16; break;
+            case MVTYPE_FLOAT: chosen = mvimmem3_bxtafloat; break;
+            case MVTYPE_DOUBLE: chosen = mvimmem3_bxtadouble; break;
+            default: chosen = mvimmem3_bxtauint32; break;
+        }
     }
     const SideChoice read = choose_side(im, type, false);
     const SideChoice write = choose_side(im, type, true);
@@ -166,7 +175,7 @@ int32_t bxts3(mvimage3* im, uint32_t, uint32_t type, uint32_t mask) {
     mvslot3_bxta chosen = nullptr;
     const int32_t rc = bxts_for(im, type, mask, chosen);
     if (rc < 0) return rc;
-    im->bxtp = bxtp<mvimage3>;
+    im->bxtp = mvimmem3_bxtp;
     im->bxta = chosen;
     return rc;
 }
@@ -207,4 +216,38 @@ extern "C" MVIP_API uint32_t mvimmem_bxtafloat(mvimage* im, int32_t operation, v
 extern "C" MVIP_API uint32_t mvimmem_bxtadouble(mvimage* im, int32_t operation, void* buffer,
                                                 mvbxtentry* list, uint32_t n, int32_t code) {
     return im ? bxta<double>(im, operation, buffer, list, n, code) : 0;
+}
+
+extern "C" MVIP_API int32_t mvimmem3_bxts(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::mem::bxts3(im, mode, type, mask) : MVERR_USAGE;
+}
+
+extern "C" MVIP_API int32_t mvimmem3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list,
+                                          uint32_t n) {
+    return im ? mvip::mem::bxtp<mvimage3>(im, operation, list, n) : MVERR_USAGE;
+}
+
+extern "C" MVIP_API uint32_t mvimmem3_bxtauint8(mvimage3* im, int32_t operation, void* buffer,
+                                                mvbxtentry* list, uint32_t n, int32_t code) {
+    return im ? bxta<uint8_t, mvimage3>(im, operation, buffer, list, n, code) : 0;
+}
+
+extern "C" MVIP_API uint32_t mvimmem3_bxtauint16(mvimage3* im, int32_t operation, void* buffer,
+                                                 mvbxtentry* list, uint32_t n, int32_t code) {
+    return im ? bxta<uint16_t, mvimage3>(im, operation, buffer, list, n, code) : 0;
+}
+
+extern "C" MVIP_API uint32_t mvimmem3_bxtauint32(mvimage3* im, int32_t operation, void* buffer,
+                                                 mvbxtentry* list, uint32_t n, int32_t code) {
+    return im ? bxta<uint32_t, mvimage3>(im, operation, buffer, list, n, code) : 0;
+}
+
+extern "C" MVIP_API uint32_t mvimmem3_bxtafloat(mvimage3* im, int32_t operation, void* buffer,
+                                                mvbxtentry* list, uint32_t n, int32_t code) {
+    return im ? bxta<float, mvimage3>(im, operation, buffer, list, n, code) : 0;
+}
+
+extern "C" MVIP_API uint32_t mvimmem3_bxtadouble(mvimage3* im, int32_t operation, void* buffer,
+                                                 mvbxtentry* list, uint32_t n, int32_t code) {
+    return im ? bxta<double, mvimage3>(im, operation, buffer, list, n, code) : 0;
 }

@@ -23,7 +23,7 @@ mvyzwindow* xwind3(mvimage3* im, mvyzwindow* w, int32_t code) {
                 set_noop_slots3(im);
                 return nullptr;
             }
-            set_idle_slots3(im, ioset3, bxts3, imapset3);
+            set_idle_slots3(im, mvimmem3_ioset, mvimmem3_bxts, mvimmem3_imapset);
             return &im->wind;
         case 'w':
             if (w) *w = im->wind;
@@ -74,8 +74,8 @@ int32_t build3(mvimage3* im, void* pixels, const uint32_t* dims, int32_t pitch, 
     st.inquiry_size = inquiry ? inquiry : kDefaultInquirySize;
     set_kind(as2(im), "MVIMMEM3");
     im->priv = pixels;
-    im->aeiou = aeiou3;
-    im->xwind = xwind3;
+    im->aeiou = mvimmem3_aeiou;
+    im->xwind = mvimmem3_xwind;
     im->xwind(im, nullptr, 's');
     return 0;
 }
@@ -95,6 +95,14 @@ mvgeometry geometry_of(float xwidth, float ywidth, uint32_t units, float zwidth,
 
 using namespace mvip;
 using namespace mvip::mem;
+
+extern "C" MVIP_API uint32_t mvimmem3_aeiou(mvimage3* im, uint32_t code, void* arg) {
+    return im ? aeiou3(im, code, arg) : 0;
+}
+
+extern "C" MVIP_API mvyzwindow* mvimmem3_xwind(mvimage3* im, mvyzwindow* w, int32_t code) {
+    return im ? xwind3(im, w, code) : nullptr;
+}
 
 extern "C" MVIP_API int32_t mvimage3_memory(mvimage3* im, void* pixels, const uint32_t dims[3],
                                             int32_t pitch, uint32_t datatype, uint32_t bits,

@@ -111,8 +111,8 @@ int32_t imapset3(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
     const int32_t grant = grant_for(as2(im), box_of(im), static_cast<uint32_t>(im->imdim.se.x),
                                     true, mode, type, mask);
     if (grant < 0) return grant;
-    im->imap = imap3;
-    im->imapr = imapr3;
+    im->imap = mvimmem3_imap;
+    im->imapr = mvimmem3_imapr;
     return grant;
 }
 
@@ -128,4 +128,16 @@ extern "C" MVIP_API int32_t mvimmem_imap(mvimage* im, mvmapdesc* desc, int32_t x
 
 extern "C" MVIP_API int32_t mvimmem_imapr(mvimage* im, mvmapdesc* desc) {
     return im ? mvip::mem::imapr(im, desc) : MVERR_USAGE;
+}
+
+extern "C" MVIP_API int32_t mvimmem3_imapset(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::mem::imapset3(im, mode, type, mask) : MVERR_USAGE;
+}
+
+extern "C" MVIP_API int32_t mvimmem3_imap(mvimage3* im, mvmapdesc* desc, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::mem::imap3(im, desc, x, y, z) : MVERR_USAGE;
+}
+
+extern "C" MVIP_API int32_t mvimmem3_imapr(mvimage3* im, mvmapdesc* desc) {
+    return im ? mvip::mem::imapr3(im, desc) : MVERR_USAGE;
 }

@@ -1035,6 +1035,47 @@ MVIP_API int32_t mvimmem_imapr(mvimage *im, mvmapdesc *desc);
 MVIP_API uint32_t mvimmem_aeiou(mvimage *im, uint32_t code, void *arg);
 MVIP_API mvywindow *mvimmem_xwind(mvimage *im, mvywindow *window,
                                   int32_t code);
+/* 3-D memory images ("MVIMMEM3").  ioset installs the x-scan, y-scan or
+ * z-scan run routines; bxts one bxta per data type as for "MVIMMEM";
+ * iowait and bxtw are the null image's. */
+MVIP_API uint32_t mvimmem3_ioreadxscan(mvimage3 *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y, int32_t z);
+MVIP_API uint32_t mvimmem3_ioreadyscan(mvimage3 *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y, int32_t z);
+MVIP_API uint32_t mvimmem3_ioreadzscan(mvimage3 *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y, int32_t z);
+MVIP_API uint32_t mvimmem3_ioritexscan(mvimage3 *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y, int32_t z);
+MVIP_API uint32_t mvimmem3_ioriteyscan(mvimage3 *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y, int32_t z);
+MVIP_API uint32_t mvimmem3_ioritezscan(mvimage3 *im, uint32_t flags, void *buffer,
+                                       uint32_t count, int32_t x, int32_t y, int32_t z);
+MVIP_API uint32_t mvimmem3_iolen(mvimage3 *im, uint32_t count, int32_t x,
+                                 int32_t y, int32_t z);
+MVIP_API int32_t mvimmem3_ioset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API int32_t mvimmem3_bxts(mvimage3 *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvimmem3_bxtp(mvimage3 *im, int32_t operation,
+                               mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimmem3_bxtauint8(mvimage3 *im, int32_t operation, void *buffer,
+                                     mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimmem3_bxtauint16(mvimage3 *im, int32_t operation, void *buffer,
+                                      mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimmem3_bxtauint32(mvimage3 *im, int32_t operation, void *buffer,
+                                      mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimmem3_bxtafloat(mvimage3 *im, int32_t operation, void *buffer,
+                                     mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API uint32_t mvimmem3_bxtadouble(mvimage3 *im, int32_t operation, void *buffer,
+                                      mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimmem3_imapset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                  uint32_t mask);
+MVIP_API int32_t mvimmem3_imap(mvimage3 *im, mvmapdesc *desc, int32_t x,
+                               int32_t y, int32_t z);
+MVIP_API int32_t mvimmem3_imapr(mvimage3 *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimmem3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API mvyzwindow *mvimmem3_xwind(mvimage3 *im, mvyzwindow *window,
+                                    int32_t code);
 /* Vertical inversion ("MVIMYInv") and field views ("MVIMYOdd"): x-scan
  * and y-scan run routines; iowait is the null image's. */
 MVIP_API uint32_t mvimyinv_ioreadxscan(mvimage *im, uint32_t flags, void *buffer,
@@ -1234,6 +1275,165 @@ MVIP_API int32_t mvimfib_iowait(mvimage *im);
 MVIP_API uint32_t mvimfib_aeiou(mvimage *im, uint32_t code, void *arg);
 MVIP_API mvywindow *mvimfib_xwind(mvimage *im, mvywindow *window, int32_t code);
 
+/* Section views ("MVIM3to2"): one run routine per direction, whatever the
+ * scan. */
+MVIP_API uint32_t mvim3to2_ioread(mvimage *im, uint32_t flags, void *buffer,
+                                  uint32_t count, int32_t x, int32_t y);
+MVIP_API uint32_t mvim3to2_iorite(mvimage *im, uint32_t flags, void *buffer,
+                                  uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvim3to2_iowait(mvimage *im);
+MVIP_API int32_t mvim3to2_ioset(mvimage *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API uint32_t mvim3to2_iolen(mvimage *im, uint32_t count, int32_t x,
+                                 int32_t y);
+MVIP_API int32_t mvim3to2_bxts(mvimage *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvim3to2_bxtp(mvimage *im, int32_t operation, mvbxtentry *list,
+                               uint32_t count);
+MVIP_API uint32_t mvim3to2_bxta(mvimage *im, int32_t operation, void *buffer,
+                                mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvim3to2_bxtw(mvimage *im);
+MVIP_API int32_t mvim3to2_imapset(mvimage *im, uint32_t mode, uint32_t type,
+                                  uint32_t mask);
+MVIP_API int32_t mvim3to2_imap(mvimage *im, mvmapdesc *desc, int32_t x,
+                               int32_t y);
+MVIP_API int32_t mvim3to2_imapr(mvimage *im, mvmapdesc *desc);
+MVIP_API uint32_t mvim3to2_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API mvywindow *mvim3to2_xwind(mvimage *im, mvywindow *window,
+                                   int32_t code);
+/* One-plane views ("MVIM2to3"): one run routine per direction, whatever
+ * the scan. */
+MVIP_API uint32_t mvim2to3_ioread(mvimage3 *im, uint32_t flags, void *buffer,
+                                  uint32_t count, int32_t x, int32_t y,
+                                  int32_t z);
+MVIP_API uint32_t mvim2to3_iorite(mvimage3 *im, uint32_t flags, void *buffer,
+                                  uint32_t count, int32_t x, int32_t y,
+                                  int32_t z);
+MVIP_API int32_t mvim2to3_iowait(mvimage3 *im);
+MVIP_API int32_t mvim2to3_ioset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API uint32_t mvim2to3_iolen(mvimage3 *im, uint32_t count, int32_t x,
+                                 int32_t y, int32_t z);
+MVIP_API int32_t mvim2to3_bxts(mvimage3 *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvim2to3_bxtp(mvimage3 *im, int32_t operation,
+                               mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvim2to3_bxta(mvimage3 *im, int32_t operation, void *buffer,
+                                mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvim2to3_bxtw(mvimage3 *im);
+MVIP_API int32_t mvim2to3_imapset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                  uint32_t mask);
+MVIP_API int32_t mvim2to3_imap(mvimage3 *im, mvmapdesc *desc, int32_t x,
+                               int32_t y, int32_t z);
+MVIP_API int32_t mvim2to3_imapr(mvimage3 *im, mvmapdesc *desc);
+MVIP_API uint32_t mvim2to3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API mvyzwindow *mvim2to3_xwind(mvimage3 *im, mvyzwindow *window,
+                                    int32_t code);
+/* Ring views ("MVIM3to3"): one run routine per direction, whatever the
+ * scan; no mapping (imapset, imap and imapr are the null image's). */
+MVIP_API uint32_t mvim3to3_ioread(mvimage3 *im, uint32_t flags, void *buffer,
+                                  uint32_t count, int32_t x, int32_t y,
+                                  int32_t z);
+MVIP_API uint32_t mvim3to3_iorite(mvimage3 *im, uint32_t flags, void *buffer,
+                                  uint32_t count, int32_t x, int32_t y,
+                                  int32_t z);
+MVIP_API int32_t mvim3to3_iowait(mvimage3 *im);
+MVIP_API int32_t mvim3to3_ioset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API uint32_t mvim3to3_iolen(mvimage3 *im, uint32_t count, int32_t x,
+                                 int32_t y, int32_t z);
+MVIP_API int32_t mvim3to3_bxts(mvimage3 *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvim3to3_bxtp(mvimage3 *im, int32_t operation,
+                               mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvim3to3_bxta(mvimage3 *im, int32_t operation, void *buffer,
+                                mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvim3to3_bxtw(mvimage3 *im);
+MVIP_API uint32_t mvim3to3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API mvyzwindow *mvim3to3_xwind(mvimage3 *im, mvyzwindow *window,
+                                    int32_t code);
+/* 3-D type converters ("MVIMCON3"), colour converters ("MVIMCLR3") and
+ * colour slices ("ClrSlic3"): one run routine per direction, whatever
+ * the scan; the three kinds share their code but not their names. */
+MVIP_API uint32_t mvimcon3_ioread(mvimage3 *im, uint32_t flags, void *buffer,
+                                  uint32_t count, int32_t x, int32_t y,
+                                  int32_t z);
+MVIP_API uint32_t mvimcon3_iorite(mvimage3 *im, uint32_t flags, void *buffer,
+                                  uint32_t count, int32_t x, int32_t y,
+                                  int32_t z);
+MVIP_API int32_t mvimcon3_iowait(mvimage3 *im);
+MVIP_API int32_t mvimcon3_ioset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API uint32_t mvimcon3_iolen(mvimage3 *im, uint32_t count, int32_t x,
+                                 int32_t y, int32_t z);
+MVIP_API int32_t mvimcon3_bxts(mvimage3 *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvimcon3_bxtp(mvimage3 *im, int32_t operation,
+                               mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimcon3_bxta(mvimage3 *im, int32_t operation, void *buffer,
+                                mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimcon3_bxtw(mvimage3 *im);
+MVIP_API int32_t mvimcon3_imapset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                  uint32_t mask);
+MVIP_API int32_t mvimcon3_imap(mvimage3 *im, mvmapdesc *desc, int32_t x,
+                               int32_t y, int32_t z);
+MVIP_API int32_t mvimcon3_imapr(mvimage3 *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimcon3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API mvyzwindow *mvimcon3_xwind(mvimage3 *im, mvyzwindow *window,
+                                    int32_t code);
+MVIP_API uint32_t mvimclr3_ioread(mvimage3 *im, uint32_t flags, void *buffer,
+                                  uint32_t count, int32_t x, int32_t y,
+                                  int32_t z);
+MVIP_API uint32_t mvimclr3_iorite(mvimage3 *im, uint32_t flags, void *buffer,
+                                  uint32_t count, int32_t x, int32_t y,
+                                  int32_t z);
+MVIP_API int32_t mvimclr3_iowait(mvimage3 *im);
+MVIP_API int32_t mvimclr3_ioset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                uint32_t mask);
+MVIP_API uint32_t mvimclr3_iolen(mvimage3 *im, uint32_t count, int32_t x,
+                                 int32_t y, int32_t z);
+MVIP_API int32_t mvimclr3_bxts(mvimage3 *im, uint32_t mode, uint32_t type,
+                               uint32_t mask);
+MVIP_API int32_t mvimclr3_bxtp(mvimage3 *im, int32_t operation,
+                               mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimclr3_bxta(mvimage3 *im, int32_t operation, void *buffer,
+                                mvbxtentry *list, uint32_t count, int32_t code);
+MVIP_API int32_t mvimclr3_bxtw(mvimage3 *im);
+MVIP_API int32_t mvimclr3_imapset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                  uint32_t mask);
+MVIP_API int32_t mvimclr3_imap(mvimage3 *im, mvmapdesc *desc, int32_t x,
+                               int32_t y, int32_t z);
+MVIP_API int32_t mvimclr3_imapr(mvimage3 *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimclr3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API mvyzwindow *mvimclr3_xwind(mvimage3 *im, mvyzwindow *window,
+                                    int32_t code);
+MVIP_API uint32_t mvimclrslic3_ioread(mvimage3 *im, uint32_t flags,
+                                      void *buffer, uint32_t count, int32_t x,
+                                      int32_t y, int32_t z);
+MVIP_API uint32_t mvimclrslic3_iorite(mvimage3 *im, uint32_t flags,
+                                      void *buffer, uint32_t count, int32_t x,
+                                      int32_t y, int32_t z);
+MVIP_API int32_t mvimclrslic3_iowait(mvimage3 *im);
+MVIP_API int32_t mvimclrslic3_ioset(mvimage3 *im, uint32_t mode, uint32_t type,
+                                    uint32_t mask);
+MVIP_API uint32_t mvimclrslic3_iolen(mvimage3 *im, uint32_t count, int32_t x,
+                                     int32_t y, int32_t z);
+MVIP_API int32_t mvimclrslic3_bxts(mvimage3 *im, uint32_t mode, uint32_t type,
+                                   uint32_t mask);
+MVIP_API int32_t mvimclrslic3_bxtp(mvimage3 *im, int32_t operation,
+                                   mvbxtentry *list, uint32_t count);
+MVIP_API uint32_t mvimclrslic3_bxta(mvimage3 *im, int32_t operation,
+                                    void *buffer, mvbxtentry *list,
+                                    uint32_t count, int32_t code);
+MVIP_API int32_t mvimclrslic3_bxtw(mvimage3 *im);
+MVIP_API int32_t mvimclrslic3_imapset(mvimage3 *im, uint32_t mode,
+                                      uint32_t type, uint32_t mask);
+MVIP_API int32_t mvimclrslic3_imap(mvimage3 *im, mvmapdesc *desc, int32_t x,
+                                   int32_t y, int32_t z);
+MVIP_API int32_t mvimclrslic3_imapr(mvimage3 *im, mvmapdesc *desc);
+MVIP_API uint32_t mvimclrslic3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API mvyzwindow *mvimclrslic3_xwind(mvimage3 *im, mvyzwindow *window,
+                                        int32_t code);
 
 /* ------------------------------------------------------------------ */
 /* Image operations: common rules                                      */

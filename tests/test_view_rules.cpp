@@ -129,6 +129,7 @@ struct SlotCheck {
 #define SLOT3(slot, routine) SlotCheck{#slot, offsetof(mvimage3, slot), reinterpret_cast<void*>(routine)}
 // Slot `slot` holds the kind's routine of the same name.
 #define OWN(kind, slot) SLOT(slot, mvim##kind##_##slot)
+#define OWN3(kind, slot) SLOT3(slot, mvim##kind##_##slot)
 
 // The code an address leads to.  Under mingw-w64, g++ takes the address of
 // an imported function inside some aggregate initialisers as the import
@@ -274,6 +275,58 @@ TEST(ViewRules, SlotsHoldTheExportedRoutines) {
     ASSERT_EQ(1, v.ioset(&v, 0, low16, 1));
     expect_slots(v, {SLOT(ioread, mvimclrslice_ioreadpfbix), SLOT(iorite, mvimclrslice_ioritepfbix)});
 
+    // The 3-D memory image and the views over or into 3-D records.
+    uint16_t voxels[4 * 3 * 2 * 3] = {};
+    const uint32_t dims3[3] = {4, 3, 2};
+    mvimage3 m3, v3;
+    ASSERT_EQ(0, mvimage3_memory(&m3, voxels, dims3, 0, MVTYPE_U16, 12, 3, MVCS_RGB, 0));
+    expect_slots(m3, {OWN3(mem3, ioset), OWN3(mem3, bxts), OWN3(mem3, imapset), OWN3(mem3, aeiou), OWN3(mem3, xwind)});
+    const std::pair<uint32_t, std::pair<mvslot3_io, mvslot3_io>> scans[] = {
+        {0, {mvimmem3_ioreadxscan, mvimmem3_ioritexscan}},
+        {MVMODE_YSCAN, {mvimmem3_ioreadyscan, mvimmem3_ioriteyscan}},
+        {MVMODE_ZSCAN, {mvimmem3_ioreadzscan, mvimmem3_ioritezscan}}};
+    for (const auto& [mode, routines] : scans) {
+        ASSERT_EQ(1, m3.ioset(&m3, mode, low16, all));
+        expect_slots(m3, {SLOT3(ioread, routines.first), SLOT3(iorite, routines.second), OWN3(mem3, iolen)});
+    }
+    ASSERT_EQ(1, m3.bxts(&m3, 0, low16, all));
+    expect_slots(m3, {OWN3(mem3, bxtp), SLOT3(bxta, mvimmem3_bxtauint16)});
+    ASSERT_GT(m3.imapset(&m3, 0, low16, all), 0);
+    expect_slots(m3, {OWN3(mem3, imap), OWN3(mem3, imapr)});
+    ASSERT_EQ(0, mvimage_def2from3(&v, &m3, 0, 4, 1));
+    ASSERT_EQ(1, v.ioset(&v, 0, low16, all));
+    ASSERT_GT(v.imapset(&v, 0, low16, all), 0);
+    ASSERT_EQ(1, v.bxts(&v, 0, low16, all));
+    expect_slots(v, {OWN(3to2, ioread), OWN(3to2, iorite), OWN(3to2, iowait), OWN(3to2, ioset), OWN(3to2, iolen),
+                     OWN(3to2, bxts), OWN(3to2, bxtp), OWN(3to2, bxta), OWN(3to2, bxtw), OWN(3to2, imapset),
+                     OWN(3to2, imap), OWN(3to2, imapr), OWN(3to2, aeiou), OWN(3to2, xwind)});
+    ASSERT_EQ(0, mvimage_def3from2(&v3, &mem, 0));
+    ASSERT_EQ(1, v3.ioset(&v3, MVMODE_ZSCAN, low16, all));
+    ASSERT_GT(v3.imapset(&v3, 0, low16, all), 0);
+    ASSERT_EQ(1, v3.bxts(&v3, 0, low16, all));
+    expect_slots(v3, {OWN3(2to3, ioread), OWN3(2to3, iorite), OWN3(2to3, iowait), OWN3(2to3, ioset), OWN3(2to3, iolen),
+                      OWN3(2to3, bxts), OWN3(2to3, bxtp), OWN3(2to3, bxta), OWN3(2to3, bxtw), OWN3(2to3, imapset),
+                      OWN3(2to3, imap), OWN3(2to3, imapr), OWN3(2to3, aeiou), OWN3(2to3, xwind)});
+    ASSERT_EQ(0, mvimage3_def3from3(&v3, &m3, 1, 0, 0, 0));
+    ASSERT_GE(v3.ioset(&v3, 0, low16, all), 0);
+    ASSERT_GE(v3.bxts(&v3, 0, low16, all), 0);
+    expect_slots(v3, {OWN3(3to3, ioread), OWN3(3to3, iorite), OWN3(3to3, iowait), OWN3(3to3, ioset), OWN3(3to3, iolen),
+                      OWN3(3to3, bxts), OWN3(3to3, bxtp), OWN3(3to3, bxta), OWN3(3to3, bxtw), OWN3(null3, imapset),
+                      OWN3(3to3, aeiou), OWN3(3to3, xwind)});
+    // The plane-wise kinds share their code but hold routines of their own names.
+    ASSERT_EQ(0, mvimage3_converter(&v3, &m3, nullptr, 0, 0, 0, 0));
+    ASSERT_EQ(1, v3.ioset(&v3, 0, low16, all));
+    expect_slots(v3, {OWN3(con3, ioread), OWN3(con3, iorite), OWN3(con3, iowait), OWN3(con3, iolen), OWN3(con3, ioset),
+                      OWN3(con3, bxts), OWN3(con3, imapset), OWN3(con3, aeiou), OWN3(con3, xwind)});
+    ASSERT_EQ(0, mvimage3_colorconverter(&v3, &m3, MVCS_RGB, 0));
+    ASSERT_EQ(1, v3.bxts(&v3, 0, low16, all));
+    ASSERT_GT(v3.imapset(&v3, 0, low16, all), 0);
+    expect_slots(v3, {OWN3(clr3, bxtp), OWN3(clr3, bxta), OWN3(clr3, bxtw), OWN3(clr3, imap), OWN3(clr3, imapr),
+                      OWN3(clr3, ioset), OWN3(clr3, xwind)});
+    ASSERT_EQ(0, mvimage3_colorslice(&v3, &m3, 0, 2));
+    ASSERT_EQ(1, v3.ioset(&v3, 0, low16, 1));
+    expect_slots(v3, {OWN3(clrslic3, ioread), OWN3(clrslic3, iorite), OWN3(clrslic3, ioset), OWN3(clrslic3, aeiou)});
+
     // Called by name, a routine does what the slot does; a null record is
     // refused.
     uint16_t line[8 * 3] = {};
@@ -283,6 +336,8 @@ TEST(ViewRules, SlotsHoldTheExportedRoutines) {
     EXPECT_EQ(MVERR_USAGE, mvimmem_ioset(nullptr, 0, low16, all));
     EXPECT_EQ(0u, mvimconv_ioreadpfbix(nullptr, 0, line, 8, 0, 0));
     EXPECT_EQ(nullptr, mvimyinv_xwind(nullptr, nullptr, 's'));
+    EXPECT_EQ(0u, mvimmem3_ioreadzscan(nullptr, 0, line, 2, 0, 0, 0));
+    EXPECT_EQ(MVERR_USAGE, mvimclrslic3_ioset(nullptr, 0, low16, 1));
 }
 
 // ---- pair operations on a one-line window -----------------------------------

@@ -80,9 +80,9 @@ int32_t ioset(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
     s.run_mode = mode;
     PixieSelection sel;
     s.sel_count = parse_mask(mask, v->pixfmt.pixies, sel) ? sel.count : 1;
-    v->ioread = io<false>;
-    v->iorite = io<true>;
-    v->iolen = iolen;
+    v->ioread = mvim2to3_ioread;
+    v->iorite = mvim2to3_iorite;
+    v->iolen = mvim2to3_iolen;
     return rc;
 }
 
@@ -123,9 +123,9 @@ int32_t bxts(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (is_self(v, p) || guard.too_deep()) return kSelfParent;
     const int32_t rc = p->bxts(p, mode, type, mask);
     if (rc < 0) return rc;
-    v->bxtp = bxtp;
-    v->bxta = bxta;
-    v->bxtw = bxtw;
+    v->bxtp = mvim2to3_bxtp;
+    v->bxta = mvim2to3_bxta;
+    v->bxtw = mvim2to3_bxtw;
     return rc;
 }
 
@@ -167,8 +167,8 @@ int32_t imapset(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (rc < 0) return rc;
     st(v).map_mode = mode & ~MVMODE_WRITE;
     if (rc == MVMAP_GRANT) st(v).map_mode &= ~MVMODE_CONTINUE;
-    v->imap = imap;
-    v->imapr = imapr;
+    v->imap = mvim2to3_imap;
+    v->imapr = mvim2to3_imapr;
     return rc;
 }
 
@@ -190,8 +190,8 @@ mvyzwindow* xwind(mvimage3* v, mvyzwindow* w, int32_t code) {
                 mvywindow flat{{v->wind.nw.x, v->wind.nw.y}, {v->wind.se.x, v->wind.se.y}};
                 p->xwind(p, &flat, 's');
             }
-            set_idle_slots3(v, ioset, bxts, imapset);
-            v->iowait = iowait;
+            set_idle_slots3(v, mvim2to3_ioset, mvim2to3_bxts, mvim2to3_imapset);
+            v->iowait = mvim2to3_iowait;
             return &v->wind;
         }
         case 'w':
@@ -229,11 +229,56 @@ extern "C" MVIP_API int32_t mvimage_def3from2(mvimage3* v, mvimage* parent_ref, 
     d3.geometry = d.geometry;
     fill_description(v, d3, follow != 0);
     set_kind(as2(v), "MVIM2to3");
-    v->aeiou = aeiou;
-    v->xwind = xwind;
+    v->aeiou = mvim2to3_aeiou;
+    v->xwind = mvim2to3_xwind;
     ViewHead& s = st(v);
     s.parent_ref = ref;
     s.follow = follow;
     v->xwind(v, &v->wind, 's');
     return 0;
+}
+
+// ---- One-plane view slot routines by name -----------------------------------
+
+extern "C" MVIP_API uint32_t mvim2to3_ioread(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::io<false>(im, flags, buffer, count, x, y, z) : 0;
+}
+extern "C" MVIP_API uint32_t mvim2to3_iorite(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::io<true>(im, flags, buffer, count, x, y, z) : 0;
+}
+extern "C" MVIP_API int32_t mvim2to3_iowait(mvimage3* im) {
+    return im ? mvip::view::iowait(im) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvim2to3_ioset(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::ioset(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvim2to3_iolen(mvimage3* im, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::iolen(im, count, x, y, z) : 0;
+}
+extern "C" MVIP_API int32_t mvim2to3_bxts(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::bxts(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvim2to3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list, uint32_t count) {
+    return im ? mvip::view::bxtp(im, operation, list, count) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvim2to3_bxta(mvimage3* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t count, int32_t code) {
+    return im ? mvip::view::bxta(im, operation, buffer, list, count, code) : 0;
+}
+extern "C" MVIP_API int32_t mvim2to3_bxtw(mvimage3* im) {
+    return im ? mvip::view::bxtw(im) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvim2to3_imapset(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::imapset(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvim2to3_imap(mvimage3* im, mvmapdesc* desc, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::imap(im, desc, x, y, z) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvim2to3_imapr(mvimage3* im, mvmapdesc* desc) {
+    return im ? mvip::view::imapr(im, desc) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvim2to3_aeiou(mvimage3* im, uint32_t code, void* arg) {
+    return im ? mvip::view::aeiou(im, code, arg) : 0;
+}
+extern "C" MVIP_API mvyzwindow* mvim2to3_xwind(mvimage3* im, mvyzwindow* window, int32_t code) {
+    return im ? mvip::view::xwind(im, window, code) : nullptr;
 }

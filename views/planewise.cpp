@@ -6,6 +6,39 @@
 namespace mvip::view::planewise {
 namespace {
 
+// The routines a kind's records hold, each exported under the kind's name.
+struct NamedSlots {
+    mvslot3_io ioread, iorite;
+    mvslot3_wait iowait;
+    mvslot3_set ioset;
+    mvslot3_len iolen;
+    mvslot3_set bxts;
+    mvslot3_bxtp bxtp;
+    mvslot3_bxta bxta;
+    mvslot3_wait bxtw;
+    mvslot3_set imapset;
+    mvslot3_imap imap;
+    mvslot3_imapr imapr;
+    mvslot3_aeiou aeiou;
+    mvslot3_xwind xwind;
+};
+
+#define MVIP_NAMED_SLOTS(kind)                                                                        \
+    NamedSlots{kind##_ioread, kind##_iorite, kind##_iowait,  kind##_ioset, kind##_iolen,                \
+               kind##_bxts,   kind##_bxtp,   kind##_bxta,    kind##_bxtw,  kind##_imapset,              \
+               kind##_imap,   kind##_imapr,  kind##_aeiou,   kind##_xwind}
+const NamedSlots kConverterSlots = MVIP_NAMED_SLOTS(mvimcon3);
+const NamedSlots kColorConverterSlots = MVIP_NAMED_SLOTS(mvimclr3);
+const NamedSlots kColorSliceSlots = MVIP_NAMED_SLOTS(mvimclrslic3);
+#undef MVIP_NAMED_SLOTS
+
+// The routines of the kind with tag `kind`.
+const NamedSlots* named_slots(const char* kind) {
+    if (std::strcmp(kind, "MVIMCON3") == 0) return &kConverterSlots;
+    if (std::strcmp(kind, "MVIMCLR3") == 0) return &kColorConverterSlots;
+    return &kColorSliceSlots;
+}
+
 #pragma pack(push, 4)
 struct Access {
     uint32_t mode, type, mask;
@@ -13,6 +46,7 @@ struct Access {
 struct PlanewiseState {
     ViewHead head;       // the 3-D parent; follow; map_mode of the current mapping
     BuildFlat flat;      // the kind's 2-D form
+    const NamedSlots* named;  // the kind's routines
     Access run, bxt;     // current run and scattered access
     uint8_t args[kArgBytes];
 };
@@ -129,9 +163,9 @@ int32_t ioset(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (rc >= 0) rc = pl.flat.ioset(&pl.flat, flat_mode(mode), type, mask);
     if (rc < 0) return rc;
     st(v).run = Access{mode, type, mask};
-    v->ioread = io<false>;
-    v->iorite = io<true>;
-    v->iolen = iolen;
+    v->ioread = st(v).named->ioread;
+    v->iorite = st(v).named->iorite;
+    v->iolen = st(v).named->iolen;
     return rc;
 }
 
@@ -179,9 +213,9 @@ int32_t bxts(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (rc >= 0) rc = pl.flat.bxts(&pl.flat, mode, type, mask);
     if (rc < 0) return rc;
     st(v).bxt = Access{mode, type, mask};
-    v->bxtp = bxtp;
-    v->bxta = bxta;
-    v->bxtw = bxtw;
+    v->bxtp = st(v).named->bxtp;
+    v->bxta = st(v).named->bxta;
+    v->bxtw = st(v).named->bxtw;
     return rc;
 }
 
@@ -229,8 +263,8 @@ int32_t imapset(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
     rc = p->imapset(p, mode, type, mask);
     if (rc < 0) return rc;
     st(v).head.map_mode = (mode & ~MVMODE_WRITE) & ~(rc == MVMAP_GRANT_CONTINUE ? 0u : MVMODE_CONTINUE);
-    v->imap = imap;
-    v->imapr = imapr;
+    v->imap = st(v).named->imap;
+    v->imapr = st(v).named->imapr;
     return rc;
 }
 
@@ -249,8 +283,8 @@ mvyzwindow* xwind(mvimage3* v, mvyzwindow* w, int32_t code) {
             mvimage3* p = parent(v);
             NestingGuard guard;
             if (st(v).head.follow && !is_self(v, p) && !guard.too_deep()) p->xwind(p, &v->wind, 's');
-            set_idle_slots3(v, ioset, bxts, imapset);
-            v->iowait = iowait;
+            set_idle_slots3(v, st(v).named->ioset, st(v).named->bxts, st(v).named->imapset);
+            v->iowait = st(v).named->iowait;
             return &v->wind;
         }
         case 'w':
@@ -292,8 +326,9 @@ int32_t build(mvimage3* v, mvimage3* parent_ref, uint8_t follow, const char* kin
     }
     fill_description(v, d, follow != 0);
     set_kind(as2(v), kind);
-    v->aeiou = aeiou;
-    v->xwind = xwind;
+    st(v).named = named_slots(kind);
+    v->aeiou = st(v).named->aeiou;
+    v->xwind = st(v).named->xwind;
     PlanewiseState& s = st(v);
     s.head.parent_ref = ref;
     s.head.follow = follow;
@@ -304,3 +339,133 @@ int32_t build(mvimage3* v, mvimage3* parent_ref, uint8_t follow, const char* kin
 }
 
 }  // namespace mvip::view::planewise
+
+// ---- Slot routines by name --------------------------------------------------
+// The three kinds share the engine; each holds routines of its own name.
+
+extern "C" MVIP_API uint32_t mvimcon3_ioread(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::planewise::io<false>(im, flags, buffer, count, x, y, z) : 0;
+}
+extern "C" MVIP_API uint32_t mvimcon3_iorite(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::planewise::io<true>(im, flags, buffer, count, x, y, z) : 0;
+}
+extern "C" MVIP_API int32_t mvimcon3_iowait(mvimage3* im) {
+    return im ? mvip::view::planewise::iowait(im) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimcon3_ioset(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::planewise::ioset(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimcon3_iolen(mvimage3* im, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::planewise::iolen(im, count, x, y, z) : 0;
+}
+extern "C" MVIP_API int32_t mvimcon3_bxts(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::planewise::bxts(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimcon3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list, uint32_t count) {
+    return im ? mvip::view::planewise::bxtp(im, operation, list, count) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimcon3_bxta(mvimage3* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t count, int32_t code) {
+    return im ? mvip::view::planewise::bxta(im, operation, buffer, list, count, code) : 0;
+}
+extern "C" MVIP_API int32_t mvimcon3_bxtw(mvimage3* im) {
+    return im ? mvip::view::planewise::bxtw(im) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimcon3_imapset(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::planewise::imapset(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimcon3_imap(mvimage3* im, mvmapdesc* desc, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::planewise::imap(im, desc, x, y, z) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimcon3_imapr(mvimage3* im, mvmapdesc* desc) {
+    return im ? mvip::view::planewise::imapr(im, desc) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimcon3_aeiou(mvimage3* im, uint32_t code, void* arg) {
+    return im ? mvip::view::planewise::aeiou(im, code, arg) : 0;
+}
+extern "C" MVIP_API mvyzwindow* mvimcon3_xwind(mvimage3* im, mvyzwindow* window, int32_t code) {
+    return im ? mvip::view::planewise::xwind(im, window, code) : nullptr;
+}
+extern "C" MVIP_API uint32_t mvimclr3_ioread(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::planewise::io<false>(im, flags, buffer, count, x, y, z) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclr3_iorite(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::planewise::io<true>(im, flags, buffer, count, x, y, z) : 0;
+}
+extern "C" MVIP_API int32_t mvimclr3_iowait(mvimage3* im) {
+    return im ? mvip::view::planewise::iowait(im) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclr3_ioset(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::planewise::ioset(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimclr3_iolen(mvimage3* im, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::planewise::iolen(im, count, x, y, z) : 0;
+}
+extern "C" MVIP_API int32_t mvimclr3_bxts(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::planewise::bxts(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclr3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list, uint32_t count) {
+    return im ? mvip::view::planewise::bxtp(im, operation, list, count) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimclr3_bxta(mvimage3* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t count, int32_t code) {
+    return im ? mvip::view::planewise::bxta(im, operation, buffer, list, count, code) : 0;
+}
+extern "C" MVIP_API int32_t mvimclr3_bxtw(mvimage3* im) {
+    return im ? mvip::view::planewise::bxtw(im) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclr3_imapset(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::planewise::imapset(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclr3_imap(mvimage3* im, mvmapdesc* desc, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::planewise::imap(im, desc, x, y, z) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclr3_imapr(mvimage3* im, mvmapdesc* desc) {
+    return im ? mvip::view::planewise::imapr(im, desc) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimclr3_aeiou(mvimage3* im, uint32_t code, void* arg) {
+    return im ? mvip::view::planewise::aeiou(im, code, arg) : 0;
+}
+extern "C" MVIP_API mvyzwindow* mvimclr3_xwind(mvimage3* im, mvyzwindow* window, int32_t code) {
+    return im ? mvip::view::planewise::xwind(im, window, code) : nullptr;
+}
+extern "C" MVIP_API uint32_t mvimclrslic3_ioread(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::planewise::io<false>(im, flags, buffer, count, x, y, z) : 0;
+}
+extern "C" MVIP_API uint32_t mvimclrslic3_iorite(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::planewise::io<true>(im, flags, buffer, count, x, y, z) : 0;
+}
+extern "C" MVIP_API int32_t mvimclrslic3_iowait(mvimage3* im) {
+    return im ? mvip::view::planewise::iowait(im) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclrslic3_ioset(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::planewise::ioset(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimclrslic3_iolen(mvimage3* im, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::planewise::iolen(im, count, x, y, z) : 0;
+}
+extern "C" MVIP_API int32_t mvimclrslic3_bxts(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::planewise::bxts(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclrslic3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list, uint32_t count) {
+    return im ? mvip::view::planewise::bxtp(im, operation, list, count) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimclrslic3_bxta(mvimage3* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t count, int32_t code) {
+    return im ? mvip::view::planewise::bxta(im, operation, buffer, list, count, code) : 0;
+}
+extern "C" MVIP_API int32_t mvimclrslic3_bxtw(mvimage3* im) {
+    return im ? mvip::view::planewise::bxtw(im) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclrslic3_imapset(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::planewise::imapset(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclrslic3_imap(mvimage3* im, mvmapdesc* desc, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::planewise::imap(im, desc, x, y, z) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimclrslic3_imapr(mvimage3* im, mvmapdesc* desc) {
+    return im ? mvip::view::planewise::imapr(im, desc) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimclrslic3_aeiou(mvimage3* im, uint32_t code, void* arg) {
+    return im ? mvip::view::planewise::aeiou(im, code, arg) : 0;
+}
+extern "C" MVIP_API mvyzwindow* mvimclrslic3_xwind(mvimage3* im, mvyzwindow* window, int32_t code) {
+    return im ? mvip::view::planewise::xwind(im, window, code) : nullptr;
+}

@@ -128,10 +128,10 @@ int32_t ioset(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
     const int32_t rc = p->ioset(p, pmode, type, mask);
     if (rc < 0) return rc;
     if ((mode & (MVMODE_YSCAN | MVMODE_ZSCAN)) == (MVMODE_YSCAN | MVMODE_ZSCAN)) return MVERR_USAGE;
-    v->ioread = io<false>;
-    v->iorite = io<true>;
-    v->iolen = iolen;
-    v->iowait = iowait;
+    v->ioread = mvim3to3_ioread;
+    v->iorite = mvim3to3_iorite;
+    v->iolen = mvim3to3_iolen;
+    v->iowait = mvim3to3_iowait;
     return 0;
 }
 
@@ -173,9 +173,9 @@ int32_t bxts(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (is_self(v, p) || guard.too_deep()) return kSelfParent;
     const int32_t rc = p->bxts(p, mode, type, mask);
     if (rc < 0) return rc;
-    v->bxtp = bxtp;
-    v->bxta = bxta;
-    v->bxtw = bxtw;
+    v->bxtp = mvim3to3_bxtp;
+    v->bxta = mvim3to3_bxta;
+    v->bxtw = mvim3to3_bxtw;
     return rc;
 }
 
@@ -199,7 +199,7 @@ mvyzwindow* xwind(mvimage3* v, mvyzwindow* w, int32_t code) {
                 all.se.z = p->imdim.se.z;
                 p->xwind(p, &all, 's');
             }
-            set_idle_slots3(v, ioset, bxts, noop::imapset3);
+            set_idle_slots3(v, mvim3to3_ioset, mvim3to3_bxts, noop::imapset3);
             return &v->wind;
         }
         case 'w':
@@ -235,8 +235,8 @@ extern "C" MVIP_API int32_t mvimage3_def3from3(mvimage3* v, mvimage3* parent_ref
     fill_description(v, d, true);
     v->wind = v->imdim;
     set_kind(as2(v), "MVIM3to3");
-    v->aeiou = aeiou;
-    v->xwind = xwind;
+    v->aeiou = mvim3to3_aeiou;
+    v->xwind = mvim3to3_xwind;
     RingState& s = st(v);
     s.head.parent_ref = ref;
     s.head.follow = follow;
@@ -244,4 +244,40 @@ extern "C" MVIP_API int32_t mvimage3_def3from3(mvimage3* v, mvimage3* parent_ref
     if (follow && !self) p->xwind(p, nullptr, 's');
     v->xwind(v, &v->wind, 's');
     return 0;
+}
+
+// ---- Ring view slot routines by name ----------------------------------------
+
+extern "C" MVIP_API uint32_t mvim3to3_ioread(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::io<false>(im, flags, buffer, count, x, y, z) : 0;
+}
+extern "C" MVIP_API uint32_t mvim3to3_iorite(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::io<true>(im, flags, buffer, count, x, y, z) : 0;
+}
+extern "C" MVIP_API int32_t mvim3to3_iowait(mvimage3* im) {
+    return im ? mvip::view::iowait(im) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvim3to3_ioset(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::ioset(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvim3to3_iolen(mvimage3* im, uint32_t count, int32_t x, int32_t y, int32_t z) {
+    return im ? mvip::view::iolen(im, count, x, y, z) : 0;
+}
+extern "C" MVIP_API int32_t mvim3to3_bxts(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::bxts(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvim3to3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list, uint32_t count) {
+    return im ? mvip::view::bxtp(im, operation, list, count) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvim3to3_bxta(mvimage3* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t count, int32_t code) {
+    return im ? mvip::view::bxta(im, operation, buffer, list, count, code) : 0;
+}
+extern "C" MVIP_API int32_t mvim3to3_bxtw(mvimage3* im) {
+    return im ? mvip::view::bxtw(im) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvim3to3_aeiou(mvimage3* im, uint32_t code, void* arg) {
+    return im ? mvip::view::aeiou(im, code, arg) : 0;
+}
+extern "C" MVIP_API mvyzwindow* mvim3to3_xwind(mvimage3* im, mvyzwindow* window, int32_t code) {
+    return im ? mvip::view::xwind(im, window, code) : nullptr;
 }

@@ -121,9 +121,9 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     PixieSelection sel;
     s.head.sel_count = parse_mask(mask, v->pixfmt.pixies, sel) ? sel.count : 1;
     s.across = across ? 1 : 0;
-    v->ioread = io<false>;
-    v->iorite = io<true>;
-    v->iolen = iolen;
+    v->ioread = mvim3to2_ioread;
+    v->iorite = mvim3to2_iorite;
+    v->iolen = mvim3to2_iolen;
     return rc;
 }
 
@@ -167,9 +167,9 @@ int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (is_self(v, p) || guard.too_deep()) return kSelfParent;
     const int32_t rc = p->bxts(p, mode, type, mask);
     if (rc < 0) return rc;
-    v->bxtp = bxtp;
-    v->bxta = bxta;
-    v->bxtw = bxtw;
+    v->bxtp = mvim3to2_bxtp;
+    v->bxta = mvim3to2_bxta;
+    v->bxtw = mvim3to2_bxtw;
     return rc;
 }
 
@@ -213,8 +213,8 @@ int32_t imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     if (rc < 0) return rc;
     const bool continues = across && rc == MVMAP_GRANT_CONTINUE;
     st(v).head.map_mode = (mode & ~(MVMODE_WRITE | MVMODE_CONTINUE)) | (continues ? MVMODE_CONTINUE : 0u);
-    v->imap = imap;
-    v->imapr = imapr;
+    v->imap = mvim3to2_imap;
+    v->imapr = mvim3to2_imapr;
     return continues ? MVMAP_GRANT_CONTINUE : MVMAP_GRANT;
 }
 
@@ -230,8 +230,8 @@ mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
     switch (code) {
         case 's':
             if (!set_own_window(v, w)) return nullptr;
-            set_idle_slots(v, ioset, bxts, imapset);
-            v->iowait = iowait;
+            set_idle_slots(v, mvim3to2_ioset, mvim3to2_bxts, mvim3to2_imapset);
+            v->iowait = mvim3to2_iowait;
             return &v->wind;
         case 'w':
             if (w) *w = v->wind;
@@ -266,8 +266,8 @@ int32_t build_section(mvimage* v, mvimage3* p, int64_t ref, int xaxis, int yaxis
     derive_sizes(v);
     std::memcpy(&v->xwidth, &d.geometry, sizeof d.geometry);
     set_kind(v, "MVIM3to2");
-    v->aeiou = aeiou;
-    v->xwind = xwind;
+    v->aeiou = mvim3to2_aeiou;
+    v->xwind = mvim3to2_xwind;
     SectionState& s = st(v);
     s.head.parent_ref = ref;
     s.head.follow = mirror ? 1 : 0;
@@ -301,4 +301,49 @@ extern "C" MVIP_API int32_t mvimage_def2from3(mvimage* v, mvimage3* parent_ref, 
         return MVERR_USAGE;
     }
     return build_section(v, p, ref, xa, ya, fixed, false, true);
+}
+
+// ---- Section view slot routines by name -------------------------------------
+
+extern "C" MVIP_API uint32_t mvim3to2_ioread(mvimage* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y) {
+    return im ? mvip::view::io<false>(im, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API uint32_t mvim3to2_iorite(mvimage* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y) {
+    return im ? mvip::view::io<true>(im, flags, buffer, count, x, y) : 0;
+}
+extern "C" MVIP_API int32_t mvim3to2_iowait(mvimage* im) {
+    return im ? mvip::view::iowait(im) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvim3to2_ioset(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::ioset(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvim3to2_iolen(mvimage* im, uint32_t count, int32_t x, int32_t y) {
+    return im ? mvip::view::iolen(im, count, x, y) : 0;
+}
+extern "C" MVIP_API int32_t mvim3to2_bxts(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::bxts(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvim3to2_bxtp(mvimage* im, int32_t operation, mvbxtentry* list, uint32_t count) {
+    return im ? mvip::view::bxtp(im, operation, list, count) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvim3to2_bxta(mvimage* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t count, int32_t code) {
+    return im ? mvip::view::bxta(im, operation, buffer, list, count, code) : 0;
+}
+extern "C" MVIP_API int32_t mvim3to2_bxtw(mvimage* im) {
+    return im ? mvip::view::bxtw(im) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvim3to2_imapset(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? mvip::view::imapset(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvim3to2_imap(mvimage* im, mvmapdesc* desc, int32_t x, int32_t y) {
+    return im ? mvip::view::imap(im, desc, x, y) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvim3to2_imapr(mvimage* im, mvmapdesc* desc) {
+    return im ? mvip::view::imapr(im, desc) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvim3to2_aeiou(mvimage* im, uint32_t code, void* arg) {
+    return im ? mvip::view::aeiou(im, code, arg) : 0;
+}
+extern "C" MVIP_API mvywindow* mvim3to2_xwind(mvimage* im, mvywindow* window, int32_t code) {
+    return im ? mvip::view::xwind(im, window, code) : nullptr;
 }
