@@ -934,8 +934,8 @@ MVIP_API int32_t mvimage3_colorconverter(mvimage3 *view, mvimage3 *parent,
  * in front where the tag does not begin with it ("MVIMMEM" mvimmem,
  * "MVIMYInv" mvimyinv, "NULL2" mvimnull2, "ClrSlice" mvimclrslice), and
  * <slot> the slot, followed by the variant where a slot has several
- * routines chosen per access (xscan / yscan, _supported / _almostsupported
- * / pfbix, passthru / opaque, or the data type of bxta).  Slots a kind
+ * routines chosen per access (xscan / yscan / zscan, _supported /
+ * _almostsupported / pfbix, passthru / opaque, or the data type of bxta).  Slots a kind
  * leaves idle hold the null image's routines.
  *
  * Each takes the arguments of its slot (the typedefs above), the record

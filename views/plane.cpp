@@ -240,10 +240,12 @@ extern "C" MVIP_API int32_t mvimage_def3from2(mvimage3* v, mvimage* parent_ref, 
 
 // ---- One-plane view slot routines by name -----------------------------------
 
-extern "C" MVIP_API uint32_t mvim2to3_ioread(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+extern "C" MVIP_API uint32_t mvim2to3_ioread(mvimage3* im, uint32_t flags, void* buffer, uint32_t count,
+                                             int32_t x, int32_t y, int32_t z) {
     return im ? mvip::view::io<false>(im, flags, buffer, count, x, y, z) : 0;
 }
-extern "C" MVIP_API uint32_t mvim2to3_iorite(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+extern "C" MVIP_API uint32_t mvim2to3_iorite(mvimage3* im, uint32_t flags, void* buffer, uint32_t count,
+                                             int32_t x, int32_t y, int32_t z) {
     return im ? mvip::view::io<true>(im, flags, buffer, count, x, y, z) : 0;
 }
 extern "C" MVIP_API int32_t mvim2to3_iowait(mvimage3* im) {
@@ -258,10 +260,12 @@ extern "C" MVIP_API uint32_t mvim2to3_iolen(mvimage3* im, uint32_t count, int32_
 extern "C" MVIP_API int32_t mvim2to3_bxts(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
     return im ? mvip::view::bxts(im, mode, type, mask) : MVERR_USAGE;
 }
-extern "C" MVIP_API int32_t mvim2to3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list, uint32_t count) {
+extern "C" MVIP_API int32_t mvim2to3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list,
+                                          uint32_t count) {
     return im ? mvip::view::bxtp(im, operation, list, count) : MVERR_USAGE;
 }
-extern "C" MVIP_API uint32_t mvim2to3_bxta(mvimage3* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t count, int32_t code) {
+extern "C" MVIP_API uint32_t mvim2to3_bxta(mvimage3* im, int32_t operation, void* buffer, mvbxtentry* list,
+                                           uint32_t count, int32_t code) {
     return im ? mvip::view::bxta(im, operation, buffer, list, count, code) : 0;
 }
 extern "C" MVIP_API int32_t mvim2to3_bxtw(mvimage3* im) {

@@ -343,10 +343,12 @@ int32_t build(mvimage3* v, mvimage3* parent_ref, uint8_t follow, const char* kin
 // ---- Slot routines by name --------------------------------------------------
 // The three kinds share the engine; each holds routines of its own name.
 
-extern "C" MVIP_API uint32_t mvimcon3_ioread(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+extern "C" MVIP_API uint32_t mvimcon3_ioread(mvimage3* im, uint32_t flags, void* buffer, uint32_t count,
+                                             int32_t x, int32_t y, int32_t z) {
     return im ? mvip::view::planewise::io<false>(im, flags, buffer, count, x, y, z) : 0;
 }
-extern "C" MVIP_API uint32_t mvimcon3_iorite(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+extern "C" MVIP_API uint32_t mvimcon3_iorite(mvimage3* im, uint32_t flags, void* buffer, uint32_t count,
+                                             int32_t x, int32_t y, int32_t z) {
     return im ? mvip::view::planewise::io<true>(im, flags, buffer, count, x, y, z) : 0;
 }
 extern "C" MVIP_API int32_t mvimcon3_iowait(mvimage3* im) {
@@ -361,10 +363,12 @@ extern "C" MVIP_API uint32_t mvimcon3_iolen(mvimage3* im, uint32_t count, int32_
 extern "C" MVIP_API int32_t mvimcon3_bxts(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
     return im ? mvip::view::planewise::bxts(im, mode, type, mask) : MVERR_USAGE;
 }
-extern "C" MVIP_API int32_t mvimcon3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list, uint32_t count) {
+extern "C" MVIP_API int32_t mvimcon3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list,
+                                          uint32_t count) {
     return im ? mvip::view::planewise::bxtp(im, operation, list, count) : MVERR_USAGE;
 }
-extern "C" MVIP_API uint32_t mvimcon3_bxta(mvimage3* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t count, int32_t code) {
+extern "C" MVIP_API uint32_t mvimcon3_bxta(mvimage3* im, int32_t operation, void* buffer, mvbxtentry* list,
+                                           uint32_t count, int32_t code) {
     return im ? mvip::view::planewise::bxta(im, operation, buffer, list, count, code) : 0;
 }
 extern "C" MVIP_API int32_t mvimcon3_bxtw(mvimage3* im) {
@@ -385,10 +389,12 @@ extern "C" MVIP_API uint32_t mvimcon3_aeiou(mvimage3* im, uint32_t code, void* a
 extern "C" MVIP_API mvyzwindow* mvimcon3_xwind(mvimage3* im, mvyzwindow* window, int32_t code) {
     return im ? mvip::view::planewise::xwind(im, window, code) : nullptr;
 }
-extern "C" MVIP_API uint32_t mvimclr3_ioread(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+extern "C" MVIP_API uint32_t mvimclr3_ioread(mvimage3* im, uint32_t flags, void* buffer, uint32_t count,
+                                             int32_t x, int32_t y, int32_t z) {
     return im ? mvip::view::planewise::io<false>(im, flags, buffer, count, x, y, z) : 0;
 }
-extern "C" MVIP_API uint32_t mvimclr3_iorite(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+extern "C" MVIP_API uint32_t mvimclr3_iorite(mvimage3* im, uint32_t flags, void* buffer, uint32_t count,
+                                             int32_t x, int32_t y, int32_t z) {
     return im ? mvip::view::planewise::io<true>(im, flags, buffer, count, x, y, z) : 0;
 }
 extern "C" MVIP_API int32_t mvimclr3_iowait(mvimage3* im) {
@@ -403,10 +409,12 @@ extern "C" MVIP_API uint32_t mvimclr3_iolen(mvimage3* im, uint32_t count, int32_
 extern "C" MVIP_API int32_t mvimclr3_bxts(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
     return im ? mvip::view::planewise::bxts(im, mode, type, mask) : MVERR_USAGE;
 }
-extern "C" MVIP_API int32_t mvimclr3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list, uint32_t count) {
+extern "C" MVIP_API int32_t mvimclr3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list,
+                                          uint32_t count) {
     return im ? mvip::view::planewise::bxtp(im, operation, list, count) : MVERR_USAGE;
 }
-extern "C" MVIP_API uint32_t mvimclr3_bxta(mvimage3* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t count, int32_t code) {
+extern "C" MVIP_API uint32_t mvimclr3_bxta(mvimage3* im, int32_t operation, void* buffer, mvbxtentry* list,
+                                           uint32_t count, int32_t code) {
     return im ? mvip::view::planewise::bxta(im, operation, buffer, list, count, code) : 0;
 }
 extern "C" MVIP_API int32_t mvimclr3_bxtw(mvimage3* im) {
@@ -427,10 +435,12 @@ extern "C" MVIP_API uint32_t mvimclr3_aeiou(mvimage3* im, uint32_t code, void* a
 extern "C" MVIP_API mvyzwindow* mvimclr3_xwind(mvimage3* im, mvyzwindow* window, int32_t code) {
     return im ? mvip::view::planewise::xwind(im, window, code) : nullptr;
 }
-extern "C" MVIP_API uint32_t mvimclrslic3_ioread(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+extern "C" MVIP_API uint32_t mvimclrslic3_ioread(mvimage3* im, uint32_t flags, void* buffer,
+                                                 uint32_t count, int32_t x, int32_t y, int32_t z) {
     return im ? mvip::view::planewise::io<false>(im, flags, buffer, count, x, y, z) : 0;
 }
-extern "C" MVIP_API uint32_t mvimclrslic3_iorite(mvimage3* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y, int32_t z) {
+extern "C" MVIP_API uint32_t mvimclrslic3_iorite(mvimage3* im, uint32_t flags, void* buffer,
+                                                 uint32_t count, int32_t x, int32_t y, int32_t z) {
     return im ? mvip::view::planewise::io<true>(im, flags, buffer, count, x, y, z) : 0;
 }
 extern "C" MVIP_API int32_t mvimclrslic3_iowait(mvimage3* im) {
@@ -439,25 +449,30 @@ extern "C" MVIP_API int32_t mvimclrslic3_iowait(mvimage3* im) {
 extern "C" MVIP_API int32_t mvimclrslic3_ioset(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
     return im ? mvip::view::planewise::ioset(im, mode, type, mask) : MVERR_USAGE;
 }
-extern "C" MVIP_API uint32_t mvimclrslic3_iolen(mvimage3* im, uint32_t count, int32_t x, int32_t y, int32_t z) {
+extern "C" MVIP_API uint32_t mvimclrslic3_iolen(mvimage3* im, uint32_t count, int32_t x, int32_t y,
+                                                int32_t z) {
     return im ? mvip::view::planewise::iolen(im, count, x, y, z) : 0;
 }
 extern "C" MVIP_API int32_t mvimclrslic3_bxts(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
     return im ? mvip::view::planewise::bxts(im, mode, type, mask) : MVERR_USAGE;
 }
-extern "C" MVIP_API int32_t mvimclrslic3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list, uint32_t count) {
+extern "C" MVIP_API int32_t mvimclrslic3_bxtp(mvimage3* im, int32_t operation, mvbxtentry* list,
+                                              uint32_t count) {
     return im ? mvip::view::planewise::bxtp(im, operation, list, count) : MVERR_USAGE;
 }
-extern "C" MVIP_API uint32_t mvimclrslic3_bxta(mvimage3* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t count, int32_t code) {
+extern "C" MVIP_API uint32_t mvimclrslic3_bxta(mvimage3* im, int32_t operation, void* buffer,
+                                               mvbxtentry* list, uint32_t count, int32_t code) {
     return im ? mvip::view::planewise::bxta(im, operation, buffer, list, count, code) : 0;
 }
 extern "C" MVIP_API int32_t mvimclrslic3_bxtw(mvimage3* im) {
     return im ? mvip::view::planewise::bxtw(im) : MVERR_USAGE;
 }
-extern "C" MVIP_API int32_t mvimclrslic3_imapset(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask) {
+extern "C" MVIP_API int32_t mvimclrslic3_imapset(mvimage3* im, uint32_t mode, uint32_t type,
+                                                 uint32_t mask) {
     return im ? mvip::view::planewise::imapset(im, mode, type, mask) : MVERR_USAGE;
 }
-extern "C" MVIP_API int32_t mvimclrslic3_imap(mvimage3* im, mvmapdesc* desc, int32_t x, int32_t y, int32_t z) {
+extern "C" MVIP_API int32_t mvimclrslic3_imap(mvimage3* im, mvmapdesc* desc, int32_t x, int32_t y,
+                                              int32_t z) {
     return im ? mvip::view::planewise::imap(im, desc, x, y, z) : MVERR_USAGE;
 }
 extern "C" MVIP_API int32_t mvimclrslic3_imapr(mvimage3* im, mvmapdesc* desc) {

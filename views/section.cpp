@@ -305,10 +305,12 @@ extern "C" MVIP_API int32_t mvimage_def2from3(mvimage* v, mvimage3* parent_ref, 
 
 // ---- Section view slot routines by name -------------------------------------
 
-extern "C" MVIP_API uint32_t mvim3to2_ioread(mvimage* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y) {
+extern "C" MVIP_API uint32_t mvim3to2_ioread(mvimage* im, uint32_t flags, void* buffer, uint32_t count,
+                                             int32_t x, int32_t y) {
     return im ? mvip::view::io<false>(im, flags, buffer, count, x, y) : 0;
 }
-extern "C" MVIP_API uint32_t mvim3to2_iorite(mvimage* im, uint32_t flags, void* buffer, uint32_t count, int32_t x, int32_t y) {
+extern "C" MVIP_API uint32_t mvim3to2_iorite(mvimage* im, uint32_t flags, void* buffer, uint32_t count,
+                                             int32_t x, int32_t y) {
     return im ? mvip::view::io<true>(im, flags, buffer, count, x, y) : 0;
 }
 extern "C" MVIP_API int32_t mvim3to2_iowait(mvimage* im) {
@@ -323,10 +325,12 @@ extern "C" MVIP_API uint32_t mvim3to2_iolen(mvimage* im, uint32_t count, int32_t
 extern "C" MVIP_API int32_t mvim3to2_bxts(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
     return im ? mvip::view::bxts(im, mode, type, mask) : MVERR_USAGE;
 }
-extern "C" MVIP_API int32_t mvim3to2_bxtp(mvimage* im, int32_t operation, mvbxtentry* list, uint32_t count) {
+extern "C" MVIP_API int32_t mvim3to2_bxtp(mvimage* im, int32_t operation, mvbxtentry* list,
+                                          uint32_t count) {
     return im ? mvip::view::bxtp(im, operation, list, count) : MVERR_USAGE;
 }
-extern "C" MVIP_API uint32_t mvim3to2_bxta(mvimage* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t count, int32_t code) {
+extern "C" MVIP_API uint32_t mvim3to2_bxta(mvimage* im, int32_t operation, void* buffer, mvbxtentry* list,
+                                           uint32_t count, int32_t code) {
     return im ? mvip::view::bxta(im, operation, buffer, list, count, code) : 0;
 }
 extern "C" MVIP_API int32_t mvim3to2_bxtw(mvimage* im) {
