@@ -197,10 +197,7 @@ uint32_t bxta(mvimage3* v, int32_t operation, void* buffer, mvbxtentry* list, ui
     return pl.flat.bxta(&pl.flat, operation & ~0x80, buffer, list, n, code);
 }
 
-int32_t bxtw(mvimage3* v) {
-    mvimage3* p = parent(v);
-    return is_self(v, p) ? 1 : p->bxtw(p);
-}
+int32_t bxtw(mvimage3* v) { return bxtw_of_parent<parent>(v); }
 
 int32_t bxts(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
     v->bxtp = noop::bxtp3;
@@ -238,14 +235,7 @@ int32_t imap(mvimage3* v, mvmapdesc* desc, int32_t x, int32_t y, int32_t z) {
     return rc;
 }
 
-int32_t imapr(mvimage3* v, mvmapdesc* desc) {
-    mvimage3* p = parent(v);
-    if (is_self(v, p)) {
-        if (desc) desc->runs = 0;
-        return 0;
-    }
-    return p->imapr(p, desc);
-}
+int32_t imapr(mvimage3* v, mvmapdesc* desc) { return imapr_of_parent<parent>(v, desc); }
 
 int32_t imapset(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
     v->imap = noop::imap3;

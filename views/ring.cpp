@@ -154,29 +154,13 @@ int32_t bxtp(mvimage3* v, int32_t operation, mvbxtentry* list, uint32_t n) {
 
 uint32_t bxta(mvimage3* v, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
               int32_t code) {
-    mvimage3* p = parent(v);
-    if (is_self(v, p)) return 0;
-    if (prepares(operation)) bxtp(v, operation, list, n);
-    return p->bxta(p, operation & ~0x80, buffer, list, n, code);
+    return bxta_through_parent<parent, bxtp>(v, operation, buffer, list, n, code);
 }
 
-int32_t bxtw(mvimage3* v) {
-    mvimage3* p = parent(v);
-    return is_self(v, p) ? 1 : p->bxtw(p);
-}
+int32_t bxtw(mvimage3* v) { return bxtw_of_parent<parent>(v); }
 
 int32_t bxts(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
-    v->bxtp = noop::bxtp3;
-    v->bxta = noop::bxta3;
-    mvimage3* p = parent(v);
-    NestingGuard guard;
-    if (is_self(v, p) || guard.too_deep()) return kSelfParent;
-    const int32_t rc = p->bxts(p, mode, type, mask);
-    if (rc < 0) return rc;
-    v->bxtp = mvim3to3_bxtp;
-    v->bxta = mvim3to3_bxta;
-    v->bxtw = mvim3to3_bxtw;
-    return rc;
+    return bxts_on_parent<parent>(v, mode, type, mask, mvim3to3_bxtp, mvim3to3_bxta, mvim3to3_bxtw);
 }
 
 uint32_t aeiou(mvimage3* v, uint32_t code, void* arg) {

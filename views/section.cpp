@@ -148,29 +148,13 @@ int32_t bxtp(mvimage* v, int32_t operation, mvbxtentry* list, uint32_t n) {
 
 uint32_t bxta(mvimage* v, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
               int32_t code) {
-    mvimage3* p = parent(v);
-    if (is_self(v, p)) return 0;
-    if (prepares(operation)) bxtp(v, operation, list, n);
-    return p->bxta(p, operation & ~0x80, buffer, list, n, code);
+    return bxta_through_parent<parent, bxtp>(v, operation, buffer, list, n, code);
 }
 
-int32_t bxtw(mvimage* v) {
-    mvimage3* p = parent(v);
-    return is_self(v, p) ? 1 : p->bxtw(p);
-}
+int32_t bxtw(mvimage* v) { return bxtw_of_parent<parent>(v); }
 
 int32_t bxts(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
-    v->bxtp = noop::bxtp;
-    v->bxta = noop::bxta;
-    mvimage3* p = parent(v);
-    NestingGuard guard;
-    if (is_self(v, p) || guard.too_deep()) return kSelfParent;
-    const int32_t rc = p->bxts(p, mode, type, mask);
-    if (rc < 0) return rc;
-    v->bxtp = mvim3to2_bxtp;
-    v->bxta = mvim3to2_bxta;
-    v->bxtw = mvim3to2_bxtw;
-    return rc;
+    return bxts_on_parent<parent>(v, mode, type, mask, mvim3to2_bxtp, mvim3to2_bxta, mvim3to2_bxtw);
 }
 
 // ---- direct mapping -----------------------------------------------------------
@@ -190,14 +174,7 @@ int32_t imap(mvimage* v, mvmapdesc* desc, int32_t x, int32_t y) {
     return rc;
 }
 
-int32_t imapr(mvimage* v, mvmapdesc* desc) {
-    mvimage3* p = parent(v);
-    if (is_self(v, p)) {
-        if (desc) desc->runs = 0;
-        return 0;
-    }
-    return p->imapr(p, desc);
-}
+int32_t imapr(mvimage* v, mvmapdesc* desc) { return imapr_of_parent<parent>(v, desc); }
 
 int32_t imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     v->imap = noop::imap;

@@ -2,6 +2,8 @@
 // the copied description and the layered inquiry answer.
 #pragma once
 
+#include <type_traits>
+
 #include "core/record.hpp"
 
 namespace mvip::view {
@@ -142,6 +144,66 @@ uint32_t walk_run(uint32_t n, uint32_t x, uint32_t y, uint32_t w, uint32_t h, bo
 }
 
 inline bool prepares(int32_t operation) { return static_cast<int8_t>(operation & 0xFF) < 0; }
+
+// ---- views that forward to one parent of either dimension -------------------
+// The dimension views reach their parent through `ParentOf(view)`, which may
+// give a record of the other dimension; a view that is its own parent
+// forwards nothing.
+
+template <class V, class P>
+bool same_record(const V* v, const P* p) {
+    return static_cast<const void*>(v) == static_cast<const void*>(p);
+}
+
+// Scattered values: the view's own `Prepare` (its bxtp) puts a list that
+// asks for preparation into the parent's coordinates; the parent moves them.
+template <auto ParentOf, auto Prepare, class V>
+uint32_t bxta_through_parent(V* v, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
+                             int32_t code) {
+    auto* p = ParentOf(v);
+    if (same_record(v, p)) return 0;
+    if (prepares(operation)) Prepare(v, operation, list, n);
+    return p->bxta(p, operation & ~0x80, buffer, list, n, code);
+}
+
+template <auto ParentOf, class V>
+int32_t bxtw_of_parent(V* v) {
+    auto* p = ParentOf(v);
+    return same_record(v, p) ? 1 : p->bxtw(p);
+}
+
+template <auto ParentOf, class V>
+int32_t imapr_of_parent(V* v, mvmapdesc* desc) {
+    auto* p = ParentOf(v);
+    if (same_record(v, p)) {
+        if (desc) desc->runs = 0;
+        return 0;
+    }
+    return p->imapr(p, desc);
+}
+
+// Scattered set-up: the view's transfers are no-ops until the parent
+// accepts the request; then they become the view's given routines.
+template <auto ParentOf, class V, class Bxtp, class Bxta, class Wait>
+int32_t bxts_on_parent(V* v, uint32_t mode, uint32_t type, uint32_t mask, Bxtp bxtp, Bxta bxta,
+                       Wait bxtw) {
+    if constexpr (std::is_same_v<V, mvimage3>) {
+        v->bxtp = noop::bxtp3;
+        v->bxta = noop::bxta3;
+    } else {
+        v->bxtp = noop::bxtp;
+        v->bxta = noop::bxta;
+    }
+    auto* p = ParentOf(v);
+    NestingGuard guard;
+    if (same_record(v, p) || guard.too_deep()) return kSelfParent;
+    const int32_t rc = p->bxts(p, mode, type, mask);
+    if (rc < 0) return rc;
+    v->bxtp = bxtp;
+    v->bxta = bxta;
+    v->bxtw = bxtw;
+    return rc;
+}
 
 // Prepares scattered entries on a 3-D parent: `place(entry, at)` gives the
 // parent coordinates of an entry (false: outside the view, and the parent
