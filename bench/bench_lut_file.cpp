@@ -145,7 +145,7 @@ void BM_file_u16_read_lines(benchmark::State& state) {
         benchmark::DoNotOptimize(line.data());
         benchmark::ClobberMemory();
     }
-    if (im.aeiou(&im, 'e', nullptr) != 0) state.SkipWithError("file error");
+    if (im.aeiou(&im, 'e', 0, 0) != 0) state.SkipWithError("file error");
     mvimage_filedone(&im, &handle);
     state.SetItemsProcessed(int64_t(state.iterations()) * kSide * kSide);
 }

@@ -2,18 +2,16 @@
 // kinds.  An entry's third word is its z coordinate for a 3-D image.
 #include <type_traits>
 #include "core/memimage.hpp"
+#include "core/bxtcode.hpp"
 
 #include <limits>
 
 namespace mvip::mem {
 namespace {
 
-// Offset stored for an entry outside the window; bxta skips it.
-constexpr int64_t kOutside = std::numeric_limits<int64_t>::min();
-
-inline bool prepares(int32_t operation) {
-    return static_cast<int8_t>(operation & 0xFF) < 0;
-}
+using bxt::apply;
+using bxt::kOutside;
+using bxt::prepares;
 
 inline int32_t entry_z(const mvimage*, const mvbxtentry&) { return 0; }
 inline int32_t entry_z(const mvimage3*, const mvbxtentry& e) { return static_cast<int32_t>(e.tag); }
@@ -51,23 +49,6 @@ Span image_span(const mvimage* im, const MemState& st) {
 }
 Span image_span(const mvimage3* im, const MemState& st) {
     return image_span(st, int64_t{im->pixelsize} * im->imdim.se.x, im->imdim.se.y, im->imdim.se.z);
-}
-
-template <class T>
-inline T apply(int32_t code, T& p, T b) {
-    switch (code) {
-        case 0: { T old = p; p = b; return old; }
-        case 1: p = static_cast<T>(p + b); break;
-        case 2: return p;
-        case 3: p = b; break;
-        case 4:
-            if constexpr (std::is_floating_point_v<T>) p = p * b;
-            else p = static_cast<T>(p ^ b);
-            break;
-        case 5: p = static_cast<T>(p - b); break;
-        default: break;
-    }
-    return b;
 }
 
 template <class T, class Rec>

@@ -6,7 +6,7 @@
 
 namespace mvip::mem {
 
-uint32_t aeiou(mvimage* im, uint32_t code, void*) {
+uint32_t aeiou(mvimage* im, uint32_t code, intptr_t, intptr_t) {
     switch (code) {
         case 'B': return 357913941u;
         case 'I': return 0xFFFFFFFFu / (im->pixelsize ? im->pixelsize : 1u);
@@ -212,8 +212,8 @@ extern "C" MVIP_API int32_t mvimage_memfree2(mvimage* im, int32_t keep) {
     return 0;
 }
 
-extern "C" MVIP_API uint32_t mvimmem_aeiou(mvimage* im, uint32_t code, void* arg) {
-    return im ? mvip::mem::aeiou(im, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvimmem_aeiou(mvimage* im, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return im ? mvip::mem::aeiou(im, code, arg1, arg2) : 0;
 }
 
 extern "C" MVIP_API mvywindow* mvimmem_xwind(mvimage* im, mvywindow* w, int32_t code) {

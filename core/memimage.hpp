@@ -82,7 +82,7 @@ int32_t bxts3(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask);
 int32_t imapset3(mvimage3* im, uint32_t mode, uint32_t type, uint32_t mask);
 
 // Inquiries, shared by both kinds.
-uint32_t aeiou(mvimage* im, uint32_t code, void*);
+uint32_t aeiou(mvimage* im, uint32_t code, intptr_t, intptr_t);
 
 // Pieces the constructors of both kinds share.
 constexpr uint32_t kDefaultInquirySize = 512;

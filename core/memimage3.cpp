@@ -12,7 +12,7 @@ namespace {
 
 constexpr uint32_t kHeapRecordMark3 = 0x33434D4Du;  // records from memmalloc2 (3-D)
 
-uint32_t aeiou3(mvimage3* im, uint32_t code, void* arg) { return aeiou(as2(im), code, arg); }
+uint32_t aeiou3(mvimage3* im, uint32_t code, intptr_t arg1, intptr_t arg2) { return aeiou(as2(im), code, arg1, arg2); }
 
 mvyzwindow* xwind3(mvimage3* im, mvyzwindow* w, int32_t code) {
     switch (code) {
@@ -96,8 +96,8 @@ mvgeometry geometry_of(float xwidth, float ywidth, uint32_t units, float zwidth,
 using namespace mvip;
 using namespace mvip::mem;
 
-extern "C" MVIP_API uint32_t mvimmem3_aeiou(mvimage3* im, uint32_t code, void* arg) {
-    return im ? aeiou3(im, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvimmem3_aeiou(mvimage3* im, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return im ? aeiou3(im, code, arg1, arg2) : 0;
 }
 
 extern "C" MVIP_API mvyzwindow* mvimmem3_xwind(mvimage3* im, mvyzwindow* w, int32_t code) {

@@ -28,7 +28,7 @@ Window* null_xwind(Image* im, Window* w, int32_t code) {
 
 using namespace mvip;
 
-extern "C" MVIP_API uint32_t mvimnull2_aeiou(mvimage*, uint32_t code, void*) {
+extern "C" MVIP_API uint32_t mvimnull2_aeiou(mvimage*, uint32_t code, intptr_t, intptr_t) {
     switch (code) {
         case 'B': return kBlockAnswer;
         case 'I': return 0xFFFFFFFFu;
@@ -36,8 +36,8 @@ extern "C" MVIP_API uint32_t mvimnull2_aeiou(mvimage*, uint32_t code, void*) {
     }
 }
 
-extern "C" MVIP_API uint32_t mvimnull3_aeiou(mvimage3*, uint32_t code, void* arg) {
-    return mvimnull2_aeiou(nullptr, code, arg);
+extern "C" MVIP_API uint32_t mvimnull3_aeiou(mvimage3*, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return mvimnull2_aeiou(nullptr, code, arg1, arg2);
 }
 
 extern "C" MVIP_API mvywindow* mvimnull2_xwind(mvimage* im, mvywindow* w, int32_t code) {

@@ -11,9 +11,10 @@
 // Choices of ours: a write past the end of the file extends it (the gap
 // reads as zeros); iowait writes buffered bytes out to the file; the file
 // holds one value per pixel at (Y * xdim + X) * pixiesize, so only the
-// first pixie is stored (mask 1); scattered transfers and mapping are not
-// offered.
+// first pixie is stored (mask 1); scattered transfers read, change and
+// write back one stored value per entry; mapping is not offered.
 #include "files/stream.hpp"
+#include "core/bxtcode.hpp"
 #include "core/memvalue.hpp"
 #include "core/record.hpp"
 #include "views/view.hpp"
@@ -33,16 +34,15 @@ struct FileState {
     uint32_t read_arg;
     mem::MoveFn write_move;  // caller -> stored form; null: bytes as stored
     uint32_t write_arg;
+    mem::MoveFn bxt_read_move;   // the same for scattered transfers, always set
+    uint32_t bxt_read_arg;
+    mem::MoveFn bxt_write_move;
+    uint32_t bxt_write_arg;
 };
 #pragma pack(pop)
 
 FileState& st(mvimage* im) { return state_of<FileState>(im); }
 Stream* stream_of(mvimage* im) { return static_cast<Stream*>(im->priv); }
-
-// The first argument after the inquiry code.  The inquiry slot carries one
-// pointer-sized argument today; when it takes its further arguments as
-// numbers, only this reading changes.
-bool first_inquiry_argument(void* arg) { return arg != nullptr; }
 
 // Byte position of window-relative (x, y): 64-bit throughout.
 uint64_t position(const mvimage* im, uint32_t x, uint32_t y) {
@@ -136,7 +136,7 @@ int32_t ioset(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
     return 1;
 }
 
-uint32_t aeiou(mvimage* im, uint32_t code, void* arg) {
+uint32_t aeiou(mvimage* im, uint32_t code, intptr_t arg1, intptr_t) {
     switch (code) {
         case 'B': return 357913941u;
         case 'I': return 0xFFFFFFFFu / (im->pixelsize ? im->pixelsize : 1u);
@@ -147,7 +147,7 @@ uint32_t aeiou(mvimage* im, uint32_t code, void* arg) {
             Stream* s = stream_of(im);
             if (!s) return 0;
             const int32_t status = s->status();
-            if (first_inquiry_argument(arg)) s->clear_status();
+            if (arg1 != 0) s->clear_status();
             return static_cast<uint32_t>(status);
         }
         default: return 0;
@@ -159,11 +159,88 @@ int32_t iowait(mvimage* im) {
     return 1;
 }
 
+// ---- scattered transfers ------------------------------------------------------
+// bxtp stores each entry's 64-bit byte position in the file in place of its
+// x and y (window-relative, as for runs); bxta reads the stored value of each
+// entry, applies the operation code and writes the value back (not for a
+// read).  Values are converted between caller and stored form as for runs.
+
+int32_t bxtp(mvimage* im, int32_t operation, mvbxtentry* list, uint32_t n) {
+    if (!bxt::prepares(operation) || !list) return operation;
+    const uint32_t w = wind_width(im), h = wind_height(im);
+    for (uint32_t i = 0; i < n; ++i) {
+        const uint32_t x = uint32_t(list[i].x), y = uint32_t(list[i].y);
+        const int64_t pos = x < w && y < h ? int64_t(position(im, x, y)) : bxt::kOutside;
+        std::memcpy(&list[i], &pos, sizeof pos);
+    }
+    return operation;
+}
+
+template <class T>
+uint32_t bxta(mvimage* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n, int32_t code) {
+    Stream* s = stream_of(im);
+    if (!buffer || !list || !s) return 0;
+    if (bxt::prepares(operation)) bxtp(im, operation, list, n);
+    const FileState& f = st(im);
+    auto* buf = static_cast<unsigned char*>(buffer);
+    const ptrdiff_t all = static_cast<ptrdiff_t>(size_t{n} * sizeof(T));
+    // Positions that no pixel of the image has (entries that were never
+    // prepared) are skipped, so no call can reach outside the image's bytes.
+    const uint64_t end = uint64_t(uint32_t(im->imdim.se.x)) * uint32_t(im->imdim.se.y) * sizeof(T);
+    if (code != 2) f.bxt_write_move(buf, all, buf, all, 1, n, f.bxt_write_arg);
+    for (uint32_t i = 0; i < n; ++i) {
+        int64_t pos;
+        std::memcpy(&pos, &list[i], sizeof pos);
+        if (pos < 0 || uint64_t(pos) > end - sizeof(T)) continue;
+        T p{}, b;
+        s->read(uint64_t(pos), &p, sizeof p);
+        std::memcpy(&b, buf + size_t{i} * sizeof(T), sizeof b);
+        b = bxt::apply<T>(code, p, b);
+        if (code != 2) s->write(uint64_t(pos), &p, sizeof p);
+        std::memcpy(buf + size_t{i} * sizeof(T), &b, sizeof b);
+    }
+    if (code == 0 || code == 2) f.bxt_read_move(buf, all, buf, all, 1, n, f.bxt_read_arg);
+    return n;
+}
+
+// One routine for every stored type: the type is chosen once per call.
+uint32_t bxta_any(mvimage* im, int32_t operation, void* buffer, mvbxtentry* list, uint32_t n,
+                  int32_t code) {
+    switch (im->pixiesize) {
+        case 1: return bxta<uint8_t>(im, operation, buffer, list, n, code);
+        case 2: return bxta<uint16_t>(im, operation, buffer, list, n, code);
+        case 4:
+            return is_float_type(im->pixfmt.datatype) ? bxta<float>(im, operation, buffer, list, n, code)
+                                                      : bxta<uint32_t>(im, operation, buffer, list, n, code);
+        case 8: return bxta<double>(im, operation, buffer, list, n, code);
+        default: return 0;
+    }
+}
+
+// Checked as ioset checks: the type's size (-19) and the mask (-21).
+int32_t bxts(mvimage* im, uint32_t, uint32_t type, uint32_t mask) {
+    im->bxtp = noop::bxtp;
+    im->bxta = noop::bxta;
+    if (pixie_bytes(type) != im->pixiesize || im->pixiesize == 0) return MVERR_DATATYPE;
+    if (mask != 1) return MVERR_COLORS;
+    const mem::SideChoice read = mem::choose_side(im, type, false);
+    const mem::SideChoice write = mem::choose_side(im, type, true);
+    if (!read.move || !write.move) return MVERR_DATATYPE;
+    FileState& f = st(im);
+    f.bxt_read_move = read.move;
+    f.bxt_read_arg = read.arg;
+    f.bxt_write_move = write.move;
+    f.bxt_write_arg = write.arg;
+    im->bxtp = mvimfib_bxtp;
+    im->bxta = mvimfib_bxta;
+    return 1;
+}
+
 mvywindow* xwind(mvimage* im, mvywindow* w, int32_t code) {
     switch (code) {
         case 's':
             if (!view::set_own_window(im, w)) return nullptr;
-            set_idle_slots(im, mvimfib_ioset, noop::bxts, noop::imapset);
+            set_idle_slots(im, mvimfib_ioset, mvimfib_bxts, noop::imapset);
             im->iowait = mvimfib_iowait;
             return &im->wind;
         case 'w':
@@ -266,9 +343,19 @@ extern "C" MVIP_API uint32_t mvimfib_iolen(mvimage* im, uint32_t count, int32_t 
     return im ? iolen(im, count, x, y) : 0;
 }
 extern "C" MVIP_API int32_t mvimfib_iowait(mvimage* im) { return im ? iowait(im) : MVERR_USAGE; }
-extern "C" MVIP_API uint32_t mvimfib_aeiou(mvimage* im, uint32_t code, void* arg) {
-    return im ? aeiou(im, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvimfib_aeiou(mvimage* im, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return im ? aeiou(im, code, arg1, arg2) : 0;
 }
 extern "C" MVIP_API mvywindow* mvimfib_xwind(mvimage* im, mvywindow* w, int32_t code) {
     return im ? xwind(im, w, code) : nullptr;
+}
+extern "C" MVIP_API int32_t mvimfib_bxts(mvimage* im, uint32_t mode, uint32_t type, uint32_t mask) {
+    return im ? bxts(im, mode, type, mask) : MVERR_USAGE;
+}
+extern "C" MVIP_API int32_t mvimfib_bxtp(mvimage* im, int32_t operation, mvbxtentry* list, uint32_t n) {
+    return im ? bxtp(im, operation, list, n) : MVERR_USAGE;
+}
+extern "C" MVIP_API uint32_t mvimfib_bxta(mvimage* im, int32_t operation, void* buffer, mvbxtentry* list,
+                                          uint32_t n, int32_t code) {
+    return im ? bxta_any(im, operation, buffer, list, n, code) : 0;
 }

@@ -208,9 +208,17 @@ typedef uint32_t (*mvslot_bxta)(mvimage *im, int32_t operation, void *buffer,
 typedef int32_t (*mvslot_imap)(mvimage *im, mvmapdesc *desc, int32_t x,
                                int32_t y);
 typedef int32_t (*mvslot_imapr)(mvimage *im, mvmapdesc *desc);
-/* aeiou: one inquiry code and one optional argument whose meaning
- * depends on the code (unused by the codes answered so far). */
-typedef uint32_t (*mvslot_aeiou)(mvimage *im, uint32_t code, void *arg);
+/* aeiou: one inquiry code and two further arguments whose meaning depends
+ * on the code.  They are integers wide enough to carry a pointer, so that
+ * a code may pass either; callers give 0 for arguments a code does not
+ * use.  The codes that read them today are all 'e' (the file-error
+ * inquiry): a file-backed image clears its sticky error flags after
+ * answering when arg1 is non-zero; a clipping view or a table view passes
+ * 'e' (with both arguments) to its parent only when arg2 is non-zero, and
+ * answers 0 otherwise.  So aeiou(v, 'e', 1, 1) on a clipping view over a
+ * file image answers the file's status and clears it. */
+typedef uint32_t (*mvslot_aeiou)(mvimage *im, uint32_t code, intptr_t arg1,
+                                 intptr_t arg2);
 typedef mvywindow *(*mvslot_xwind)(mvimage *im, mvywindow *window,
                                    int32_t code);
 
@@ -231,7 +239,8 @@ typedef uint32_t (*mvslot3_bxta)(mvimage3 *im, int32_t operation,
 typedef int32_t (*mvslot3_imap)(mvimage3 *im, mvmapdesc *desc, int32_t x,
                                 int32_t y, int32_t z);
 typedef int32_t (*mvslot3_imapr)(mvimage3 *im, mvmapdesc *desc);
-typedef uint32_t (*mvslot3_aeiou)(mvimage3 *im, uint32_t code, void *arg);
+typedef uint32_t (*mvslot3_aeiou)(mvimage3 *im, uint32_t code, intptr_t arg1,
+                                  intptr_t arg2);
 typedef mvyzwindow *(*mvslot3_xwind)(mvimage3 *im, mvyzwindow *window,
                                      int32_t code);
 
@@ -792,7 +801,7 @@ MVIP_API int32_t mvimage3_colorslice(mvimage3 *view, mvimage3 *parent,
  * (every n-th entry), mode 0 truncates (the first entries).  Pixels move
  * one at a time, any pixie mask the parent serves, x- or y-major runs.
  * Inquiries 'b' add two access layers, 'i' and 'm' one (flag 0x10000);
- * 'e' is forwarded only when its argument is non-null.  0, or -1 for a
+ * 'e' is forwarded only when arg2 is non-zero.  0, or -1 for a
  * null view or parent, a parent not one line high or not a power of two
  * wide, or a length not a power of two (a null image is left). */
 MVIP_API int32_t mvimage_lutconvert(mvimage *view, mvimage *parent, uint32_t length, uint32_t mode);
@@ -833,11 +842,15 @@ MVIP_API int32_t mvimage_lut2a(mvimage *view, mvimage *parent, uint8_t follow, c
  * y-major (-11).  Transfer results are never shortened by file errors;
  * they are kept as sticky flags answered by the inquiry 'e': -7 after an
  * input/output failure, else -10 after a read past the end (the missing
- * values read as 0), else 0; a non-null argument clears both after the
+ * values read as 0), else 0; a non-zero arg1 clears both after the
  * answer.  Other inquiries: 'B' 357913941, 'I' 4294967295 / pixelsize,
  * 'b' 8194, 'i' and 'm' 8193.  Choices of ours: a write past the end of
  * the file extends it (the gap reads as zeros); iowait writes buffered
- * bytes out to the file; no scattered transfers or mapping (-11).
+ * bytes out to the file; no mapping (imapset -11).  Scattered transfers:
+ * bxts checks as ioset does (-19, -21); bxtp stores each entry's 64-bit
+ * byte position in the file; bxta reads each entry's stored value, applies
+ * the operation code as a memory image does and writes it back (not for
+ * code 2); entries outside the window are skipped.
  *
  * mvimage_file opens `path` by an fopen-style mode (null: "wb"; "rb",
  * "r+b", "w+b" as usual) with a buffer of 2^k bytes, k = floor(log2(size))
@@ -971,7 +984,7 @@ MVIP_API int32_t mvimnull2_imapset(mvimage *im, uint32_t mode, uint32_t type,
 MVIP_API int32_t mvimnull2_imap(mvimage *im, mvmapdesc *desc, int32_t x,
                                 int32_t y);
 MVIP_API int32_t mvimnull2_imapr(mvimage *im, mvmapdesc *desc);
-MVIP_API uint32_t mvimnull2_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimnull2_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvywindow *mvimnull2_xwind(mvimage *im, mvywindow *window,
                                     int32_t code);
 MVIP_API uint32_t mvimnull3_ioread(mvimage3 *im, uint32_t flags, void *buffer,
@@ -995,7 +1008,7 @@ MVIP_API int32_t mvimnull3_imapset(mvimage3 *im, uint32_t mode, uint32_t type,
 MVIP_API int32_t mvimnull3_imap(mvimage3 *im, mvmapdesc *desc, int32_t x,
                                 int32_t y, int32_t z);
 MVIP_API int32_t mvimnull3_imapr(mvimage3 *im, mvmapdesc *desc);
-MVIP_API uint32_t mvimnull3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimnull3_aeiou(mvimage3 *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvyzwindow *mvimnull3_xwind(mvimage3 *im, mvyzwindow *window,
                                      int32_t code);
 /* Memory images ("MVIMMEM").  ioset installs the x-scan or y-scan run
@@ -1032,7 +1045,7 @@ MVIP_API int32_t mvimmem_imapset(mvimage *im, uint32_t mode, uint32_t type,
 MVIP_API int32_t mvimmem_imap(mvimage *im, mvmapdesc *desc, int32_t x,
                               int32_t y);
 MVIP_API int32_t mvimmem_imapr(mvimage *im, mvmapdesc *desc);
-MVIP_API uint32_t mvimmem_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimmem_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvywindow *mvimmem_xwind(mvimage *im, mvywindow *window,
                                   int32_t code);
 /* 3-D memory images ("MVIMMEM3").  ioset installs the x-scan, y-scan or
@@ -1073,7 +1086,7 @@ MVIP_API int32_t mvimmem3_imapset(mvimage3 *im, uint32_t mode, uint32_t type,
 MVIP_API int32_t mvimmem3_imap(mvimage3 *im, mvmapdesc *desc, int32_t x,
                                int32_t y, int32_t z);
 MVIP_API int32_t mvimmem3_imapr(mvimage3 *im, mvmapdesc *desc);
-MVIP_API uint32_t mvimmem3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimmem3_aeiou(mvimage3 *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvyzwindow *mvimmem3_xwind(mvimage3 *im, mvyzwindow *window,
                                     int32_t code);
 /* Vertical inversion ("MVIMYInv") and field views ("MVIMYOdd"): x-scan
@@ -1102,7 +1115,7 @@ MVIP_API int32_t mvimyinv_imapset(mvimage *im, uint32_t mode, uint32_t type,
 MVIP_API int32_t mvimyinv_imap(mvimage *im, mvmapdesc *desc, int32_t x,
                                int32_t y);
 MVIP_API int32_t mvimyinv_imapr(mvimage *im, mvmapdesc *desc);
-MVIP_API uint32_t mvimyinv_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimyinv_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvywindow *mvimyinv_xwind(mvimage *im, mvywindow *window,
                                    int32_t code);
 MVIP_API uint32_t mvimyodd_ioreadxscan(mvimage *im, uint32_t flags, void *buffer,
@@ -1129,7 +1142,7 @@ MVIP_API int32_t mvimyodd_imapset(mvimage *im, uint32_t mode, uint32_t type,
 MVIP_API int32_t mvimyodd_imap(mvimage *im, mvmapdesc *desc, int32_t x,
                                int32_t y);
 MVIP_API int32_t mvimyodd_imapr(mvimage *im, mvmapdesc *desc);
-MVIP_API uint32_t mvimyodd_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimyodd_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvywindow *mvimyodd_xwind(mvimage *im, mvywindow *window,
                                    int32_t code);
 /* Clipping view ("MVIMCLIP"): write-only; the other slots are the null
@@ -1140,7 +1153,7 @@ MVIP_API uint32_t mvimclip_iorite(mvimage *im, uint32_t flags, void *buffer,
                                   uint32_t count, int32_t x, int32_t y);
 MVIP_API uint32_t mvimclip_iolen(mvimage *im, uint32_t count, int32_t x,
                                  int32_t y);
-MVIP_API uint32_t mvimclip_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimclip_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvywindow *mvimclip_xwind(mvimage *im, mvywindow *window,
                                    int32_t code);
 /* Type converter ("MVIMCONV").  ioset chooses per access: _supported when
@@ -1183,7 +1196,7 @@ MVIP_API int32_t mvimconv_imapset(mvimage *im, uint32_t mode, uint32_t type,
 MVIP_API int32_t mvimconv_imap(mvimage *im, mvmapdesc *desc, int32_t x,
                                int32_t y);
 MVIP_API int32_t mvimconv_imapr(mvimage *im, mvmapdesc *desc);
-MVIP_API uint32_t mvimconv_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimconv_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvywindow *mvimconv_xwind(mvimage *im, mvywindow *window,
                                    int32_t code);
 /* Colour converter ("MVIMCLR"): _supported runs go to the parent unchanged
@@ -1212,7 +1225,7 @@ MVIP_API int32_t mvimclr_imapset(mvimage *im, uint32_t mode, uint32_t type,
 MVIP_API int32_t mvimclr_imap(mvimage *im, mvmapdesc *desc, int32_t x,
                               int32_t y);
 MVIP_API int32_t mvimclr_imapr(mvimage *im, mvmapdesc *desc);
-MVIP_API uint32_t mvimclr_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimclr_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvywindow *mvimclr_xwind(mvimage *im, mvywindow *window,
                                   int32_t code);
 /* Colour slice ("ClrSlice"): the three strategies of the view (passthru,
@@ -1241,7 +1254,7 @@ MVIP_API int32_t mvimclrslice_bxtp(mvimage *im, int32_t operation,
 MVIP_API uint32_t mvimclrslice_bxta(mvimage *im, int32_t operation, void *buffer,
                                     mvbxtentry *list, uint32_t count, int32_t code);
 MVIP_API int32_t mvimclrslice_bxtw(mvimage *im);
-MVIP_API uint32_t mvimclrslice_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimclrslice_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvywindow *mvimclrslice_xwind(mvimage *im, mvywindow *window,
                                        int32_t code);
 /* Table-resizing view ("MVIMLUT"); iowait waits for the parent; the other
@@ -1251,7 +1264,7 @@ MVIP_API uint32_t mvimlut_ioread(mvimage *im, uint32_t flags, void *buffer, uint
 MVIP_API uint32_t mvimlut_iorite(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
 MVIP_API uint32_t mvimlut_iolen(mvimage *im, uint32_t count, int32_t x, int32_t y);
 MVIP_API int32_t mvimlut_iowait(mvimage *im);
-MVIP_API uint32_t mvimlut_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimlut_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvywindow *mvimlut_xwind(mvimage *im, mvywindow *window, int32_t code);
 /* Table-mapping view ("MVIMLUT2"): full (all pixies), single (one pixie)
  * and expanding (pseudo-colour) transfers; iowait waits for the parent;
@@ -1264,7 +1277,7 @@ MVIP_API uint32_t mvimlut2_ioritesingle(mvimage *im, uint32_t flags, void *buffe
 MVIP_API uint32_t mvimlut2_ioreadexpand(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
 MVIP_API uint32_t mvimlut2_iolen(mvimage *im, uint32_t count, int32_t x, int32_t y);
 MVIP_API int32_t mvimlut2_iowait(mvimage *im);
-MVIP_API uint32_t mvimlut2_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimlut2_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvywindow *mvimlut2_xwind(mvimage *im, mvywindow *window, int32_t code);
 /* File-backed image ("MVIMFIB"); the other slots are the null image's. */
 MVIP_API int32_t mvimfib_ioset(mvimage *im, uint32_t mode, uint32_t type, uint32_t mask);
@@ -1272,7 +1285,10 @@ MVIP_API uint32_t mvimfib_ioread(mvimage *im, uint32_t flags, void *buffer, uint
 MVIP_API uint32_t mvimfib_iorite(mvimage *im, uint32_t flags, void *buffer, uint32_t count, int32_t x, int32_t y);
 MVIP_API uint32_t mvimfib_iolen(mvimage *im, uint32_t count, int32_t x, int32_t y);
 MVIP_API int32_t mvimfib_iowait(mvimage *im);
-MVIP_API uint32_t mvimfib_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API int32_t mvimfib_bxts(mvimage *im, uint32_t mode, uint32_t type, uint32_t mask);
+MVIP_API int32_t mvimfib_bxtp(mvimage *im, int32_t operation, mvbxtentry *list, uint32_t n);
+MVIP_API uint32_t mvimfib_bxta(mvimage *im, int32_t operation, void *buffer, mvbxtentry *list, uint32_t n, int32_t code);
+MVIP_API uint32_t mvimfib_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvywindow *mvimfib_xwind(mvimage *im, mvywindow *window, int32_t code);
 
 /* Section views ("MVIM3to2"): one run routine per direction, whatever the
@@ -1298,7 +1314,7 @@ MVIP_API int32_t mvim3to2_imapset(mvimage *im, uint32_t mode, uint32_t type,
 MVIP_API int32_t mvim3to2_imap(mvimage *im, mvmapdesc *desc, int32_t x,
                                int32_t y);
 MVIP_API int32_t mvim3to2_imapr(mvimage *im, mvmapdesc *desc);
-MVIP_API uint32_t mvim3to2_aeiou(mvimage *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvim3to2_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvywindow *mvim3to2_xwind(mvimage *im, mvywindow *window,
                                    int32_t code);
 /* One-plane views ("MVIM2to3"): one run routine per direction, whatever
@@ -1326,7 +1342,7 @@ MVIP_API int32_t mvim2to3_imapset(mvimage3 *im, uint32_t mode, uint32_t type,
 MVIP_API int32_t mvim2to3_imap(mvimage3 *im, mvmapdesc *desc, int32_t x,
                                int32_t y, int32_t z);
 MVIP_API int32_t mvim2to3_imapr(mvimage3 *im, mvmapdesc *desc);
-MVIP_API uint32_t mvim2to3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvim2to3_aeiou(mvimage3 *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvyzwindow *mvim2to3_xwind(mvimage3 *im, mvyzwindow *window,
                                     int32_t code);
 /* Ring views ("MVIM3to3"): one run routine per direction, whatever the
@@ -1349,7 +1365,7 @@ MVIP_API int32_t mvim3to3_bxtp(mvimage3 *im, int32_t operation,
 MVIP_API uint32_t mvim3to3_bxta(mvimage3 *im, int32_t operation, void *buffer,
                                 mvbxtentry *list, uint32_t count, int32_t code);
 MVIP_API int32_t mvim3to3_bxtw(mvimage3 *im);
-MVIP_API uint32_t mvim3to3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvim3to3_aeiou(mvimage3 *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvyzwindow *mvim3to3_xwind(mvimage3 *im, mvyzwindow *window,
                                     int32_t code);
 /* 3-D type converters ("MVIMCON3"), colour converters ("MVIMCLR3") and
@@ -1378,7 +1394,7 @@ MVIP_API int32_t mvimcon3_imapset(mvimage3 *im, uint32_t mode, uint32_t type,
 MVIP_API int32_t mvimcon3_imap(mvimage3 *im, mvmapdesc *desc, int32_t x,
                                int32_t y, int32_t z);
 MVIP_API int32_t mvimcon3_imapr(mvimage3 *im, mvmapdesc *desc);
-MVIP_API uint32_t mvimcon3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimcon3_aeiou(mvimage3 *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvyzwindow *mvimcon3_xwind(mvimage3 *im, mvyzwindow *window,
                                     int32_t code);
 MVIP_API uint32_t mvimclr3_ioread(mvimage3 *im, uint32_t flags, void *buffer,
@@ -1404,7 +1420,7 @@ MVIP_API int32_t mvimclr3_imapset(mvimage3 *im, uint32_t mode, uint32_t type,
 MVIP_API int32_t mvimclr3_imap(mvimage3 *im, mvmapdesc *desc, int32_t x,
                                int32_t y, int32_t z);
 MVIP_API int32_t mvimclr3_imapr(mvimage3 *im, mvmapdesc *desc);
-MVIP_API uint32_t mvimclr3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimclr3_aeiou(mvimage3 *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvyzwindow *mvimclr3_xwind(mvimage3 *im, mvyzwindow *window,
                                     int32_t code);
 MVIP_API uint32_t mvimclrslic3_ioread(mvimage3 *im, uint32_t flags,
@@ -1431,7 +1447,7 @@ MVIP_API int32_t mvimclrslic3_imapset(mvimage3 *im, uint32_t mode,
 MVIP_API int32_t mvimclrslic3_imap(mvimage3 *im, mvmapdesc *desc, int32_t x,
                                    int32_t y, int32_t z);
 MVIP_API int32_t mvimclrslic3_imapr(mvimage3 *im, mvmapdesc *desc);
-MVIP_API uint32_t mvimclrslic3_aeiou(mvimage3 *im, uint32_t code, void *arg);
+MVIP_API uint32_t mvimclrslic3_aeiou(mvimage3 *im, uint32_t code, intptr_t arg1, intptr_t arg2);
 MVIP_API mvyzwindow *mvimclrslic3_xwind(mvimage3 *im, mvyzwindow *window,
                                         int32_t code);
 

@@ -375,11 +375,11 @@ TEST(ColorConverter, DescriptionAndInquiries) {
         // Following the parent's window, or the window as the view's image.
         EXPECT_TRUE(follow ? wind_is(view, 2, 1, 9, 5) && view.imdim.se.x == 10
                            : wind_is(view, 0, 0, 7, 4) && view.imdim.se.y == 4);
-        const uint32_t b = parent.rec()->aeiou(parent.rec(), 'b', nullptr);
-        EXPECT_EQ(view.aeiou(&view, 'b', nullptr), b + 1);
-        EXPECT_EQ(view.aeiou(&view, 'm', nullptr), b + 1);
-        EXPECT_EQ(view.aeiou(&view, 'B', nullptr), 357913941u);
-        EXPECT_EQ(view.aeiou(&view, 'I', nullptr), parent.rec()->aeiou(parent.rec(), 'I', nullptr));
+        const uint32_t b = parent.rec()->aeiou(parent.rec(), 'b', 0, 0);
+        EXPECT_EQ(view.aeiou(&view, 'b', 0, 0), b + 1);
+        EXPECT_EQ(view.aeiou(&view, 'm', 0, 0), b + 1);
+        EXPECT_EQ(view.aeiou(&view, 'B', 0, 0), 357913941u);
+        EXPECT_EQ(view.aeiou(&view, 'I', 0, 0), parent.rec()->aeiou(parent.rec(), 'I', 0, 0));
     }
     // Float views keep the parent's range.
     Img fparent(in_space(kFWide, MVCS_RGB), 3, 3);

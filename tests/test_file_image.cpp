@@ -84,7 +84,21 @@ TEST(FileImage, MatchesAMemoryImageOverTheSameBytes) {
         EXPECT_EQ(kept, run) << "the caller's buffer is left as it was";
         EXPECT_EQ(1, f.im.iowait(&f.im));
         EXPECT_EQ(bytes, mvtest::file_bytes(path.str()));
-        EXPECT_EQ(0u, f.im.aeiou(&f.im, 'e', nullptr));
+        // Scattered transfers of every code, one entry outside the window.
+        ASSERT_EQ(1, f.im.bxts(&f.im, 0, c.request, 1));
+        ASSERT_EQ(1, mem.bxts(&mem, 0, mem_request, 1));
+        for (int32_t code = 0; code <= 5; ++code) {
+            mvbxtentry mlist[3] = {{0, 0, 0}, {2, 3, 0}, {c.window.se.x, 0, 0}}, flist[3];
+            std::memcpy(flist, mlist, sizeof mlist);
+            std::vector<uint8_t> mbuf(3 * size), fbuf;
+            for (auto& b : mbuf) b = uint8_t(rng() & 0x0F);
+            fbuf = mbuf;
+            EXPECT_EQ(mem.bxta(&mem, -1, mbuf.data(), mlist, 3, code), f.im.bxta(&f.im, -1, fbuf.data(), flist, 3, code));
+            EXPECT_EQ(mbuf, fbuf) << "code " << code;
+        }
+        EXPECT_EQ(1, f.im.iowait(&f.im));
+        EXPECT_EQ(bytes, mvtest::file_bytes(path.str()));
+        EXPECT_EQ(0u, f.im.aeiou(&f.im, 'e', 0, 0));
     }
 }
 
@@ -110,22 +124,27 @@ TEST(FileImage, BufferSizesStatusFlagsAndInquiries) {
     uint8_t line[10];
     EXPECT_EQ(10u, f.im.ioread(&f.im, 0, line, 10, 0, 7)) << "file errors do not shorten runs";
     for (uint8_t b : line) EXPECT_EQ(0, b);
-    int one = 1;
-    EXPECT_EQ(uint32_t(MVERR_FORMAT), f.im.aeiou(&f.im, 'e', nullptr)) << "sticky without the argument";
-    EXPECT_EQ(uint32_t(MVERR_FORMAT), f.im.aeiou(&f.im, 'e', &one)) << "answered, then cleared";
-    EXPECT_EQ(0u, f.im.aeiou(&f.im, 'e', &one));
+    EXPECT_EQ(uint32_t(MVERR_FORMAT), f.im.aeiou(&f.im, 'e', 0, 0)) << "sticky without the argument";
+    // A clipping view passes 'e' on only when the second argument is set.
+    mvimage clip{};
+    const mvywindow all{{0, 0}, {10, 10}};
+    ASSERT_EQ(0, mvimage_clipper(&clip, &f.im, &all, 1, 0));
+    EXPECT_EQ(0u, clip.aeiou(&clip, 'e', 1, 0));
+    EXPECT_EQ(uint32_t(MVERR_FORMAT), clip.aeiou(&clip, 'e', 0, 1));
+    EXPECT_EQ(uint32_t(MVERR_FORMAT), f.im.aeiou(&f.im, 'e', 1, 0)) << "answered, then cleared";
+    EXPECT_EQ(0u, f.im.aeiou(&f.im, 'e', 1, 0));
     EXPECT_EQ(10u, f.im.ioread(&f.im, 0, line, 10, 0, 4));
-    EXPECT_EQ(0u, f.im.aeiou(&f.im, 'e', nullptr));
+    EXPECT_EQ(0u, f.im.aeiou(&f.im, 'e', 0, 0));
     // A write on a read-only file is an input/output failure.
     ASSERT_EQ(1, f.im.ioset(&f.im, 0, MVTYPE_U8, 1));
     EXPECT_EQ(10u, f.im.iorite(&f.im, 0, line, 10, 0, 1));
     f.im.iowait(&f.im);
-    EXPECT_EQ(uint32_t(MVERR_FILEIO), f.im.aeiou(&f.im, 'e', &one));
-    EXPECT_EQ(357913941u, f.im.aeiou(&f.im, 'B', nullptr));
-    EXPECT_EQ(0xFFFFFFFFu, f.im.aeiou(&f.im, 'I', nullptr));
-    EXPECT_EQ(8194u, f.im.aeiou(&f.im, 'b', nullptr));
-    EXPECT_EQ(8193u, f.im.aeiou(&f.im, 'm', nullptr));
-    EXPECT_EQ(0u, f.im.aeiou(&f.im, 'q', nullptr));
+    EXPECT_EQ(uint32_t(MVERR_FILEIO), f.im.aeiou(&f.im, 'e', 1, 0));
+    EXPECT_EQ(357913941u, f.im.aeiou(&f.im, 'B', 0, 0));
+    EXPECT_EQ(0xFFFFFFFFu, f.im.aeiou(&f.im, 'I', 0, 0));
+    EXPECT_EQ(8194u, f.im.aeiou(&f.im, 'b', 0, 0));
+    EXPECT_EQ(8193u, f.im.aeiou(&f.im, 'm', 0, 0));
+    EXPECT_EQ(0u, f.im.aeiou(&f.im, 'q', 0, 0));
     EXPECT_EQ(MVERR_UNSUPPORTED, f.im.imapset(&f.im, 0, MVTYPE_U8, 1));
 }
 
@@ -153,7 +172,7 @@ TEST(FileImage, LinesPastFourGibibytesOfASparseFile) {
         EXPECT_EQ(W, f.im.ioread(&f.im, 0, back.data(), W, 0, int32_t(y)));
         for (uint32_t x = 0; x < W; ++x) ASSERT_EQ(uint8_t(x * 31 + y), back[x]);
     }
-    EXPECT_EQ(0u, f.im.aeiou(&f.im, 'e', nullptr));
+    EXPECT_EQ(0u, f.im.aeiou(&f.im, 'e', 0, 0));
     mvimage_filedone(&f.im, &f.handle);
     // Where the bytes landed: at Y * W, past 4 GiB.
     std::ifstream in(path.str(), std::ios::binary);

@@ -308,8 +308,8 @@ TEST(MemImage3, ConstructorsAndBadInput) {
     uint8_t got[8] = {};
     ASSERT_EQ(im.ioread(&im, 0, got, 8, 1, 2, 0), 5u);
     for (uint32_t z = 0; z < 5; ++z) EXPECT_EQ(got[z], mem[z * 12 + 2 * 4 + 1]);
-    EXPECT_EQ(im.aeiou(&im, 'b', nullptr), 513u);
-    EXPECT_EQ(im.aeiou(&im, 'I', nullptr), 4294967295u);
+    EXPECT_EQ(im.aeiou(&im, 'b', 0, 0), 513u);
+    EXPECT_EQ(im.aeiou(&im, 'I', 0, 0), 4294967295u);
     EXPECT_EQ(im.ioset(&im, MVMODE_YSCAN | MVMODE_ZSCAN, MVTYPE_U8, 1), MVERR_UNSUPPORTED);
     EXPECT_EQ(im.imapset(&im, MVMODE_YSCAN | MVMODE_ZSCAN | MVREQ_DIRTY, MVTYPE_U8, 1), MVERR_UNSUPPORTED);
     EXPECT_EQ(im.ioset(&im, 0, MVTYPE_U16, 1), MVERR_DATATYPE);
@@ -338,7 +338,7 @@ TEST(MemImage3, ConstructorsAndBadInput) {
 
     void* pixels = nullptr;
     ASSERT_EQ(mvimage3_memmalloc(&im, &pixels, dims, MVTYPE_U8, 8, 3, MVCS_RGB), 0);
-    EXPECT_EQ(im.aeiou(&im, 'b', nullptr), 2u);
+    EXPECT_EQ(im.aeiou(&im, 'b', 0, 0), 2u);
     EXPECT_EQ(mvimage3_memfree(&im, pixels), 0);
     EXPECT_TRUE(mvtest::kind_is(im.kind, "NULL3"));
 }

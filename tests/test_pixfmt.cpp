@@ -105,7 +105,7 @@ TEST(PixFmt, DeriveSizes) {
     mvimage im;
     EXPECT_EQ(mvimage_memory(&im, pixels, dims, 0, 3, 8, 1, MVCS_GREY, 0), 0);
     EXPECT_TRUE(im.pixelsize == 0 && im.pixiesize == 0);
-    EXPECT_EQ(im.aeiou(&im, 'I', nullptr), 4294967295u);
+    EXPECT_EQ(im.aeiou(&im, 'I', 0, 0), 4294967295u);
 }
 
 // ---- colour-space and unit names ----------------------------------------------------

@@ -170,7 +170,7 @@ TEST(TypeConverter, StackedOverOtherViews) {
     uint8_t out[63];
     ASSERT_EQ(63u, slice.ioread(&slice, 0, out, 63, 0, 0));
     for (uint32_t i = 0; i < 63; ++i) ASSERT_EQ(uint32_t(parent.get(i % 9, 6 - i / 9, 1)) >> 4, out[i]) << i;
-    EXPECT_EQ(4u, slice.aeiou(&slice, 'm', nullptr) & 0xFF);
+    EXPECT_EQ(4u, slice.aeiou(&slice, 'm', 0, 0) & 0xFF);
 }
 
 TEST(TypeConverter, BadInput) {

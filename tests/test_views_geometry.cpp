@@ -99,9 +99,9 @@ TEST(GeometryViews, InquiriesAndRefusals) {
     Mem frame(64, 48, MVTYPE_U8, 1, rng), one(8, 1, MVTYPE_U8, 1, rng);
     mvimage field, inv;
     ASSERT_EQ(0, mvimage_yodd(&field, frame.rec(), 0, 1));
-    EXPECT_EQ(0x10000u, field.aeiou(&field, 'i', nullptr) & 0x10000u);
+    EXPECT_EQ(0x10000u, field.aeiou(&field, 'i', 0, 0) & 0x10000u);
     ASSERT_EQ(0, mvimage_yinv(&inv, frame.rec(), 1));
-    EXPECT_EQ(2u, inv.aeiou(&inv, 'b', nullptr) & 0xFF);
+    EXPECT_EQ(2u, inv.aeiou(&inv, 'b', 0, 0) & 0xFF);
     // Field 1 of a one-line image does not exist; there is no field 2.
     EXPECT_EQ(-1, mvimage_yodd(&field, one.rec(), 0, 1));
     EXPECT_TRUE(kind_is(field.kind, "NULL2"));
@@ -182,8 +182,8 @@ TEST(ClippingView, DocumentedExamplesAndRefusals) {
     EXPECT_EQ(MVERR_UNSUPPORTED, clip.ioset(&clip, MVMODE_YSCAN, MVTYPE_U8 | MVREQ_LOW, 1));
     EXPECT_EQ(MVERR_DATATYPE, clip.ioset(&clip, 0, MVTYPE_U16, 1));
     EXPECT_EQ(MVERR_COLORS, clip.ioset(&clip, 0, MVTYPE_U8, 2));
-    EXPECT_EQ(0x800000u, clip.aeiou(&clip, 'b', nullptr) & 0x800000u);
-    EXPECT_EQ(0u, clip.aeiou(&clip, 'e', nullptr));
+    EXPECT_EQ(0x800000u, clip.aeiou(&clip, 'b', 0, 0) & 0x800000u);
+    EXPECT_EQ(0u, clip.aeiou(&clip, 'e', 0, 0));
     // No rectangles: every write lands nowhere.
     mvimage empty;
     ASSERT_EQ(0, mvimage_clipper(&empty, parent.rec(), &band, 0, 0));
@@ -294,7 +294,7 @@ TEST(Views, BadInputGetsItsCode) {
     EXPECT_EQ(MVERR_LOGIC, self.ioset(&self, 0, MVTYPE_U8, 1));
     uint8_t b[4];
     EXPECT_EQ(0u, self.ioread(&self, 0, b, 4, 0, 0));
-    EXPECT_EQ(0u, self.aeiou(&self, 'b', nullptr));
+    EXPECT_EQ(0u, self.aeiou(&self, 'b', 0, 0));
     // Two views that are each other's parent: an error, not a crash.
     mvimage pair[2];
     mvimage_defnull(&pair[0]);

@@ -236,8 +236,8 @@ TEST(LutViews, BadInputGetsItsResultCodes) {
     EXPECT_EQ(MVERR_DATATYPE, v.ioset(&v, 0, MVTYPE_U16, 7));
     EXPECT_EQ(MVERR_DATATYPE, v.ioset(&v, 0, MVTYPE_U8 | MVREQ_SWAPPED, 7));
     EXPECT_EQ(MVERR_UNSUPPORTED, v.ioset(&v, MVMODE_ZSCAN, MVTYPE_U8, 7));
-    EXPECT_EQ(2u, v.aeiou(&v, 'b', nullptr) & 0xFFu);
-    EXPECT_EQ(0xFFFFFFFFu / 3, v.aeiou(&v, 'I', nullptr));
+    EXPECT_EQ(2u, v.aeiou(&v, 'b', 0, 0) & 0xFFu);
+    EXPECT_EQ(0xFFFFFFFFu / 3, v.aeiou(&v, 'I', 0, 0));
 }
 
 }  // namespace

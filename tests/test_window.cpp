@@ -47,9 +47,9 @@ TEST(NullImage, DefnullClearsAndTags) {
     EXPECT_TRUE(kind_is(im3.kind, "NULL3"));
     EXPECT_TRUE(cleared_but_kind(im3));
     expect_noop_slots(im3);
-    EXPECT_EQ(im3.aeiou(&im3, 'B', nullptr), 357913941u);
-    EXPECT_EQ(im3.aeiou(&im3, 'I', nullptr), 4294967295u);
-    EXPECT_EQ(im3.aeiou(&im3, 'b', nullptr), 0u);
+    EXPECT_EQ(im3.aeiou(&im3, 'B', 0, 0), 357913941u);
+    EXPECT_EQ(im3.aeiou(&im3, 'I', 0, 0), 4294967295u);
+    EXPECT_EQ(im3.aeiou(&im3, 'b', 0, 0), 0u);
     mvimage3_defnull(nullptr);
 }
 
@@ -69,8 +69,8 @@ TEST(NullImage, DefnopGivesShape) {
     EXPECT_EQ((void*)im.priv, nullptr);
     // Still a null image: no pixels, no transfers, null image answers.
     expect_noop_slots(im);
-    EXPECT_EQ(im.aeiou(&im, 'I', nullptr), 4294967295u);
-    EXPECT_EQ(im.aeiou(&im, 'b', nullptr), 0u);
+    EXPECT_EQ(im.aeiou(&im, 'I', 0, 0), 4294967295u);
+    EXPECT_EQ(im.aeiou(&im, 'b', 0, 0), 0u);
     // Every part optional.
     std::memset(&im, 0x3C, sizeof im);
     ASSERT_EQ(mvimage_defnop(&im, nullptr, nullptr, nullptr), 0);
@@ -175,7 +175,7 @@ TEST(Window, SetTable) {
         expect_noop_slots(im);
         // The image stays usable: aeiou still answers, a valid window
         // brings the transfers back.
-        EXPECT_EQ(im.aeiou(&im, 'b', nullptr), 513u);
+        EXPECT_EQ(im.aeiou(&im, 'b', 0, 0), 513u);
         EXPECT_EQ(im.xwind(&im, nullptr, 's'), &im.wind);
         EXPECT_TRUE(wind_is(im, 0, 0, 7, 5));
         ASSERT_EQ(im.ioset(&im, 0, MVTYPE_U8 | MVREQ_LOW, 1), 1);
@@ -326,19 +326,19 @@ TEST(Aeiou, MemoryAndNullAnswers) {
         SCOPED_TRACE(testing::Message() << "type " << c.type << " pixies " << c.pixies);
         mvimage im;
         ASSERT_EQ(mvimage_memory(&im, pixels.data(), dims, 0, c.type, 0, c.pixies, 0, c.inquiry), 0);
-        EXPECT_EQ(im.aeiou(&im, 'B', nullptr), 357913941u);
-        EXPECT_EQ(im.aeiou(&im, 'I', nullptr), c.want_I);
-        for (uint32_t code : {'b', 'i', 'm'}) EXPECT_EQ(im.aeiou(&im, code, nullptr), c.want_b) << char(code);
+        EXPECT_EQ(im.aeiou(&im, 'B', 0, 0), 357913941u);
+        EXPECT_EQ(im.aeiou(&im, 'I', 0, 0), c.want_I);
+        for (uint32_t code : {'b', 'i', 'm'}) EXPECT_EQ(im.aeiou(&im, code, 0, 0), c.want_b) << char(code);
         for (uint32_t other : {0u, 1u, uint32_t('a'), uint32_t('A'), uint32_t('M'), uint32_t('e'), uint32_t('o'),
                                uint32_t('u'), 255u, 0x142u})
-            EXPECT_EQ(im.aeiou(&im, other, nullptr), 0u) << other;
+            EXPECT_EQ(im.aeiou(&im, other, 0, 0), 0u) << other;
     }
     mvimage nul;
     mvimage_defnull(&nul);
-    EXPECT_EQ(nul.aeiou(&nul, 'B', nullptr), 357913941u);
-    EXPECT_EQ(nul.aeiou(&nul, 'I', nullptr), 4294967295u);
+    EXPECT_EQ(nul.aeiou(&nul, 'B', 0, 0), 357913941u);
+    EXPECT_EQ(nul.aeiou(&nul, 'I', 0, 0), 4294967295u);
     for (uint32_t code : {uint32_t('b'), uint32_t('i'), uint32_t('m'), uint32_t('a'), 0u, uint32_t('X')})
-        EXPECT_EQ(nul.aeiou(&nul, code, nullptr), 0u) << code;
+        EXPECT_EQ(nul.aeiou(&nul, code, 0, 0), 0u) << code;
 }
 
 }  // namespace

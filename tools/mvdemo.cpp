@@ -76,9 +76,9 @@ void demo_grey8(mvimage* im) {
     mvimage& r = *im;
     std::printf("  kind %s, %d x %d, %u byte(s)/pixel, %s\n", r.kind, r.imdim.se.x,
                 r.imdim.se.y, r.pixelsize, mvcolorspace_name(int32_t(r.pixfmt.colorspace)));
-    std::printf("  aeiou: 'I' %u pixels per transfer, 'b' %u\n", r.aeiou(im, 'I', nullptr),
-                r.aeiou(im, 'b', nullptr));
-    check_eq(r.aeiou(im, 'b', nullptr), 2, "aeiou('b') of a library-allocated image");
+    std::printf("  aeiou: 'I' %u pixels per transfer, 'b' %u\n", r.aeiou(im, 'I', 0, 0),
+                r.aeiou(im, 'b', 0, 0));
+    check_eq(r.aeiou(im, 'b', 0, 0), 2, "aeiou('b') of a library-allocated image");
 
     // Fill every line with 16*y + x, one iorite per line.
     check_eq(mvimage_setwind(im, 0, 0, -1, -1), 0, "whole-image window");
@@ -221,7 +221,7 @@ void demo_u12(mvimage* im, const uint16_t* store) {
     heading("12 bits in 16, 8 x 2 (mvimage_memory over a caller's buffer)");
     mvimage& r = *im;
     std::printf("  bits %u, valform 0x%X (low-justified), aeiou('b') %u\n", r.pixfmt.bits,
-                r.pixfmt.valform, r.aeiou(im, 'b', nullptr));
+                r.pixfmt.valform, r.aeiou(im, 'b', 0, 0));
     check_eq(r.pixfmt.valform, MVVALFORM_LOW, "12-bit image is low-justified");
 
     uint16_t vals[8] = {0x000, 0x123, 0x456, 0x789, 0xABC, 0xDEF, 0x800, 0xFFF};

@@ -81,9 +81,8 @@ void load_raw(const std::string& path, Image& image) {
         mvabort* hook = progress("reading " + spec.file);
         check(mvip8_copy(hook, &file, &image.im), spec.file);
         progress_done();
-        int clear = 1;
         // A file shorter than the image: the inquiry reports a read past its end.
-        check(int32_t(file.aeiou(&file, 'e', &clear)), spec.file);
+        check(int32_t(file.aeiou(&file, 'e', 1, 0)), spec.file);
     } catch (...) {
         mvimage_filedone(&file, &handle);
         throw;

@@ -91,17 +91,17 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     return 1;
 }
 
-uint32_t aeiou(mvimage* v, uint32_t code, void* arg) {
+uint32_t aeiou(mvimage* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
     mvimage* p = parent(v);
     NestingGuard guard;
     const bool forward = p != v && !guard.too_deep();
     switch (code) {
         case 'b':
         case 'i':
-        case 'm': return forward ? layered(p->aeiou(p, code, arg), 0x800000) : 0;
+        case 'm': return forward ? layered(p->aeiou(p, code, arg1, arg2), 0x800000) : 0;
         case 'B': return 357913941u;
         case 'I': return 0xFFFFFFFFu / (v->pixelsize ? v->pixelsize : 1u);
-        case 'e': return forward && arg ? p->aeiou(p, code, arg) : 0;
+        case 'e': return forward && arg2 ? p->aeiou(p, code, arg1, arg2) : 0;
         default: return 0;
     }
 }
@@ -169,8 +169,8 @@ extern "C" MVIP_API uint32_t mvimclip_iorite(mvimage* v, uint32_t flags, void* b
 extern "C" MVIP_API uint32_t mvimclip_iolen(mvimage* v, uint32_t count, int32_t x, int32_t y) {
     return v ? iolen(v, count, x, y) : 0;
 }
-extern "C" MVIP_API uint32_t mvimclip_aeiou(mvimage* v, uint32_t code, void* arg) {
-    return v ? aeiou(v, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvimclip_aeiou(mvimage* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return v ? aeiou(v, code, arg1, arg2) : 0;
 }
 extern "C" MVIP_API mvywindow* mvimclip_xwind(mvimage* v, mvywindow* w, int32_t code) {
     return v ? xwind(v, w, code) : nullptr;

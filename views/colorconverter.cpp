@@ -463,8 +463,8 @@ extern "C" MVIP_API int32_t mvimclr_imap(mvimage* v, mvmapdesc* desc, int32_t x,
 extern "C" MVIP_API int32_t mvimclr_imapr(mvimage* v, mvmapdesc* desc) {
     return v ? forward_imapr(v, desc) : MVERR_USAGE;
 }
-extern "C" MVIP_API uint32_t mvimclr_aeiou(mvimage* v, uint32_t code, void* arg) {
-    return v ? forward_aeiou(v, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvimclr_aeiou(mvimage* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return v ? forward_aeiou(v, code, arg1, arg2) : 0;
 }
 extern "C" MVIP_API mvywindow* mvimclr_xwind(mvimage* v, mvywindow* w, int32_t code) {
     return v ? xwind(v, w, code) : nullptr;

@@ -247,8 +247,8 @@ extern "C" MVIP_API uint32_t mvimclrslice_bxta(mvimage* v, int32_t operation, vo
     return v ? offset_bxta(v, operation, buffer, list, n, code) : 0;
 }
 extern "C" MVIP_API int32_t mvimclrslice_bxtw(mvimage* v) { return v ? forward_bxtw(v) : MVERR_USAGE; }
-extern "C" MVIP_API uint32_t mvimclrslice_aeiou(mvimage* v, uint32_t code, void* arg) {
-    return v ? forward_aeiou(v, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvimclrslice_aeiou(mvimage* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return v ? forward_aeiou(v, code, arg1, arg2) : 0;
 }
 extern "C" MVIP_API mvywindow* mvimclrslice_xwind(mvimage* v, mvywindow* w, int32_t code) {
     return v ? xwind(v, w, code) : nullptr;

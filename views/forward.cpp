@@ -112,11 +112,11 @@ int32_t forward_iowait(mvimage* v) {
     return p == v || guard.too_deep() ? 1 : p->iowait(p);
 }
 
-uint32_t forward_aeiou(mvimage* v, uint32_t code, void* arg) {
+uint32_t forward_aeiou(mvimage* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
     mvimage* p = head_parent(v);
     NestingGuard guard;
     if (p == v || guard.too_deep()) return 0;
-    const uint32_t answer = p->aeiou(p, code, arg);
+    const uint32_t answer = p->aeiou(p, code, arg1, arg2);
     return (code == 'b' || code == 'i' || code == 'm') ? layered(answer, 0) : answer;
 }
 

@@ -42,7 +42,7 @@ int32_t offset_imap(mvimage* v, mvmapdesc* desc, int32_t x, int32_t y);
 int32_t forward_imapr(mvimage* v, mvmapdesc* desc);
 
 // Inquiries: the parent's answer, 'b', 'i', 'm' with one more layer.
-uint32_t forward_aeiou(mvimage* v, uint32_t code, void* arg);
+uint32_t forward_aeiou(mvimage* v, uint32_t code, intptr_t arg1, intptr_t arg2);
 
 // Waits for the parent's pending transfers.
 int32_t forward_iowait(mvimage* v);

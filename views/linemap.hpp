@@ -192,11 +192,11 @@ struct LineView {
         return p->imapr(p, desc);
     }
 
-    static uint32_t aeiou(mvimage* v, uint32_t code, void* arg) {
+    static uint32_t aeiou(mvimage* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
         mvimage* p = parent(v);
         NestingGuard guard;
         if (p == v || guard.too_deep()) return 0;
-        const uint32_t answer = p->aeiou(p, code, arg);
+        const uint32_t answer = p->aeiou(p, code, arg1, arg2);
         if (code == 'b' || code == 'i' || code == 'm') return layered(answer, Policy::kFlag);
         return answer;
     }

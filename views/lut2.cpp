@@ -212,10 +212,10 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
 // Inquiries: one more access layer for 'b', 'i', 'm'; the transfer limit
 // by the view's own pixel size; anything else (file errors among them)
 // is the parent's answer.
-uint32_t aeiou(mvimage* v, uint32_t code, void* arg) {
+uint32_t aeiou(mvimage* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
     if (code == 'B') return 357913941u;
     if (code == 'I') return 0xFFFFFFFFu / (v->pixelsize ? v->pixelsize : 1u);
-    return forward_aeiou(v, code, arg);
+    return forward_aeiou(v, code, arg1, arg2);
 }
 
 mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
@@ -325,8 +325,8 @@ extern "C" MVIP_API uint32_t mvimlut2_iolen(mvimage* v, uint32_t count, int32_t 
     return v ? iolen(v, count, x, y) : 0;
 }
 extern "C" MVIP_API int32_t mvimlut2_iowait(mvimage* v) { return v ? forward_iowait(v) : MVERR_USAGE; }
-extern "C" MVIP_API uint32_t mvimlut2_aeiou(mvimage* v, uint32_t code, void* arg) {
-    return v ? aeiou(v, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvimlut2_aeiou(mvimage* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return v ? aeiou(v, code, arg1, arg2) : 0;
 }
 extern "C" MVIP_API mvywindow* mvimlut2_xwind(mvimage* v, mvywindow* w, int32_t code) {
     return v ? xwind(v, w, code) : nullptr;

@@ -72,18 +72,17 @@ int32_t ioset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     return 1;
 }
 
-uint32_t aeiou(mvimage* v, uint32_t code, void* arg) {
+uint32_t aeiou(mvimage* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
     mvimage* p = parent(v);
     NestingGuard guard;
     const bool forward = p != v && !guard.too_deep();
     switch (code) {
-        case 'b': return forward ? layered(layered(p->aeiou(p, code, arg), 0), 0x10000) : 0;
+        case 'b': return forward ? layered(layered(p->aeiou(p, code, arg1, arg2), 0), 0x10000) : 0;
         case 'i':
-        case 'm': return forward ? layered(p->aeiou(p, code, arg), 0x10000) : 0;
+        case 'm': return forward ? layered(p->aeiou(p, code, arg1, arg2), 0x10000) : 0;
         case 'B': return 357913941u;
         case 'I': return 0xFFFFFFFFu / (v->pixelsize ? v->pixelsize : 1u);
-        // Today's single inquiry argument stands for the second one.
-        case 'e': return forward && arg ? p->aeiou(p, code, arg) : 0;
+        case 'e': return forward && arg2 ? p->aeiou(p, code, arg1, arg2) : 0;
         default: return 0;
     }
 }
@@ -151,8 +150,8 @@ extern "C" MVIP_API uint32_t mvimlut_iolen(mvimage* v, uint32_t count, int32_t x
     return v ? offset_iolen(v, count, x, y) : 0;
 }
 extern "C" MVIP_API int32_t mvimlut_iowait(mvimage* v) { return v ? forward_iowait(v) : MVERR_USAGE; }
-extern "C" MVIP_API uint32_t mvimlut_aeiou(mvimage* v, uint32_t code, void* arg) {
-    return v ? aeiou(v, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvimlut_aeiou(mvimage* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return v ? aeiou(v, code, arg1, arg2) : 0;
 }
 extern "C" MVIP_API mvywindow* mvimlut_xwind(mvimage* v, mvywindow* w, int32_t code) {
     return v ? xwind(v, w, code) : nullptr;

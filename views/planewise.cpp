@@ -258,11 +258,11 @@ int32_t imapset(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
     return rc;
 }
 
-uint32_t aeiou(mvimage3* v, uint32_t code, void* arg) {
+uint32_t aeiou(mvimage3* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
     mvimage3* p = parent(v);
     NestingGuard guard;
     if (is_self(v, p) || guard.too_deep()) return 0;
-    const uint32_t answer = p->aeiou(p, code, arg);
+    const uint32_t answer = p->aeiou(p, code, arg1, arg2);
     return (code == 'b' || code == 'i' || code == 'm') ? layered(answer, 0) : answer;
 }
 
@@ -373,8 +373,8 @@ extern "C" MVIP_API int32_t mvimcon3_imap(mvimage3* im, mvmapdesc* desc, int32_t
 extern "C" MVIP_API int32_t mvimcon3_imapr(mvimage3* im, mvmapdesc* desc) {
     return im ? mvip::view::planewise::imapr(im, desc) : MVERR_USAGE;
 }
-extern "C" MVIP_API uint32_t mvimcon3_aeiou(mvimage3* im, uint32_t code, void* arg) {
-    return im ? mvip::view::planewise::aeiou(im, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvimcon3_aeiou(mvimage3* im, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return im ? mvip::view::planewise::aeiou(im, code, arg1, arg2) : 0;
 }
 extern "C" MVIP_API mvyzwindow* mvimcon3_xwind(mvimage3* im, mvyzwindow* window, int32_t code) {
     return im ? mvip::view::planewise::xwind(im, window, code) : nullptr;
@@ -419,8 +419,8 @@ extern "C" MVIP_API int32_t mvimclr3_imap(mvimage3* im, mvmapdesc* desc, int32_t
 extern "C" MVIP_API int32_t mvimclr3_imapr(mvimage3* im, mvmapdesc* desc) {
     return im ? mvip::view::planewise::imapr(im, desc) : MVERR_USAGE;
 }
-extern "C" MVIP_API uint32_t mvimclr3_aeiou(mvimage3* im, uint32_t code, void* arg) {
-    return im ? mvip::view::planewise::aeiou(im, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvimclr3_aeiou(mvimage3* im, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return im ? mvip::view::planewise::aeiou(im, code, arg1, arg2) : 0;
 }
 extern "C" MVIP_API mvyzwindow* mvimclr3_xwind(mvimage3* im, mvyzwindow* window, int32_t code) {
     return im ? mvip::view::planewise::xwind(im, window, code) : nullptr;
@@ -468,8 +468,8 @@ extern "C" MVIP_API int32_t mvimclrslic3_imap(mvimage3* im, mvmapdesc* desc, int
 extern "C" MVIP_API int32_t mvimclrslic3_imapr(mvimage3* im, mvmapdesc* desc) {
     return im ? mvip::view::planewise::imapr(im, desc) : MVERR_USAGE;
 }
-extern "C" MVIP_API uint32_t mvimclrslic3_aeiou(mvimage3* im, uint32_t code, void* arg) {
-    return im ? mvip::view::planewise::aeiou(im, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvimclrslic3_aeiou(mvimage3* im, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return im ? mvip::view::planewise::aeiou(im, code, arg1, arg2) : 0;
 }
 extern "C" MVIP_API mvyzwindow* mvimclrslic3_xwind(mvimage3* im, mvyzwindow* window, int32_t code) {
     return im ? mvip::view::planewise::xwind(im, window, code) : nullptr;

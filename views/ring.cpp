@@ -163,11 +163,11 @@ int32_t bxts(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
     return bxts_on_parent<parent>(v, mode, type, mask, mvim3to3_bxtp, mvim3to3_bxta, mvim3to3_bxtw);
 }
 
-uint32_t aeiou(mvimage3* v, uint32_t code, void* arg) {
+uint32_t aeiou(mvimage3* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
     mvimage3* p = parent(v);
     NestingGuard guard;
     if (is_self(v, p) || guard.too_deep()) return 0;
-    const uint32_t answer = p->aeiou(p, code, arg);
+    const uint32_t answer = p->aeiou(p, code, arg1, arg2);
     return (code == 'b' || code == 'i' || code == 'm') ? layered(answer, 0) : answer;
 }
 
@@ -263,8 +263,8 @@ extern "C" MVIP_API uint32_t mvim3to3_bxta(mvimage3* im, int32_t operation, void
 extern "C" MVIP_API int32_t mvim3to3_bxtw(mvimage3* im) {
     return im ? mvip::view::bxtw(im) : MVERR_USAGE;
 }
-extern "C" MVIP_API uint32_t mvim3to3_aeiou(mvimage3* im, uint32_t code, void* arg) {
-    return im ? mvip::view::aeiou(im, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvim3to3_aeiou(mvimage3* im, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return im ? mvip::view::aeiou(im, code, arg1, arg2) : 0;
 }
 extern "C" MVIP_API mvyzwindow* mvim3to3_xwind(mvimage3* im, mvyzwindow* window, int32_t code) {
     return im ? mvip::view::xwind(im, window, code) : nullptr;

@@ -195,11 +195,11 @@ int32_t imapset(mvimage* v, uint32_t mode, uint32_t type, uint32_t mask) {
     return continues ? MVMAP_GRANT_CONTINUE : MVMAP_GRANT;
 }
 
-uint32_t aeiou(mvimage* v, uint32_t code, void* arg) {
+uint32_t aeiou(mvimage* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
     mvimage3* p = parent(v);
     NestingGuard guard;
     if (is_self(v, p) || guard.too_deep()) return 0;
-    const uint32_t answer = p->aeiou(p, code, arg);
+    const uint32_t answer = p->aeiou(p, code, arg1, arg2);
     return (code == 'b' || code == 'i' || code == 'm') ? layered(answer, 0) : answer;
 }
 
@@ -322,8 +322,8 @@ extern "C" MVIP_API int32_t mvim3to2_imap(mvimage* im, mvmapdesc* desc, int32_t 
 extern "C" MVIP_API int32_t mvim3to2_imapr(mvimage* im, mvmapdesc* desc) {
     return im ? mvip::view::imapr(im, desc) : MVERR_USAGE;
 }
-extern "C" MVIP_API uint32_t mvim3to2_aeiou(mvimage* im, uint32_t code, void* arg) {
-    return im ? mvip::view::aeiou(im, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvim3to2_aeiou(mvimage* im, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return im ? mvip::view::aeiou(im, code, arg1, arg2) : 0;
 }
 extern "C" MVIP_API mvywindow* mvim3to2_xwind(mvimage* im, mvywindow* window, int32_t code) {
     return im ? mvip::view::xwind(im, window, code) : nullptr;

@@ -4,6 +4,7 @@
 
 #include <type_traits>
 
+#include "core/bxtcode.hpp"
 #include "core/record.hpp"
 
 namespace mvip::view {
@@ -143,7 +144,7 @@ uint32_t walk_run(uint32_t n, uint32_t x, uint32_t y, uint32_t w, uint32_t h, bo
     return done;
 }
 
-inline bool prepares(int32_t operation) { return static_cast<int8_t>(operation & 0xFF) < 0; }
+using bxt::prepares;
 
 // ---- views that forward to one parent of either dimension -------------------
 // The dimension views reach their parent through `ParentOf(view)`, which may

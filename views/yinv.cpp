@@ -77,8 +77,8 @@ extern "C" MVIP_API int32_t mvimyinv_imap(mvimage* v, mvmapdesc* desc, int32_t x
 extern "C" MVIP_API int32_t mvimyinv_imapr(mvimage* v, mvmapdesc* desc) {
     return v ? InversionView::imapr(v, desc) : MVERR_USAGE;
 }
-extern "C" MVIP_API uint32_t mvimyinv_aeiou(mvimage* v, uint32_t code, void* arg) {
-    return v ? InversionView::aeiou(v, code, arg) : 0;
+extern "C" MVIP_API uint32_t mvimyinv_aeiou(mvimage* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    return v ? InversionView::aeiou(v, code, arg1, arg2) : 0;
 }
 extern "C" MVIP_API mvywindow* mvimyinv_xwind(mvimage* v, mvywindow* w, int32_t code) {
     return v ? InversionView::xwind(v, w, code) : nullptr;
