@@ -37,6 +37,8 @@ int32_t plan_frame(mvimage* im, FrameForm& form) {
     form.bitcount = pixies == 1 ? 8 : 24;
     form.row_bytes = dib_row_bytes(w, form.bitcount);
     form.frame_bytes = form.row_bytes * h;
+    // No chunk or index entry can describe a frame of 4 GiB or more.
+    if (form.frame_bytes >= (uint64_t(1) << 32)) return MVERR_UNSUPPORTED;
     return 0;
 }
 

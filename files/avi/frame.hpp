@@ -26,7 +26,8 @@ struct FrameForm {
 };
 
 // The stored form of an image's window: 0; -1 for a null image, an invalid
-// or empty window or pixel format; -11 for two pixies.
+// or empty window or pixel format; -11 for two pixies and for frames of
+// 4 GiB or more.
 int32_t plan_frame(mvimage* im, FrameForm& form);
 
 // The image's window as one stored frame in `out` (form.frame_bytes bytes,

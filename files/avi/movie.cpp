@@ -190,6 +190,9 @@ int32_t walk_odml(Stream& s, const Layout& l, Movie& m) {
         const uint32_t entry_longs = load_u16(b, false), sub = b[2], kind = b[3], count = load_u32(b + 4, false);
         if (entry_longs != 2 || kind != 1 || sub != 0) return MVERR_UNSUPPORTED;
         if (uint64_t(count) * 8 > c.size - kIndexHeader) return MVERR_FORMAT;
+        // Every entry has its 8 bytes in the file: more entries than that
+        // means standard indexes listed twice.
+        if (m.frame_pos.size() + count > len / 8) return MVERR_FORMAT;
         const uint64_t base = load_u32(b + 12, false) | uint64_t(load_u32(b + 16, false)) << 32;
         std::vector<unsigned char> entries(size_t(count) * 8);
         s.read(c.data() + kIndexHeader, entries.data(), entries.size());
