@@ -2034,8 +2034,8 @@ MVIP_STATIC_ASSERT(offsetof(mvfileinfo, texts) == 248, "mvfileinfo.texts");
 MVIP_STATIC_ASSERT(sizeof(mvfileinfo) == 280, "mvfileinfo size");
 
 /* Recognise a file by its content (never by its name) and describe it.
- * The record is zeroed, then the probes are tried in the order TIFF, BMP
- * (further formats pass on to the next probe).  0; -1 for a null record;
+ * The record is zeroed, then the probes are tried in the order TIFF, BMP,
+ * AVI (further formats pass on to the next probe).  0; -1 for a null record;
  * -13 for a file that cannot be opened; -2 memory; -10 when no probe
  * recognises the file.  TIFF images that the reader refuses (tiles, JPEG
  * or Deflate strips, ...) are still described: size, samples, bits, the
