@@ -1990,6 +1990,25 @@ typedef struct mvfileinfo_bmp {
     uint32_t one;               /* always 1 */
 } mvfileinfo_bmp;
 
+/* AVI fields (format "avi").  The writers read scale and rate from a
+ * record given as their parameters. */
+typedef struct mvfileinfo_avi {
+    uint32_t scale;             /* time units of one frame (writer: 0 = 1) */
+    uint32_t rate;              /* time units per second: frames per second
+                                   = rate / scale (writer: 0 = 25 fps) */
+    uint32_t opendml;           /* 1 when the frames are listed by OpenDML
+                                   indexes */
+    uint32_t rifflists;         /* RIFF lists: 1 + the "AVIX" extensions */
+    uint32_t compression;       /* bitmap compression of the frames: 0
+                                   uncompressed, else its four-character
+                                   code */
+    uint32_t bitcount;          /* bits per pixel of the stored frames */
+    uint32_t headerframes;      /* the frame count the stream header states
+                                   (images holds the frames the indexes
+                                   list) */
+    uint32_t supported;         /* 1 when mvio8_avireadseq decodes them */
+} mvfileinfo_avi;
+
 /* The file-information record (280 bytes, zero-filled before use). */
 typedef struct mvfileinfo {
     uint32_t window[4];         /* 0, 0, width, height */
@@ -2008,6 +2027,7 @@ typedef struct mvfileinfo {
         uint32_t words[MVFILEINFO_AREA_WORDS];
         mvfileinfo_tif tif;
         mvfileinfo_bmp bmp;
+        mvfileinfo_avi avi;
     } area;
     /* Texts (TIFF: DateTime, Software, ImageDescription, Copyright; index
      * with MVTEXT_*).  Copies owned by the record when filled by
@@ -2020,6 +2040,7 @@ typedef struct mvfileinfo {
 
 MVIP_STATIC_ASSERT(sizeof(mvfileinfo_tif) == 72, "mvfileinfo_tif size");
 MVIP_STATIC_ASSERT(sizeof(mvfileinfo_bmp) == 36, "mvfileinfo_bmp size");
+MVIP_STATIC_ASSERT(sizeof(mvfileinfo_avi) == 32, "mvfileinfo_avi size");
 MVIP_STATIC_ASSERT(offsetof(mvfileinfo, width) == 28, "mvfileinfo.width");
 MVIP_STATIC_ASSERT(offsetof(mvfileinfo, images) == 36, "mvfileinfo.images");
 MVIP_STATIC_ASSERT(offsetof(mvfileinfo, pixfmt) == 40, "mvfileinfo.pixfmt");
@@ -2029,8 +2050,8 @@ MVIP_STATIC_ASSERT(offsetof(mvfileinfo, texts) == 248, "mvfileinfo.texts");
 MVIP_STATIC_ASSERT(sizeof(mvfileinfo) == 280, "mvfileinfo size");
 
 /* Recognise a file by its content (never by its name) and describe it.
- * The record is zeroed, then the probes are tried in the order TIFF, BMP
- * (further formats pass on to the next probe).  0; -1 for a null record;
+ * The record is zeroed, then the probes are tried in the order TIFF, BMP,
+ * AVI (further formats pass on to the next probe).  0; -1 for a null record;
  * -13 for a file that cannot be opened; -2 memory; -10 when no probe
  * recognises the file.  TIFF images that the reader refuses (tiles, JPEG
  * or Deflate strips, ...) are still described: size, samples, bits, the
@@ -2248,6 +2269,102 @@ MVIP_API int32_t mvio8_bmpread(mvabort *hook, mvimage *im, mvimage *palette,
                                const char *filename, uint32_t mode);
 MVIP_API int32_t mvio8_bmpwrite(mvabort *hook, mvimage *im,
                                 const char *filename, uint32_t mode);
+
+/* AVI movies.
+ *
+ * Writing: every frame is an uncompressed device-independent bitmap in a
+ * "00db" chunk, bottom line first, rows padded to 4 bytes.  The first
+ * frame fixes the format: an image of one pixie gives 8-bit grey frames
+ * (with a 256-entry grey palette), an image of three or more pixies 24-bit
+ * B, G, R frames (colour codes 0, 3 and 4 give their first three pixies as
+ * they are, 36 and 67 are reordered, other colour codes are converted to
+ * BGR); values of any data type are rescaled to 8 bits as the type
+ * converter does; two pixies: -11.  Every later frame must have the first
+ * one's width, height and pixie count (grey or colour), else -1.
+ *  - params: null, or a record whose area.avi.scale and area.avi.rate
+ *    give the stream's time base (frames per second = rate / scale; rate 0
+ *    means 25 frames per second) and whose texts become INFO chunks:
+ *    Software ISFT, ImageDescription ICMT, Copyright ICOP, DateTime ICRD.
+ *    The INFO list is written only when Software, ImageDescription or
+ *    Copyright is given (a date alone writes none).
+ *  - Plain files (mvio8_aviwriteseq, mvio8_aviwriteseqinit): one RIFF
+ *    "AVI " list with a 64-byte stream header (32-bit frame rectangle) and
+ *    an idx1 index; a file that would pass 4 GiB is refused with -11
+ *    (before it is made by mvio8_aviwriteseq; at the frame that would not
+ *    fit by a handle).  Readers commonly expect plain files below 1 GiB:
+ *    use OpenDML beyond.
+ *  - OpenDML files (mvio8_aviodmlwriteseq, mvio8_aviodmlwriteseqinit):
+ *    2^30 / row bytes / height frames (at least 1) per RIFF list, the
+ *    first "AVI ", the rest "AVIX"; a 56-byte stream header (16-bit frame
+ *    rectangle, values above 32767 clipped); a super index "indx" in the
+ *    stream list with one entry per list (and one zero entry more); in
+ *    every movi list an "ix00" standard index whose base is the movi
+ *    list's header; LIST "odml" with the 248-byte "dmlh" holding the total
+ *    frame count; JUNK so that LIST "movi" starts on a multiple of 8,192
+ *    bytes; idx1 for the first list's frames.  A frame of 2 GiB or more:
+ *    -11.  A handle reserves super index entries for 1 TiB of frames
+ *    (more lists: -11); mvio8_aviodmlwriteseq reserves exactly what the
+ *    stack needs.
+ *  - Header values: main header flags HASINDEX (0x10) and ISINTERLEAVED
+ *    (0x100), microseconds per frame and bytes per second from the rate,
+ *    one stream, suggested buffer the frame chunk's size, total frames (of
+ *    the first list in OpenDML files, where dmlh has the total); stream
+ *    header handler "DIB ", length the total frame count, quality -1,
+ *    sample size 0.  idx1 entries carry the key-frame flag (0x10) and
+ *    count from the "movi" code (the first frame is at 4); ix00 sizes
+ *    have bit 31 clear (key frames).
+ *  - hook: called with (0, 0) at entry of every call (a non-zero answer is
+ *    returned at once, touching nothing); the whole-stack writers and
+ *    mvio8_aviwriteseq2 call it before each plane with (ordinal, planes),
+ *    ordinals from 1, and with the same numbers while a plane is packed;
+ *    mvio8_aviwriteseqadd passes it to the packing of its frame (row,
+ *    height).  A non-zero answer stops the writing and is returned.
+ * Any failure after the entry poll deletes the file: refused arguments of
+ * the whole-stack writers (the named file is deleted though it was not
+ * opened), a stop by the hook, a frame refused by a handle (the handle is
+ * then freed and *handle becomes null), a failed write.  A file that
+ * cannot be created (-14) or a null filename is left as it is.
+ * The whole-stack writers write every plane of the 3-D window in order:
+ * 0; -1 for a null image, an invalid window or one of no planes (a 2-D
+ * record given here is refused so), or a null filename; -11 as above;
+ * -2 memory; -7 a failed write. */
+typedef struct mvavifile mvavifile;
+MVIP_API int32_t mvio8_aviwriteseq(mvabort *hook, mvimage3 *im, const char *filename, const mvfileinfo *params, uint32_t mode);
+MVIP_API int32_t mvio8_aviodmlwriteseq(mvabort *hook, mvimage3 *im, const char *filename, const mvfileinfo *params, uint32_t mode);
+/* Handle forms.  init: *handle must be null and filename given (else -1);
+ * creates the file (-14 when it cannot) and takes the parameters (texts
+ * are copied); the headers are written with the first frame.  add: one
+ * 2-D image as the next frame.  mvio8_aviwriteseq2: every plane of a 3-D
+ * window as the next frames.  done: completes the indexes and headers and
+ * closes the file; -1 without a frame (the file is deleted).  add, seq2
+ * and done answer -1 for a null handle, so a handle pointer used after
+ * done (which clears it) or after a failure is refused.  mode is
+ * reserved (pass 0); the filename arguments of add, seq2 and done are not
+ * used. */
+MVIP_API int32_t mvio8_aviwriteseqinit(mvabort *hook, mvavifile **handle, const char *filename, const mvfileinfo *params, uint32_t mode);
+MVIP_API int32_t mvio8_aviodmlwriteseqinit(mvabort *hook, mvavifile **handle, const char *filename, const mvfileinfo *params, uint32_t mode);
+MVIP_API int32_t mvio8_aviwriteseqadd(mvabort *hook, mvavifile **handle, const char *filename, mvimage *im);
+MVIP_API int32_t mvio8_aviwriteseq2(mvabort *hook, mvavifile **handle, const char *filename, mvimage3 *im);
+MVIP_API int32_t mvio8_aviwriteseqdone(mvabort *hook, mvavifile **handle, const char *filename);
+/* Read frames `first`, first + 1, ... of the file's first video stream
+ * into the planes of the 3-D window, frame first + z into plane z, each by
+ * the reading frame above (the frame is an image of kind "MVIMAVI": u8
+ * grey, colour code 1, or u8 BGR, colour code 3; converted and resampled
+ * into the plane as there).  The frames are those the file's indexes list:
+ * the OpenDML super and standard indexes when the stream has a super index
+ * in use, else idx1 (offsets from the "movi" code, or from the file's
+ * start when that is where the chunks are), else the frame chunks found
+ * in the movi lists; header frame counts are not trusted.  Accepted:
+ * uncompressed bitmaps of 8 bits (with a palette: grey when all entries
+ * are grey, else BGR; without one: grey), 24 and 32 bits (B, G, R and an
+ * unused byte), bottom-up or top-down, and 8-bit grey of the codes "Y800",
+ * "Y8  ", "GREY" (top line first, rows not padded); anything else -11,
+ * frames of 2 GiB or more -11.  The file must hold first + planes frames,
+ * else -10 before any plane is touched; a frame chunk smaller than a
+ * frame, and index entries or chunks outside the file, -10.  The hook is
+ * called as by the whole-stack writers.  mode as for the reading frame.
+ * 0; -1 for a null image or filename, or a window of no planes; -13. */
+MVIP_API int32_t mvio8_avireadseq(mvabort *hook, mvimage3 *im, const char *filename, uint32_t first, uint32_t mode);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -337,6 +337,32 @@ TEST(MvTool, StacksKeepEveryPage) {
     EXPECT_EQ(read_stack(median.str())->flat.pixels, want.flat.pixels);
 }
 
+// A stack to AVI and back: every frame kept, the rate asked for, OpenDML on
+// request; info shows the movie's fields.
+TEST(MvTool, StacksGoToAviAndBack) {
+    REQUIRE_MVTOOL();
+    mvtest::OwnedStack st(21, 9, 4, MVTYPE_U8, 8, 1, MVCS_GREY);
+    st.flat.fill_natural(5);
+    TempPath in("stack.tif"), avi("movie.avi"), odml("odml.avi"), back("back.tif");
+    ASSERT_EQ(mvio8_tifwriteseq(nullptr, &st.im, nullptr, in.c_str(), 8, 0, 0, nullptr), 0);
+    ToolRun r = run_tool({"convert", in.str(), avi.str(), "--fps", "29.97"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    r = run_tool({"convert", avi.str(), odml.str(), "--opendml", "--fps", "12.5"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    r = run_tool({"info", avi.str(), odml.str()});
+    ASSERT_EQ(r.status, 0) << r.err;
+    for (const char* want : {"AVI, 4 frames", "21 x 9 x 4", "30000 / 1001", "AVI 1.0", "OpenDML, 1 RIFF list",
+                             "12500 / 1000", "software      mvip mvtool"})
+        EXPECT_NE(r.out.find(want), std::string::npos) << want << " not in:\n" << r.out;
+    r = run_tool({"convert", odml.str(), back.str()});
+    ASSERT_EQ(r.status, 0) << r.err;
+    mvtest::OwnedStack got(21, 9, 4, MVTYPE_U8, 8, 1, MVCS_GREY);
+    ASSERT_EQ(mvio8_tifreadseq(nullptr, &got.im, nullptr, back.c_str(), 0, nullptr, 0), 0);
+    EXPECT_EQ(got.flat.pixels, st.flat.pixels);
+    r = run_tool({"convert", in.str(), back.str(), "--fps", "10"});
+    EXPECT_EQ(r.status, 1);
+}
+
 // Ctrl-C during a long conversion: the writer stops at its next row and
 // deletes its file, and the tool reports the cancellation.
 TEST(MvTool, InterruptedConversionLeavesNoOutput) {

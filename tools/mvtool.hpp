@@ -110,9 +110,9 @@ struct FilePages {
     std::vector<mvfileinfo> pages;
 };
 
-enum class FileKind { tiff, bmp };
+enum class FileKind { tiff, bmp, avi };
 // The format a file name asks for by its extension; throws UsageError for
-// anything other than .tif, .tiff and .bmp.
+// anything other than .tif, .tiff, .bmp and .avi.
 FileKind kind_of(const std::string& path);
 
 // Options of the TIFF writer (ignored for BMP).
@@ -120,6 +120,8 @@ struct WriteOptions {
     uint32_t compression = 1;  // TIFF compression code
     int32_t bits = 0;          // 0: the image's own bits
     const mvfileinfo* source = nullptr;  // resolution and texts to carry over
+    double fps = 0;            // AVI: frames per second (0: 25)
+    int opendml = -1;          // AVI: 1 OpenDML, 0 plain, -1 OpenDML past 1 GiB
 };
 // TIFF compression codes by name ("none", "packbits", "lzw", "lzw-pred",
 // "arith") and back; -1 / null when unknown.
@@ -158,6 +160,20 @@ private:
     std::string path_;
     mvtiffile* handle_ = nullptr;
 };
+
+// ------------------------------------------------------------ AVI movies
+bool is_avi(const mvfileinfo& info);
+// Frames per second as the stream's rate and scale: whole rates as n / 1,
+// the NTSC family (29.97, 59.94, ...) as n000 / 1001, others in
+// thousandths; throws UsageError outside (0, 10^6].
+void avi_rate(double fps, uint32_t& rate, uint32_t& scale);
+// Writes a stack (or one image as one frame) as an AVI movie: plain, or
+// OpenDML when asked or when the frames pass 1 GiB.
+void save_avi(const Image& image, const std::string& path, const WriteOptions& options);
+// Loads every frame as a stack (frame < 0) or one frame, in the form the
+// file presents (u8 grey or BGR).
+void load_avi(const std::string& path, const mvfileinfo& info, Image& image, int64_t frame = -1);
+void print_avi_fields(const mvfileinfo& info);
 
 // Size of a file in bytes (0 when it cannot be found).
 uint64_t file_size(const std::string& path);

@@ -1,8 +1,10 @@
-// mvtool convert - TIFF and BMP either way: the input is recognised by its
-// content and loaded in the pixel format it presents, the output format
-// comes from the output name's extension.  A TIFF file of several images
-// keeps them all (a stack, whose pages agree in size and format, through
-// 3-D images; other files page by page) unless --index picks one.
+// mvtool convert - TIFF, BMP and AVI in any direction: the input is
+// recognised by its content and loaded in the pixel format it presents, the
+// output format comes from the output name's extension.  A TIFF file of
+// several images keeps them all (a stack, whose pages agree in size and
+// format, through 3-D images; other files page by page) unless --index
+// picks one; an AVI movie is loaded as a stack of its frames (--index picks
+// one frame), and a stack goes to AVI as one frame per plane.
 
 #include "mvtool.hpp"
 
@@ -31,11 +33,22 @@ long long parse_integer(const std::string& option, const std::string& text, long
 int cmd_convert(const std::vector<std::string>& args) {
     std::vector<std::string> files;
     WriteOptions options;
-    bool compression_given = false, bits_given = false, index_given = false;
+    bool compression_given = false, bits_given = false, index_given = false, avi_given = false;
     uint32_t index = 0;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
-        if (a == "--compression" || a == "--bits" || a == "--index") {
+        if (a == "--opendml") {
+            options.opendml = 1;
+            avi_given = true;
+        } else if (a == "--fps") {
+            if (i + 1 >= args.size()) throw UsageError("convert: --fps needs a value");
+            char* end = nullptr;
+            options.fps = std::strtod(args[++i].c_str(), &end);
+            uint32_t rate, scale;
+            if (args[i].empty() || *end != '\0') throw UsageError("convert: --fps: expected a number, got '" + args[i] + "'");
+            avi_rate(options.fps, rate, scale);  // throws for rates out of range
+            avi_given = true;
+        } else if (a == "--compression" || a == "--bits" || a == "--index") {
             if (i + 1 >= args.size()) throw UsageError("convert: " + a + " needs a value");
             const std::string& v = args[++i];
             if (a == "--compression") {
@@ -60,8 +73,31 @@ int cmd_convert(const std::vector<std::string>& args) {
     if (files.size() != 2) throw UsageError("convert: expected IN and OUT");
     const std::string &in = files[0], &out = files[1];
     const FileKind kind = kind_of(out);
-    if (kind == FileKind::bmp && (compression_given || bits_given))
+    if (kind != FileKind::tiff && (compression_given || bits_given))
         throw UsageError("convert: --compression and --bits apply to TIFF output only");
+    if (kind != FileKind::avi && avi_given) throw UsageError("convert: --fps and --opendml apply to AVI output only");
+
+    if (!is_raw(in)) {  // a movie: all its frames as a stack, or the one --index picks
+        mvfileinfo info{};
+        check(mvio8_fileinfo(in.c_str(), &info, 0), in);
+        if (is_avi(info)) {
+            Image frames;
+            try {
+                load_avi(in, info, frames, index_given ? int64_t(index) : -1);
+                if (kind == FileKind::bmp && frames.is_stack())
+                    throw UsageError("convert: " + in + " holds " + std::to_string(frames.depth()) +
+                                     " frames and a BMP file one: pick one with --index I");
+                options.source = &info;
+                save(frames, out, options);
+            } catch (...) {
+                mvio8_fileinfodone(&info);
+                throw;
+            }
+            mvio8_fileinfodone(&info);
+            return kExitOk;
+        }
+        mvio8_fileinfodone(&info);
+    }
 
     if (!index_given && !is_raw(in)) {  // a raw input is one image
         const FilePages pages(in);
@@ -76,6 +112,8 @@ int cmd_convert(const std::vector<std::string>& args) {
             save(stack, out, options);
             return kExitOk;
         }
+        if (n > 1 && kind == FileKind::avi)
+            throw UsageError("convert: the pages of " + in + " differ in size or format: pick one with --index I");
         if (n > 1) {
             TiffPages writer(out);
             for (uint32_t k = 0; k < n; ++k) {

@@ -125,7 +125,8 @@ FileKind kind_of(const std::string& path) {
     std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return char(std::tolower(c)); });
     if (ext == ".tif" || ext == ".tiff") return FileKind::tiff;
     if (ext == ".bmp") return FileKind::bmp;
-    throw UsageError(path + ": the output format comes from the extension: .tif, .tiff or .bmp");
+    if (ext == ".avi") return FileKind::avi;
+    throw UsageError(path + ": the output format comes from the extension: .tif, .tiff, .bmp or .avi");
 }
 
 uint64_t file_size(const std::string& path) {
@@ -221,9 +222,20 @@ void load(const std::string& path, Image& image, uint32_t index, bool apply_pale
     }
     mvfileinfo info{};
     const int32_t n = check(mvio8_fileinfoN(path.c_str(), &info, 1, index, 0), path);
-    if (n == 0 || (index > 0 && std::strcmp(info.format, "tif") != 0)) {
+    if (n == 0 || (index > 0 && std::strcmp(info.format, "tif") != 0 && !is_avi(info))) {
         mvio8_fileinfodone(&info);
         throw Failure(path + ": image " + std::to_string(index), MVERR_NOITEM);
+    }
+    if (is_avi(info)) {  // one frame of a movie
+        try {
+            load_avi(path, info, image, index);
+        } catch (...) {
+            mvio8_fileinfodone(&info);
+            throw;
+        }
+        if (info_out) *info_out = info;
+        else mvio8_fileinfodone(&info);
+        return;
     }
     const bool tiff = std::strcmp(info.format, "tif") == 0;
     bool keep_palette = false;
@@ -268,6 +280,10 @@ void load_stack(const std::string& path, const FilePages& pages, Image& image, b
 
 void save(const Image& image, const std::string& path, const WriteOptions& options) {
     const FileKind kind = kind_of(path);
+    if (kind == FileKind::avi) {
+        save_avi(image, path, options);
+        return;
+    }
     if (kind == FileKind::bmp && image.is_stack())
         throw UsageError(path + ": a BMP file holds one image, this is a stack of " + std::to_string(image.depth()) +
                          " (write TIFF, or pick a page with --index)");

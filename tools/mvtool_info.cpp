@@ -68,7 +68,7 @@ std::string rational(uint32_t num, uint32_t den) {
 void print_pixels(const mvfileinfo& info, uint32_t depth) {
     const mvpixfmt& f = info.pixfmt;
     line("size", std::to_string(info.width) + " x " + std::to_string(info.height) +
-                     (depth > 1 ? " x " + std::to_string(depth) + " (width x height x pages)" : ""));
+                     (depth > 1 ? " x " + std::to_string(depth) + (is_avi(info) ? " (width x height x frames)" : " (width x height x pages)") : ""));
     const char* type = type_name(f.datatype);
     if (type == nullptr) {
         line("pixels", "not readable by this build");
@@ -142,6 +142,13 @@ void describe(const std::string& path) {
     const FilePages pages(path);
     const mvfileinfo& first = pages.pages[0];
     const bool tiff = pages.tiff();
+    if (is_avi(first)) {
+        std::printf("%s: AVI, %u frame%s, %llu bytes\n", path.c_str(), first.images, first.images == 1 ? "" : "s",
+                    static_cast<unsigned long long>(file_size(path)));
+        print_pixels(first, first.images);
+        print_avi_fields(first);
+        return;
+    }
     const uint32_t images = tiff ? first.images : 1;
     std::printf("%s: %s, %u image%s, %llu bytes\n", path.c_str(), tiff ? "TIFF" : "BMP", images,
                 images == 1 ? "" : "s", static_cast<unsigned long long>(file_size(path)));

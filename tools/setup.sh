@@ -16,6 +16,8 @@ command -v pkg-config >/dev/null 2>&1 || missing="$missing pkgconf"  # the insta
 command -v tiffinfo >/dev/null 2>&1 || missing="$missing libtiff-tools"
 /usr/bin/python3 -c "import PIL" >/dev/null 2>&1 || missing="$missing python3-pil"
 /usr/bin/python3 -c "import tifffile" >/dev/null 2>&1 || missing="$missing python3-tifffile"
+# AVI files are checked against ffprobe and ffmpeg.
+command -v ffprobe >/dev/null 2>&1 || missing="$missing ffmpeg"
 if [ -n "$missing" ]; then
   echo "setup: installing$missing"
   SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo

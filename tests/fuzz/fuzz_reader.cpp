@@ -1,6 +1,7 @@
 // libFuzzer target for the file readers: the input is written to a file and
-// handed to the recognition calls and to the TIFF or BMP reader (chosen by
-// the build: MVIP_FUZZ_BMP selects BMP) with destinations of several
+// handed to the recognition calls and to the TIFF, BMP or AVI reader
+// (chosen by the build: MVIP_FUZZ_BMP selects BMP, MVIP_FUZZ_AVI the AVI
+// reader, which fills a stack of two planes) with destinations of several
 // formats.  Inputs whose image would need more than 64 MiB are only
 // recognised, not decoded, so the fuzzer's memory limit measures leaks and
 // not legitimately large images.
@@ -20,7 +21,16 @@ std::string scratch_path() {
 }
 
 int32_t read_file(mvimage* im, mvimage* palette, const char* path, uint32_t index, uint32_t mode) {
-#ifdef MVIP_FUZZ_BMP
+#if defined(MVIP_FUZZ_AVI)
+    (void)palette;
+    // The destination's memory as a stack of two planes of half its height.
+    mvimage3 stack;
+    const uint32_t dims[3] = {uint32_t(im->imdim.se.x), uint32_t(im->imdim.se.y) / 2, 2};
+    if (mvimage3_memory(&stack, im->priv, dims, 0, im->pixfmt.datatype, im->pixfmt.bits, im->pixfmt.pixies,
+                        im->pixfmt.colorspace, 0) != 0)
+        return -1;
+    return mvio8_avireadseq(nullptr, &stack, path, index, mode);
+#elif defined(MVIP_FUZZ_BMP)
     (void)index;
     return mvio8_bmpread(nullptr, im, palette, path, mode);
 #else
