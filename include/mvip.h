@@ -2272,9 +2272,20 @@ MVIP_API int32_t mvio8_bmpwrite(mvabort *hook, mvimage *im,
  *    outline's points within them (pass 1; the centre when the inner
  *    ellipse is empty, giving a pie slice).
  *  - Shapes with a width or height of 0 or less are empty (float sizes
- *    below 0 count as 0); float shapes with a parameter that is not finite
- *    or whose centre or size passes 2^30 are empty.
- *  - The outline of a scan list is the first and last pixel of each run.
+ *    below 0 count as 0), except a float rectangle, which shrinks to the
+ *    line or point its corners give; shapes with a parameter that is not
+ *    finite, or whose centre or size passes 2^30, are empty.
+ *  - The outline of a scan list is the first and last pixel of each run;
+ *    a path's outline is its own points.  The work of converting, bounding
+ *    or tracing a shape grows with the length of its outline, wherever the
+ *    window lies.
+ *  - Paths, polygons and sector outlines are closed by the line walk from
+ *    their last point to their first; the general converter joins points
+ *    that are not neighbours by the line walk as well.
+ *  - A scan list given to be complemented must be sorted (y, then x)
+ *    without overlaps; one out of order gives -5.
+ *  - Paths are extended only as records made by the library (they may be
+ *    moved to a larger block).
  */
 #define MVIMREGWIND        0
 #define MVIMREGELLIPSE     1
