@@ -3,6 +3,7 @@
 #include "file_util.hpp"
 #include "test_util.hpp"
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -252,6 +253,33 @@ TEST(RegionText, AppendingPutsRegionsOneAfterAnother) {
     Owned in;
     ASSERT_EQ(mvirp_regionimport(nullptr, &in.p, path.c_str(), nullptr), 0);
     EXPECT_EQ(in.p->region.window.width, 3);
+}
+
+// Every seed and every input the fuzzer once stopped on reads, converts and
+// measures without fault (the fuzz target's own steps).
+TEST(RegionText, FuzzSeedsAndRegressionsStayHarmless) {
+    namespace fs = std::filesystem;
+    const fs::path here = fs::path(__FILE__).parent_path() / "fuzz";
+    std::vector<fs::path> files;
+    for (const char* dir : {"seeds/region", "regressions/region"}) {
+        std::error_code ec;
+        for (const auto& e : fs::directory_iterator(here / dir, ec)) files.push_back(e.path());
+    }
+    if (files.empty()) GTEST_SKIP() << "the fuzz inputs are not beside the test sources";
+    std::vector<uint8_t> pixels(64 * 48);
+    const uint32_t dims[2] = {64, 48};
+    for (const fs::path& f : files) {
+        Owned r, list, path;
+        ASSERT_EQ(mvirp_regionimport(nullptr, &r.p, f.string().c_str(), nullptr), 0) << f;
+        ASSERT_EQ(mvimage_memory(&r.p->image, pixels.data(), dims, 64, MVTYPE_U8, 0, 1, MVCS_GREY, 0), 0);
+        const uint32_t shape = r.p->regiontype & 0xff;
+        const int32_t rc = mvirp_xlatetoscanlist(nullptr, r.p, &list.p, 0);
+        EXPECT_EQ(rc, r.p->regiontype == MVIMREGSCANLIST || shape == MVIMREGPOLYLINE ? MVERR_USAGE : 0) << f;
+        uint32_t area = 0;
+        EXPECT_EQ(mvirp_regionarea(r.p, &area), r.p->regiontype == MVIMREGPOLYLINE ||
+                                                    r.p->regiontype == (MVIMREGPOLYLINE | MVIMREGNEGATIVE) ? MVERR_USAGE : 0);
+        EXPECT_EQ(mvirp_xlatetopath(nullptr, r.p, &path.p), 0) << f;
+    }
 }
 
 }  // namespace
