@@ -103,7 +103,7 @@ int32_t general_runs(const mvimregion* r, const mvywindow& w, bool non_zero, Run
         // Inside between consecutive crossings (the crossings' own pixels
         // are chain pixels).
         int winding = 0;
-        for (int64_t* c = c0; c + 1 < c1; ++c) {
+        for (int64_t* c = c0; c != c1 && c + 1 != c1; ++c) {  // c0 may be null when empty
             winding += non_zero ? ((*c & 1) ? 1 : -1) : 1;
             if (non_zero ? winding == 0 : (winding & 1) == 0) continue;
             const int64_t a = (*c >> 1) + 1, e = (c[1] >> 1) - 1;
