@@ -2366,6 +2366,225 @@ MVIP_API int32_t mvio8_aviwriteseqdone(mvabort *hook, mvavifile **handle, const 
  * 0; -1 for a null image or filename, or a window of no planes; -13. */
 MVIP_API int32_t mvio8_avireadseq(mvabort *hook, mvimage3 *im, const char *filename, uint32_t first, uint32_t mode);
 
+/* ------------------------------------------------------------------ */
+/* Regions                                                             */
+/* ------------------------------------------------------------------ */
+/*
+ * A region names a set of pixels of one image.  The record begins with a
+ * whole mvimage (the image the region applies to; its window clips the
+ * region), so a region can be passed wherever an image is expected.  Shapes
+ * with lists (polygons, scan lists, paths) extend the record past its fixed
+ * 512 bytes; reclen says how many bytes the whole record has, and must be
+ * set by callers that build a list shape themselves (fixed shapes ignore
+ * it).  Regions made by the library are one block released with
+ * mvirp_regionfree.  A record of any size is built as far as memory allows
+ * (-2 when it does not): there is no upper limit on a computed scan list or
+ * path.
+ *
+ * Geometry conventions (one outline per shape; the scan conversion, the
+ * bounds and the paths all derive from it, so fill and outline agree):
+ *  - Ellipses (integer and float, and the ellipses of rings and sectors)
+ *    have semi-axes width/2 and height/2; a pixel belongs to the ellipse
+ *    when its centre lies inside or on it.  An integer ellipse of odd
+ *    width counts pixels like a rectangle: 41 x 21 centred on (100, 80)
+ *    spans x 80..120 and y 70..90; an even width has one pixel more
+ *    (40 x 20 spans 41 x 21), as the rectangle of the same width does.
+ *  - Rectangles are the four-vertex polygons of mvirp_xlaterecttopoly.
+ *  - Polygons (and paths, closed back to their start) hold every pixel of
+ *    their outline (the line walk from vertex to vertex) and every pixel
+ *    whose centre lies inside.  The general converter (polygons, paths,
+ *    sectors) decides "inside" by the even-odd rule; an option of 1 to
+ *    mvirp_xlatetoscanlist selects the non-zero winding rule instead.
+ *  - Rings (annulus, frame) are the outer shape's pixels less the inner
+ *    shape's pixels: the inner outline lies just inside the hole.
+ *  - Sectors run counter-clockwise as displayed from starta to enda; an
+ *    enda below starta wraps round (0 to -pi/2 is three quarters of a
+ *    turn); ends a full turn or more apart keep the whole ring; equal ends
+ *    keep only the outline points on that ray.  A sector is bounded by the
+ *    outer outline's points within the angles (pass 0) and the inner
+ *    outline's points within them (pass 1; the centre when the inner
+ *    ellipse is empty, giving a pie slice).
+ *  - Shapes with a width or height of 0 or less are empty (float sizes
+ *    below 0 count as 0), except a float rectangle, which shrinks to the
+ *    line or point its corners give; shapes with a parameter that is not
+ *    finite, or whose centre or size passes 2^30, are empty.
+ *  - The outline of a scan list is the first and last pixel of each run;
+ *    a path's outline is its own points.  The work of converting, bounding
+ *    or tracing a shape grows with the length of its outline, wherever the
+ *    window lies.
+ *  - Paths, polygons and sector outlines are closed by the line walk from
+ *    their last point to their first; the general converter joins points
+ *    that are not neighbours by the line walk as well.
+ *  - A scan list given to be complemented must be sorted (y, then x)
+ *    without overlaps; one out of order gives -5.
+ *  - Paths are extended only as records made by the library (they may be
+ *    moved to a larger block).
+ */
+#define MVIMREGWIND        0
+#define MVIMREGELLIPSE     1
+#define MVIMREGRECTANGLE   2
+#define MVIMREGPOLYGON     3
+#define MVIMREGPOLYGONX    4
+#define MVIMREGSCANLIST    5
+#define MVIMREGPATH        6
+#define MVIMREGSCANLISTB   7
+#define MVIMREGPOLYLINE    8
+#define MVIMREGANNULUS     9
+#define MVIMREGANNULUSARC  10
+#define MVIMREGFRAME       11
+#define MVIMREGWINDOW      12
+#define MVIMREGELLIPSEF    13
+#define MVIMREGRECTANGLEF  14
+#define MVIMREGANNULUSF    17
+#define MVIMREGANNULUSARCF 18
+#define MVIMREGFRAMEF      19
+#define MVIMREGNEGATIVE    0x100  /* or-ed in: the complement in the window */
+
+#pragma pack(push, 4)
+typedef struct mvregshape { int32_t width, height; float angle; } mvregshape;
+typedef struct mvregpolygon { int32_t N; mvpoint vertex[4]; } mvregpolygon;
+typedef struct mvscanrun { mvpoint coord; int32_t len; } mvscanrun;
+typedef struct mvregscanlist { int32_t N; mvscanrun scanlists[3]; } mvregscanlist;
+typedef struct mvregpath { int32_t N; mvpoint lastpt; uint8_t pathlist[28]; } mvregpath;
+typedef struct mvregannulus {
+    int32_t outerwidth, outerheight; float outerangle;
+    int32_t innerwidth, innerheight; float innerangle;
+} mvregannulus;
+typedef struct mvregannulusarc {
+    int32_t outerwidth, outerheight; float outerangle;
+    int32_t innerwidth, innerheight; float innerangle;
+    float starta, enda;
+} mvregannulusarc;
+typedef struct mvregwindow { int32_t width, height; } mvregwindow;
+typedef struct mvpointf { float xf, yf; } mvpointf;
+typedef struct mvregshapef { mvpointf originf; float width, height, angle; } mvregshapef;
+typedef struct mvregannulusf {
+    mvpointf originf;
+    float outerwidth, outerheight, outerangle, innerwidth, innerheight, innerangle;
+} mvregannulusf;
+typedef struct mvregannulusarcf {
+    mvpointf originf;
+    float outerwidth, outerheight, outerangle, innerwidth, innerheight, innerangle;
+    float starta, enda;
+} mvregannulusarcf;
+
+/* The region record.  Lists run on past the declared array sizes, up to
+ * reclen bytes from the start of the record. */
+typedef struct mvimregion {
+    mvimage image;
+    uint32_t regiontype;
+    uint64_t reclen;
+    mvpoint origin;
+    union {
+        mvregshape ellipse, rectangle;
+        mvregpolygon polygon;
+        mvregscanlist scanlist;
+        mvregpath path;
+        mvregannulus annulus, frame;
+        mvregannulusarc annulusarc;
+        mvregwindow window;
+        mvregshapef ellipsef, rectanglef;
+        mvregannulusf annulusf, framef;
+        mvregannulusarcf annulusarcf;
+    } region;
+} mvimregion;
+#pragma pack(pop)
+
+#define MVIMREGION_FIXED 512           /* bytes of the fixed part */
+#define MVIMREGION_POLYGON_AT 476      /* offset of the first vertex */
+#define MVIMREGION_SCANLIST_AT 476     /* offset of the first run */
+#define MVIMREGION_PATHLIST_AT 484     /* offset of the first chain code byte */
+MVIP_STATIC_ASSERT(sizeof(mvimregion) == MVIMREGION_FIXED, "mvimregion size");
+MVIP_STATIC_ASSERT(offsetof(mvimregion, regiontype) == 452, "mvimregion.regiontype");
+MVIP_STATIC_ASSERT(offsetof(mvimregion, reclen) == 456, "mvimregion.reclen");
+MVIP_STATIC_ASSERT(offsetof(mvimregion, origin) == 464, "mvimregion.origin");
+MVIP_STATIC_ASSERT(offsetof(mvimregion, region) == 472, "mvimregion.region");
+MVIP_STATIC_ASSERT(offsetof(mvimregion, region.polygon.vertex) == MVIMREGION_POLYGON_AT,
+                   "mvimregion.region.polygon.vertex");
+MVIP_STATIC_ASSERT(offsetof(mvimregion, region.scanlist.scanlists) == MVIMREGION_SCANLIST_AT,
+                   "mvimregion.region.scanlist.scanlists");
+MVIP_STATIC_ASSERT(offsetof(mvimregion, region.path.lastpt) == 476, "mvimregion.region.path.lastpt");
+MVIP_STATIC_ASSERT(offsetof(mvimregion, region.path.pathlist) == MVIMREGION_PATHLIST_AT,
+                   "mvimregion.region.path.pathlist");
+MVIP_STATIC_ASSERT(offsetof(mvimregion, region.annulusarcf.enda) == 508,
+                   "mvimregion.region.annulusarcf.enda");
+MVIP_STATIC_ASSERT(sizeof(mvscanrun) == 12, "mvscanrun size");
+
+/* Type names: entry i of the table has a code and a name ("MVIMREGWIND",
+ * ...); the entry after the last has a null name.  mvirp_regionname
+ * answers the name of a code (flag stripped) or null; mvirp_regioncode the
+ * code of an exactly matching name or -1. */
+typedef struct mvregname { int32_t code; const char *name; } mvregname;
+MVIP_API const mvregname *mvirp_regionnames(void);
+MVIP_API const char *mvirp_regionname(uint32_t code);
+MVIP_API int32_t mvirp_regioncode(const char *name);
+
+/* Release a region made by the library and set *region to null; a null
+ * address or a null *region does nothing. */
+MVIP_API void mvirp_regionfree(mvimregion **region);
+
+/* Chain-coded paths.  Codes 0..7 step (+1,0) (+1,-1) (0,-1) (-1,-1) (-1,0)
+ * (-1,+1) (0,+1) (+1,+1); a code of 8 or more is a run of (next nibble + 2)
+ * steps in direction code & 7.  Two codes a byte, low nibble first.
+ * mvirp_pathcreate: *path must be null; a new path at (x, y).  -1, -2.
+ * mvirp_pathextend: appends the line walk from lastpt to (x, y) (the walk
+ * starts with the error 2m - (M - 1): (0,0) to (3,1) gives 7, 0, 0); the
+ * record may move.  -1 for a null or non-path record; -2 when growing
+ * fails, the path then as it was before the call.  A full path (N of
+ * 0x7fffffff) ignores further steps.
+ * mvirp_pathextend1: one code from the signs of (x, y) - lastpt (0 for the
+ * same point), then lastpt = (x, y) even when it is not a neighbour.
+ * -1, -2, -15 for a full path.
+ * mvirp_pathcompress: a new copy with runs of one direction as run codes;
+ * -1 unless src is a path (no negative flag) and *dst is null. */
+MVIP_API int32_t mvirp_pathcreate(mvimregion **path, int32_t x, int32_t y);
+MVIP_API int32_t mvirp_pathextend(mvimregion **path, int32_t x, int32_t y);
+MVIP_API int32_t mvirp_pathextend1(mvimregion **path, int32_t x, int32_t y);
+MVIP_API int32_t mvirp_pathcompress(const mvimregion *src, mvimregion **dst);
+
+/* mvirp_xlatetoscanlist: a new clipped, sorted MVIMREGSCANLIST of the
+ * region's pixels in *dst (which must be null).  Scan lists given as
+ * MVIMREGSCANLISTB (or negative scan lists) are copied and clipped;
+ * negative regions give their complement within the window.  option 1
+ * selects the non-zero rule of the general converter (else even-odd).  The
+ * hook is asked at entry.  -1: null pointers, *dst not null, an invalid
+ * image, a plain MVIMREGSCANLIST, a polyline, an unknown type or a list
+ * longer than its record; -2 memory; -5 a complement whose input is out of
+ * order.
+ * mvirp_xlatetopath: a new path following the region's outline (the
+ * negative flag carried over); -1 as above.
+ * mvirp_xlaterecttopoly: a (float) rectangle becomes in place the
+ * four-vertex MVIMREGPOLYGONX of its corners; -1 for other types.
+ * mvirp_regionbounds: left, top, right, bottom (exclusive) of the region's
+ * outline into *bounds.  mode 0x100: a negative region's own shape (else
+ * its window); any non-zero mode answers 0 when the bounds miss the window;
+ * (mode & 0x7f) == 'w' clips them to the window.  1 stored, 0 empty (bounds
+ * untouched), -1 invalid image or type.
+ * mvirp_regionarea: the number of pixels into *count (may be null); 0 or
+ * the conversion's error. */
+MVIP_API int32_t mvirp_xlatetoscanlist(mvabort *hook, const mvimregion *region,
+                                       mvimregion **dst, uint32_t option);
+MVIP_API int32_t mvirp_xlatetopath(mvabort *hook, const mvimregion *region,
+                                   mvimregion **dst);
+MVIP_API int32_t mvirp_xlaterecttopoly(mvimregion *region);
+MVIP_API int32_t mvirp_regionbounds(const mvimregion *region, mvywindow *bounds, uint32_t mode);
+MVIP_API int32_t mvirp_regionarea(const mvimregion *region, uint32_t *count);
+
+/* The region text file: a "[mvimregion]" section of key=value lines (type
+ * name, origin, shape parameters; integers "%d", floats "%f").  Export:
+ * mode null means "w" ("a" appends); 0, -1 null arguments or an unknown
+ * type (no file is left), -14 not creatable, -7 write error (the file is
+ * deleted).  Import: *region must be null; mode null means "r"; the header
+ * line is optional, keys must come in the written order with blanks
+ * allowed around "=", indexed keys with their index.  0, -1, -13 not
+ * found, -10 format, -2 memory.  The imported region carries a null image.
+ * The reader closes its file on every path.  A compressed path travels
+ * with N nibbles (short by one nibble a run). */
+MVIP_API int32_t mvirp_regionexport(mvabort *hook, const mvimregion *region,
+                                    const char *filename, const char *mode);
+MVIP_API int32_t mvirp_regionimport(mvabort *hook, mvimregion **region,
+                                    const char *filename, const char *mode);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

@@ -464,6 +464,27 @@ TEST(MvTool, RawInputAndPseudoColour) {
     EXPECT_EQ(r.status, 1) << r.err;
 }
 
+TEST(Mvtool, RegionInfoAndScanDescribeARegionFile) {
+    REQUIRE_MVTOOL();
+    TempPath file("box.txt");
+    mvimregion box{};
+    box.regiontype = MVIMREGWINDOW;
+    box.origin = {4, 6};
+    box.region.window = {3, 2};
+    ASSERT_EQ(mvirp_regionexport(nullptr, &box, file.c_str(), nullptr), 0);
+    ToolRun r = run_tool({"region", "info", file.str()});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("type:    MVIMREGWINDOW"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("bounds:  4, 6 to 7, 8"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("area:    6 pixels"), std::string::npos) << r.out;
+    r = run_tool({"region", "scan", file.str(), "--window", "0,0,6,10"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "4 6 2\n4 7 2\n");
+    r = run_tool({"region", "info", file.str() + ".missing"});
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.err.find(failure_line(file.str() + ".missing", MVERR_FILENOTFOUND)), std::string::npos);
+}
+
 }  // namespace
 
 #endif

@@ -1,8 +1,8 @@
 #!/bin/sh
-# Build the file-reader fuzz targets with clang's libFuzzer (plus ASan and
+# Build the file-reader and region-text fuzz targets with clang's libFuzzer (plus ASan and
 # UBSan) and run each for a while on its seed corpus:
 #   tools/fuzz.sh [seconds per target]      (default 600)
-# FUZZ_TARGETS="avi" (say) picks targets among tiff, bmp and avi.
+# FUZZ_TARGETS="avi" (say) picks targets among tiff, bmp, avi and region.
 # Crashing inputs land in build-fuzz/crashes-<target>/; keep each one as a
 # regression case under tests/fuzz/regressions/.
 set -e
@@ -13,14 +13,16 @@ OUT=build-fuzz
 mkdir -p $OUT
 SOURCES=$(find core views ops regions draw files -name '*.cpp' | sort)
 FLAGS="-std=c++20 -O1 -g -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all -Iinclude -I. -DMVIP_BUILDING -fno-strict-aliasing"
-for target in ${FUZZ_TARGETS:-tiff bmp avi}; do
+TARGETS=${FUZZ_TARGETS:-tiff bmp avi region}
+for target in $TARGETS; do
   define=""; [ $target = bmp ] && define="-DMVIP_FUZZ_BMP"; [ $target = avi ] && define="-DMVIP_FUZZ_AVI"
-  if [ ! -x $OUT/fuzz_$target ] || [ -n "$(find $SOURCES tests/fuzz/fuzz_reader.cpp -newer $OUT/fuzz_$target | head -1)" ]; then
+  main=tests/fuzz/fuzz_reader.cpp; [ $target = region ] && main=tests/fuzz/fuzz_region.cpp
+  if [ ! -x $OUT/fuzz_$target ] || [ -n "$(find $SOURCES $main -newer $OUT/fuzz_$target | head -1)" ]; then
     echo "fuzz: building fuzz_$target"
-    clang++ $FLAGS $define $SOURCES tests/fuzz/fuzz_reader.cpp -o $OUT/fuzz_$target
+    clang++ $FLAGS $define $SOURCES $main -o $OUT/fuzz_$target
   fi
 done
-for target in ${FUZZ_TARGETS:-tiff bmp avi}; do
+for target in $TARGETS; do
   corpus=$OUT/corpus-$target
   mkdir -p $corpus $OUT/crashes-$target
   cp tests/fuzz/seeds/$target/* $corpus/ 2>/dev/null || true

@@ -40,6 +40,10 @@ const char kUsage[] =
     "  bench [--repeat N] [--filter TEXT]\n"
     "                            time a selection of operations on a built-in 2048 x 2048\n"
     "                            image (one core) and print Mpixel/s\n"
+    "  region info|scan FILE [--window X0,Y0,X1,Y1]\n"
+    "                            describe a region text file (type, origin, bounds, area,\n"
+    "                            runs) or list its scan list, one run \"x y len\" a line;\n"
+    "                            the window clips it (default: the region's own bounds)\n"
     "  demo [OUTDIR]             run the demo pipeline on a built-in sample image; results\n"
     "                            go to OUTDIR (default out/)\n"
     "  help, --help              this text\n"
@@ -57,6 +61,7 @@ struct Command {
 constexpr Command kCommands[] = {
     {"info", mvtool::cmd_info},   {"convert", mvtool::cmd_convert}, {"op", mvtool::cmd_op},
     {"bench", mvtool::cmd_bench}, {"demo", mvtool::cmd_demo},
+    {"region", mvtool::cmd_region},
 };
 
 }  // namespace

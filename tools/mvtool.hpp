@@ -242,6 +242,7 @@ int32_t pseudocolour(mvabort* hook, mvimage* src, mvimage* dst, int32_t map);
 
 // ---------------------------------------------------------- subcommands
 int cmd_info(const std::vector<std::string>& args);
+int cmd_region(const std::vector<std::string>& args);
 int cmd_convert(const std::vector<std::string>& args);
 int cmd_op(const std::vector<std::string>& args);
 int cmd_bench(const std::vector<std::string>& args);

@@ -1,0 +1,50 @@
+// The one outline walker: every shape's boundary pixels in order.  The
+// scan conversion, the bounds, the paths (and the drawing of regions) all
+// consume it, so fill and outline agree by construction.
+#pragma once
+
+#include "regions/record.hpp"
+
+#include <cmath>
+#include <utility>
+
+namespace mvip::regions {
+
+// A non-owning reference to a point callback: (x, y, pass).  Pass 0 is the
+// outer outline, pass 1 the inner one of rings and sectors.
+class PointSink {
+public:
+    template <class F>
+    PointSink(F& f)  // NOLINT: implicit on purpose
+        : ctx_(&f), fn_([](void* c, int32_t x, int32_t y, int pass) {
+              (*static_cast<F*>(c))(x, y, pass);
+          }) {}
+    void operator()(int32_t x, int32_t y, int pass) const { fn_(ctx_, x, y, pass); }
+
+private:
+    void* ctx_;
+    void (*fn_)(void*, int32_t, int32_t, int);
+};
+
+// Walks the outline of `r`.  Without ignore_negative a negative region's
+// outline is the window's (pass 0) followed by the shape's passes, each
+// numbered one higher.  0, or -1 for an unknown type or a list that runs
+// past its record.
+int32_t walk_outline(const mvimregion* r, bool ignore_negative, PointSink sink);
+
+// True when the (flag-stripped) type is a ring whose inner shape is cut out
+// of the outer one row by row.
+inline bool is_ring(uint32_t shape) {
+    return shape == MVIMREGANNULUS || shape == MVIMREGFRAME || shape == MVIMREGANNULUSF ||
+           shape == MVIMREGFRAMEF;
+}
+
+// The four corners of a rectangle relative to `origin` (the float form
+// moves origin to its rounded centre first), as mvirp_xlaterecttopoly
+// computes them.  False when a float parameter is not finite or too large.
+bool rectangle_corners(const mvimregion* r, mvpoint& origin, mvpoint corners[4]);
+
+// Rounding half away from zero.
+inline double round_half_away(double v) { return v >= 0 ? std::floor(v + 0.5) : std::ceil(v - 0.5); }
+
+}  // namespace mvip::regions

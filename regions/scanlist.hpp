@@ -1,0 +1,35 @@
+// Scan conversion: the banded converter (one or two runs a row), the
+// general converter (any number), clipping and the complement in a window.
+#pragma once
+
+#include "regions/record.hpp"
+
+#include <vector>
+
+namespace mvip::regions {
+
+using Runs = std::vector<mvscanrun>;
+
+// Runs of shapes that cross each row at most once (twice for rings), from
+// the outline: per row the outer outline's extent less the inner one's.
+// 0 or -1.
+int32_t banded_runs(const mvimregion* r, const mvywindow& w, Runs& out);
+
+// Runs of any closed outline: the pixels of the outline (consecutive points
+// joined by the line walk, the last back to the first) and every pixel
+// whose centre lies inside it by the even-odd rule (non_zero: the winding
+// rule).  0 or -1.
+int32_t general_runs(const mvimregion* r, const mvywindow& w, bool non_zero, Runs& out);
+
+// A scan list's runs cut to the window, empty ones dropped, order kept.
+void clip_runs(const mvscanrun* in, int32_t n, const mvywindow& w, Runs& out);
+
+// The complement of sorted runs inside the window.  0, or -5 when the runs
+// are out of order or the two passes disagree.
+int32_t complement_runs(const Runs& in, const mvywindow& w, Runs& out);
+
+// A new MVIMREGSCANLIST record holding `runs`, image and origin copied from
+// `like`; null when memory cannot be had.
+mvimregion* make_scanlist(const mvimregion* like, const Runs& runs);
+
+}  // namespace mvip::regions
