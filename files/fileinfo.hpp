@@ -22,5 +22,7 @@ int32_t tiff_probe(const char* name, mvfileinfo* info, uint32_t n, uint32_t firs
                    uint32_t& filled);
 // BMP (icon = false) or icon (icon = true; not supported yet: -10).
 int32_t bmp_probe(const char* name, mvfileinfo* info, uint32_t mode, bool icon);
+// JPEG: the segments up to the first scan.
+int32_t jpeg_probe(const char* name, mvfileinfo* info, uint32_t mode);
 
 }  // namespace mvip::files

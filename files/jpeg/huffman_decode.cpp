@@ -1,0 +1,61 @@
+#include "files/jpeg/huffman_decode.hpp"
+
+#include "mvip.h"
+
+#include <cstring>
+
+namespace mvip::files::jpeg {
+
+int32_t DecodeTable::init(const HuffSpec& spec) {
+    std::memset(fast, 0, sizeof fast);
+    uint32_t code = 0, k = 0;
+    for (uint32_t len = 1; len <= 16; ++len) {
+        const uint32_t n = spec.counts[len - 1];
+        offset[len] = int32_t(k) - int32_t(code);
+        for (uint32_t i = 0; i < n; ++i, ++k, ++code) {
+            if (k >= 256 || code >= (1u << len)) return MVERR_FORMAT;
+            symbols[k] = spec.symbols[k];
+            if (len <= kFastBits) {
+                const uint32_t shift = kFastBits - len;
+                for (uint32_t j = 0; j < (1u << shift); ++j)
+                    fast[(code << shift) | j] = uint16_t(len << 8 | spec.symbols[k]);
+            }
+        }
+        maxcode[len] = n != 0 ? int32_t(code) - 1 : -1;
+        code <<= 1;
+    }
+    maxcode[17] = 0x7FFFFFFF;
+    return 0;
+}
+
+void BitReader::fill() {
+    while (bits_ <= 56) {
+        uint32_t b = 0;
+        if (p_ < end_ && !(p_[0] == 0xFF && (p_ + 1 >= end_ || p_[1] != 0))) {
+            b = *p_;
+            p_ += b == 0xFF ? 2 : 1;  // 0xFF is followed by a stuffed zero
+        } else {
+            ++padding_;  // a marker or the end: zero bits
+        }
+        acc_ |= uint64_t(b) << (56 - bits_);
+        bits_ += 8;
+    }
+}
+
+bool BitReader::restart() {
+    acc_ = 0;
+    bits_ = 0;
+    padding_ = 0;
+    // Bytes of the interval not yet taken (its padding), and fill bytes.
+    while (p_ < end_) {
+        if (p_[0] == 0xFF && p_ + 1 < end_ && p_[1] != 0 && p_[1] != 0xFF) break;
+        p_ += p_[0] == 0xFF && p_ + 1 < end_ && p_[1] == 0 ? 2 : 1;
+    }
+    if (p_ + 1 < end_ && p_[0] == 0xFF && p_[1] >= 0xD0 && p_[1] <= 0xD7) {
+        p_ += 2;
+        return true;
+    }
+    return false;
+}
+
+}  // namespace mvip::files::jpeg
