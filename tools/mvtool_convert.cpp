@@ -1,4 +1,4 @@
-// mvtool convert - TIFF and BMP either way: the input is recognised by its
+// mvtool convert - TIFF, BMP and JPEG either way: the input is recognised by its
 // content and loaded in the pixel format it presents, the output format
 // comes from the output name's extension.  A TIFF file of several images
 // keeps them all (a stack, whose pages agree in size and format, through
@@ -31,11 +31,11 @@ long long parse_integer(const std::string& option, const std::string& text, long
 int cmd_convert(const std::vector<std::string>& args) {
     std::vector<std::string> files;
     WriteOptions options;
-    bool compression_given = false, bits_given = false, index_given = false;
+    bool compression_given = false, bits_given = false, index_given = false, quality_given = false;
     uint32_t index = 0;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
-        if (a == "--compression" || a == "--bits" || a == "--index") {
+        if (a == "--compression" || a == "--bits" || a == "--index" || a == "--quality") {
             if (i + 1 >= args.size()) throw UsageError("convert: " + a + " needs a value");
             const std::string& v = args[++i];
             if (a == "--compression") {
@@ -44,6 +44,9 @@ int cmd_convert(const std::vector<std::string>& args) {
                                                "' (none, packbits, lzw, lzw-pred, arith)");
                 options.compression = uint32_t(code);
                 compression_given = true;
+            } else if (a == "--quality") {
+                options.quality = uint32_t(parse_integer(a, v, 0, 100)) * 10;
+                quality_given = true;
             } else if (a == "--bits") {
                 options.bits = int32_t(parse_integer(a, v, 1, 32));
                 bits_given = true;
@@ -62,13 +65,18 @@ int cmd_convert(const std::vector<std::string>& args) {
     const FileKind kind = kind_of(out);
     if (kind == FileKind::bmp && (compression_given || bits_given))
         throw UsageError("convert: --compression and --bits apply to TIFF output only");
+    if (kind == FileKind::jpeg && compression_given)
+        throw UsageError("convert: --compression applies to TIFF output only");
+    if (kind == FileKind::jpeg && bits_given && options.bits != 8 && options.bits != 12)
+        throw UsageError("convert: JPEG files hold 8 or 12 bits");
+    if (kind != FileKind::jpeg && quality_given) throw UsageError("convert: --quality applies to JPEG output only");
 
     if (!index_given && !is_raw(in)) {  // a raw input is one image
         const FilePages pages(in);
         const size_t n = pages.pages.size();
-        if (n > 1 && kind == FileKind::bmp)
-            throw UsageError("convert: " + in + " holds " + std::to_string(n) +
-                             " images and a BMP file one: pick one with --index I");
+        if (n > 1 && kind != FileKind::tiff)
+            throw UsageError("convert: " + in + " holds " + std::to_string(n) + " images and a " +
+                             (kind == FileKind::bmp ? "BMP" : "JPEG") + " file one: pick one with --index I");
         if (n > 1 && pages.stack_depth() > 1) {
             Image stack;
             load_stack(in, pages, stack);
@@ -93,7 +101,7 @@ int cmd_convert(const std::vector<std::string>& args) {
     mvfileinfo info{};
     // The BMP writer stores one-pixie images as grey: a palette file goes
     // to BMP as its colours rather than its indices.
-    load(in, image, index, kind == FileKind::bmp, &info);
+    load(in, image, index, kind != FileKind::tiff, &info);
     options.source = &info;
     try {
         save(image, out, options);

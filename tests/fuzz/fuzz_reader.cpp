@@ -1,6 +1,7 @@
 // libFuzzer target for the file readers: the input is written to a file and
-// handed to the recognition calls and to the TIFF or BMP reader (chosen by
-// the build: MVIP_FUZZ_BMP selects BMP) with destinations of several
+// handed to the recognition calls and to the TIFF, BMP or JPEG reader
+// (chosen by the build: MVIP_FUZZ_BMP selects BMP, MVIP_FUZZ_JPEG JPEG) with
+// destinations of several
 // formats.  Inputs whose image would need more than 64 MiB are only
 // recognised, not decoded, so the fuzzer's memory limit measures leaks and
 // not legitimately large images.
@@ -20,9 +21,13 @@ std::string scratch_path() {
 }
 
 int32_t read_file(mvimage* im, mvimage* palette, const char* path, uint32_t index, uint32_t mode) {
-#ifdef MVIP_FUZZ_BMP
+#if defined(MVIP_FUZZ_BMP)
     (void)index;
     return mvio8_bmpread(nullptr, im, palette, path, mode);
+#elif defined(MVIP_FUZZ_JPEG)
+    (void)index;
+    (void)palette;
+    return mvio8_jpegread(nullptr, im, path, mode);
 #else
     return mvio8_tifread(nullptr, im, palette, path, index, nullptr, mode);
 #endif
