@@ -214,6 +214,36 @@ TEST_F(JpegInterop, CjpegFilesDecodeHereAsInDjpeg) {
     EXPECT_EQ(mvio8_jpegread(nullptr, &dst.im, progressive.c_str(), 0), -11);
 }
 
+// Four-component files as Pillow writes them (CMYK with an Adobe segment,
+// inks stored inverted): read as CMYK inks, as Pillow reads them.
+TEST_F(JpegInterop, AdobeCmykFromPillow) {
+    if (!mvtest::have_command(std::string(mvtest::python()) + " -c 'import PIL, numpy'"))
+        GTEST_SKIP() << "/usr/bin/python3 with numpy and Pillow is not available";
+    TempPath jpg("cmyk.jpg"), raw("cmyk.raw");
+    std::string out;
+    ASSERT_EQ(mvtest::run_command(std::string(mvtest::python()) +
+                                      " -c 'import sys, numpy as np; from PIL import Image;"
+                                      " y, x = np.mgrid[0:29, 0:45];"
+                                      " a = np.stack([x * 5, y * 8, (x + y) * 3, 255 - x * 4], -1).astype(np.uint8);"
+                                      " Image.fromarray(a, \"CMYK\").save(sys.argv[1], quality=95);"
+                                      " np.asarray(Image.open(sys.argv[1])).tofile(sys.argv[2])' " +
+                                      quoted(jpg) + " " + quoted(raw),
+                                  &out),
+              0)
+        << out;
+    mvfileinfo info{};
+    ASSERT_EQ(mvio8_fileinfo(jpg.c_str(), &info, 0), 0);
+    EXPECT_EQ(info.pixfmt.pixies, 4u);
+    EXPECT_EQ(info.pixfmt.colorspace, uint32_t(MVCS_CMYK));
+    mvio8_fileinfodone(&info);
+    uint32_t w = 0, h = 0, n = 0;
+    int32_t rc = 0;
+    const std::vector<uint32_t> ours = our_decode(jpg.str(), w, h, n, rc);
+    ASSERT_EQ(rc, 0);
+    const std::vector<uint8_t> p = mvtest::file_bytes(raw.str());
+    EXPECT_LE(max_difference(ours, std::vector<uint32_t>(p.begin(), p.end())), 2u);
+}
+
 // Quality 75 against cjpeg's float coder with the same settings: PSNR
 // within 0.2 dB, size within 3 %.
 TEST_F(JpegInterop, QualityMatchesCjpegFloat) {
