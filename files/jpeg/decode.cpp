@@ -85,9 +85,8 @@ public:
         return 0;
     }
 
-    void output(const Header& h, void* pixels) const override {
+    bool output(const Header& h, const std::function<void*(uint32_t y)>& line_of) const override {
         const uint32_t w = f_.width, n = f_.count;
-        const uint32_t out_pixies = pixies(f_);
         std::vector<float> lines(size_t(w) * 4), vrow(size_t(w) + 8);
         std::vector<T> rgb(size_t(w) * 3);
         const float* line[4];
@@ -97,7 +96,8 @@ public:
                                            (!h.adobe && f_.comp[0].id == 'R' && f_.comp[1].id == 'G' &&
                                             f_.comp[2].id == 'B'));
         for (uint32_t y = 0; y < f_.height; ++y) {
-            T* out = static_cast<T*>(pixels) + size_t(y) * w * out_pixies;
+            T* out = static_cast<T*>(line_of(y));
+            if (out == nullptr) return false;
             if (n <= 2) {  // grey (a second component is not shown)
                 if (full(0)) std::memcpy(out, planes_[0].data() + size_t(y) * stride_[0], size_t(w) * sizeof(T));
                 else {
@@ -129,6 +129,7 @@ public:
                 interleave(line, 4, w, top, h.adobe, out);
             }
         }
+        return true;
     }
 
 private:

@@ -7,6 +7,7 @@
 #include "mvip.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 namespace mvip::files::jpeg {
@@ -17,9 +18,10 @@ public:
     // Decode one scan into the planes.  0, -10 for broken data or missing
     // tables, or the hook's answer.
     virtual int32_t scan(const Header& h, const Scan& scan, mvabort* hook) = 0;
-    // Write the image, line by line, `pixies()` values per pixel of the
+    // Write the image line by line into the memory `line(y)` gives (null:
+    // stop there and answer false), `pixies()` values per pixel of the
     // sample type (u8 for 8-bit, u16 for 12-bit files).
-    virtual void output(const Header& h, void* pixels) const = 0;
+    virtual bool output(const Header& h, const std::function<void*(uint32_t y)>& line) const = 0;
     // Pixies and colour code of the image presented: 1 grey, 3 RGB, 4 CMYK.
     static uint32_t pixies(const Frame& f) { return f.count == 2 ? 1 : f.count; }
     static uint32_t colour_code(const Frame& f) {

@@ -11,6 +11,10 @@
 #include <cstring>
 #include <vector>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace mvip::files::jpeg {
 
 struct EncodeTable {
@@ -90,6 +94,25 @@ inline uint32_t category(int32_t v) {
     return a == 0 ? 0 : 32u - uint32_t(__builtin_clz(a));
 }
 
+// Which of 64 values are not zero, one bit each (bit k for value k).
+inline uint64_t nonzero_mask(const int16_t v[64]) {
+#if defined(__SSE2__)
+    uint64_t mask = 0;
+    const __m128i zero = _mm_setzero_si128();
+    for (int i = 0; i < 4; ++i) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(v + 16 * i));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(v + 16 * i + 8));
+        const __m128i zeros = _mm_cmpeq_epi8(_mm_packs_epi16(a, b), zero);
+        mask |= uint64_t(uint32_t(~_mm_movemask_epi8(zeros)) & 0xFFFFu) << (16 * i);
+    }
+    return mask;
+#else
+    uint64_t mask = 0;
+    for (int k = 0; k < 64; ++k) mask |= uint64_t(v[k] != 0) << k;
+    return mask;
+#endif
+}
+
 // One block: `coef` in transposed order, `order` maps zig-zag positions to
 // transposed indices; `last_dc` is the component's DC prediction.
 template <class Sink>
@@ -99,13 +122,10 @@ inline void encode_block(Sink& sink, const int32_t coef[64], const uint8_t order
     last_dc = coef[0];
     uint32_t cat = category(diff);
     sink.code(dc, cat, uint32_t(diff < 0 ? diff - 1 : diff) & ((1u << cat) - 1u), cat);
-    // Which zig-zag positions hold a non-zero value, one bit each.
-    uint64_t nonzero = 0;
-    int32_t zz[64];
-    for (int k = 1; k < 64; ++k) {
-        zz[k] = coef[order[k]];
-        nonzero |= uint64_t(zz[k] != 0) << k;
-    }
+    int16_t zz[64];
+    zz[0] = 0;
+    for (int k = 1; k < 64; ++k) zz[k] = int16_t(coef[order[k]]);
+    uint64_t nonzero = nonzero_mask(zz) & ~uint64_t(1);
     int last = 0;
     while (nonzero != 0) {
         const int k = __builtin_ctzll(nonzero);

@@ -54,13 +54,24 @@ int32_t read_jpeg(mvabort* hook, mvimage* im, const char* filename, uint32_t mod
     const Frame& f = h.frame;
     const uint32_t pixies = FrameDecoder::pixies(f);
     const uint32_t sample = f.precision > 8 ? 2 : 1;
-    std::vector<uint8_t> pixels(size_t(f.width) * f.height * pixies * sample);
-    decoder->output(h, pixels.data());
+    const uint32_t type = sample == 2 ? MVTYPE_U16 : MVTYPE_U8;
+    mvpixfmt fmt{};
+    mvpixfmt_set(&fmt, type, f.precision, pixies, FrameDecoder::colour_code(f));
+    // An image that would take the file's lines unchanged gets them
+    // straight into its own memory.
+    if (presents_unchanged(fmt, f.width, f.height, im, mode)) {
+        MappedLines lines;
+        if (lines.open(im, type)) {
+            if (decoder->output(h, [&](uint32_t y) -> void* { return lines.line(y); })) return 0;
+        }
+    }
+    const size_t stride = size_t(f.width) * pixies * sample;
+    std::vector<uint8_t> pixels(stride * f.height);
+    decoder->output(h, [&](uint32_t y) -> void* { return pixels.data() + y * stride; });
     decoder.reset();
 
     mvimage file{};
     const uint32_t dims[2] = {f.width, f.height};
-    const uint32_t type = sample == 2 ? MVTYPE_U16 : MVTYPE_U8;
     float xw = 1, yw = 1;
     uint32_t units = 0;
     rc = pixel_size(h, xw, yw, units)
