@@ -78,7 +78,7 @@ JPEG_INLINE void transpose(float* b) {
     std::copy(t, t + 64, b);
 }
 
-JPEG_INLINE void forward_body(const float* samples, size_t stride, const float mult[64], int32_t out[64]) {
+JPEG_INLINE void forward_body(const float* samples, size_t stride, const float mult[64], float limit, int32_t out[64]) {
     float w[64];
     for (int r = 0; r < 8; ++r)
         for (int c = 0; c < 8; ++c) w[r * 8 + c] = samples[size_t(r) * stride + size_t(c)];
@@ -86,7 +86,7 @@ JPEG_INLINE void forward_body(const float* samples, size_t stride, const float m
     transpose(w);
     forward_columns(w);
     for (int i = 0; i < 64; ++i) {
-        const float q = w[i] * mult[i];
+        const float q = std::min(std::max(w[i] * mult[i], -limit), limit);
         out[i] = int32_t(q + (q < 0.0f ? -0.5f : 0.5f));
     }
 }
@@ -106,7 +106,9 @@ JPEG_INLINE void inverse_body(const int32_t in[64], const float mult[64], T* out
         }
 }
 
-void forward_plain(const float* s, size_t stride, const float m[64], int32_t o[64]) { forward_body(s, stride, m, o); }
+void forward_plain(const float* s, size_t stride, const float m[64], float limit, int32_t o[64]) {
+    forward_body(s, stride, m, limit, o);
+}
 void inverse_u8_plain(const int32_t in[64], const float m[64], uint8_t* out, size_t stride) {
     inverse_body<uint8_t>(in, m, out, stride, 255);
 }
@@ -114,8 +116,9 @@ void inverse_u16_plain(const int32_t in[64], const float m[64], uint16_t* out, s
     inverse_body<uint16_t>(in, m, out, stride, top);
 }
 
-__attribute__((target("avx2"))) void forward_avx2(const float* s, size_t stride, const float m[64], int32_t o[64]) {
-    forward_body(s, stride, m, o);
+__attribute__((target("avx2"))) void forward_avx2(const float* s, size_t stride, const float m[64], float limit,
+                                                  int32_t o[64]) {
+    forward_body(s, stride, m, limit, o);
 }
 __attribute__((target("avx2"))) void inverse_u8_avx2(const int32_t in[64], const float m[64], uint8_t* out,
                                                      size_t stride) {

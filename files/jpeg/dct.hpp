@@ -29,8 +29,9 @@ void inverse_multipliers(const uint16_t table[64], float out[64]);
 
 // Forward transform and quantisation of one block: `samples` are 8 rows
 // of 8 level-shifted values at `stride` floats apart; out receives the
-// quantised values in transposed order, rounded half away from zero.
-using ForwardFn = void (*)(const float* samples, size_t stride, const float mult[64], int32_t out[64]);
+// quantised values in transposed order, rounded half away from zero and
+// clamped to -limit .. limit.
+using ForwardFn = void (*)(const float* samples, size_t stride, const float mult[64], float limit, int32_t out[64]);
 // Inverse transform of one block of quantised values (transposed order):
 // out receives 8 rows of 8 samples at `stride` apart, level shift `shift`
 // added, rounded and clamped to 0 .. top.

@@ -142,7 +142,18 @@ private:
         if (s < 0 || s > 15) return MVERR_FORMAT;
         pred = int32_t(uint32_t(pred) + uint32_t(bits.receive(uint32_t(s))));
         coef[0] = pred;
+        bool ac_seen = false;
         for (int k = 1; k < 64;) {
+            const uint32_t look = bits.peek_fast();
+            if (ac.ac_bits[look] != 0) {  // a short code and its value at once
+                k += ac.ac_run[look];
+                if (k > 63) return MVERR_FORMAT;
+                coef[order_[k]] = ac.ac_value[look];
+                bits.consume(ac.ac_bits[look]);
+                ac_seen = true;
+                ++k;
+                continue;
+            }
             const int32_t rs = bits.decode(ac);
             if (rs < 0) return MVERR_FORMAT;
             const uint32_t run = uint32_t(rs) >> 4, size = uint32_t(rs) & 15;
@@ -154,7 +165,18 @@ private:
             k += int(run);
             if (k > 63) return MVERR_FORMAT;
             coef[order_[k]] = bits.receive(size);
+            ac_seen = true;
             ++k;
+        }
+        if (!ac_seen) {
+            // Only the mean: the transform gives it everywhere (exactly, as
+            // the full transform adds only zeros to it).
+            const float v = std::min(std::max(float(pred) * mult[0] + (float((top_ + 1) / 2) + 0.5f), 0.0f),
+                                     float(top_) + 0.5f);
+            const T value = T(int32_t(v));
+            for (int r = 0; r < 8; ++r)
+                for (int c = 0; c < 8; ++c) out[size_t(r) * stride + size_t(c)] = value;
+            return 0;
         }
         if constexpr (sizeof(T) == 1) inverse_u8_(coef, mult, out, stride);
         else inverse_u16_(coef, mult, out, stride, top_);

@@ -25,21 +25,18 @@ int32_t DecodeTable::init(const HuffSpec& spec) {
         code <<= 1;
     }
     maxcode[17] = 0x7FFFFFFF;
-    return 0;
-}
-
-void BitReader::fill() {
-    while (bits_ <= 56) {
-        uint32_t b = 0;
-        if (p_ < end_ && !(p_[0] == 0xFF && (p_ + 1 >= end_ || p_[1] != 0))) {
-            b = *p_;
-            p_ += b == 0xFF ? 2 : 1;  // 0xFF is followed by a stuffed zero
-        } else {
-            ++padding_;  // a marker or the end: zero bits
-        }
-        acc_ |= uint64_t(b) << (56 - bits_);
-        bits_ += 8;
+    // Codes with their value bits within the fast bits.
+    std::memset(ac_bits, 0, sizeof ac_bits);
+    for (uint32_t look = 0; look < (1u << kFastBits); ++look) {
+        const uint16_t e = fast[look];
+        const uint32_t len = e >> 8, size = e & 15, run = (e & 0xFF) >> 4;
+        if (len == 0 || size == 0 || len + size > kFastBits) continue;
+        const int32_t v = int32_t((look >> (kFastBits - len - size)) & ((1u << size) - 1));
+        ac_value[look] = int16_t(v < (1 << (size - 1)) ? v - (1 << size) + 1 : v);
+        ac_run[look] = uint8_t(run);
+        ac_bits[look] = uint8_t(len + size);
     }
+    return 0;
 }
 
 bool BitReader::restart() {

@@ -17,6 +17,12 @@ struct DecodeTable {
     int32_t maxcode[18] = {};             // largest code of each length, -1 for none
     int32_t offset[17] = {};              // symbol index = offset + code
     uint8_t symbols[256] = {};
+    // AC tables: codes whose value bits also fit in the first kFastBits
+    // bits, decoded at once: the value, the run before it and the bits
+    // taken by both (0: not such a code).
+    int16_t ac_value[1u << kFastBits] = {};
+    uint8_t ac_run[1u << kFastBits] = {};
+    uint8_t ac_bits[1u << kFastBits] = {};
     // 0, or -10 when the lengths ask for more codes than exist.
     int32_t init(const HuffSpec& spec);
 };
@@ -55,6 +61,15 @@ public:
         const int32_t v = int32_t(get(cat));
         return cat != 0 && v < (1 << (cat - 1)) ? v - (1 << cat) + 1 : v;
     }
+    // The next kFastBits bits (at least 16 are buffered afterwards).
+    uint32_t peek_fast() {
+        if (bits_ < 16) fill();
+        return uint32_t(acc_ >> (64 - DecodeTable::kFastBits));
+    }
+    void consume(uint32_t n) {
+        acc_ <<= n;
+        bits_ -= n;
+    }
     // True when more bits were taken than the data holds.
     bool overrun() const { return uint64_t(padding_) * 8 > bits_; }
     // Drop the buffered bits and step over a restart marker (any of the
@@ -64,11 +79,19 @@ public:
     const uint8_t* position() const { return p_; }
 
 private:
-    void consume(uint32_t n) {
-        acc_ <<= n;
-        bits_ -= n;
+    void fill() {
+        while (bits_ <= 56) {
+            uint32_t b = 0;
+            if (p_ < end_ && (p_[0] != 0xFF || (p_ + 1 < end_ && p_[1] == 0))) {
+                b = *p_;
+                p_ += b == 0xFF ? 2 : 1;  // 0xFF is followed by a stuffed zero
+            } else {
+                ++padding_;  // a marker or the end: zero bits
+            }
+            acc_ |= uint64_t(b) << (56 - bits_);
+            bits_ += 8;
+        }
     }
-    void fill();
 
     const uint8_t* p_;
     const uint8_t* end_;

@@ -128,7 +128,7 @@ public:
     template <class Sink, class Flush>
     int32_t run(mvabort* hook, Sink& sink, Flush flush) {
         const ForwardFn forward = forward_transform();
-        const int32_t limit = (1 << (p_.bits + 2)) - 1;  // largest value the categories allow
+        const float limit = float((1 << (p_.bits + 2)) - 1);  // largest value the categories allow
         int32_t last_dc[3] = {};
         int32_t coef[64];
         const size_t plane = size_t(8) * padded_;
@@ -138,8 +138,7 @@ public:
             for (uint32_t x = 0; x < padded_; x += 8) {
                 sink.reserve_block();
                 for (uint32_t c = 0; c < p_.components; ++c) {
-                    forward(planes_.data() + c * plane + x, padded_, mult_[c == 0 ? 0 : 1], coef);
-                    for (int k = 0; k < 64; ++k) coef[k] = std::min(std::max(coef[k], -limit), limit);
+                    forward(planes_.data() + c * plane + x, padded_, mult_[c == 0 ? 0 : 1], limit, coef);
                     encode_block(sink, coef, order_, last_dc[c], tables_[c == 0 ? 0 : 2], tables_[c == 0 ? 1 : 3]);
                 }
             }
