@@ -53,8 +53,25 @@ public:
         const bool single = s.count == 1;
         const uint32_t cols = single ? ceil_div(width_[s.index[0]], 8) : mcux_;
         const uint32_t rows = single ? ceil_div(height_[s.index[0]], 8) : mcuy_;
+        // A row of MCUs is decoded whole before it is transformed: the
+        // transform then reads values stored long before, not just now.
+        uint32_t per_mcu = 0;
+        for (uint32_t i = 0; i < s.count; ++i)
+            per_mcu += single ? 1u : uint32_t(f_.comp[s.index[i]].h) * f_.comp[s.index[i]].v;
+        std::vector<int32_t> coefs(size_t(cols) * per_mcu * 64, 0);
+        std::vector<Pending> pending(size_t(cols) * per_mcu);
         for (uint32_t my = 0; my < rows; ++my) {
             if (const int32_t stop = poll_hook(hook, my, rows)) return stop;
+            size_t n = 0;
+            auto take = [&](uint32_t i, T* at, size_t stride) {
+                Pending& p = pending[n];
+                p.coef = coefs.data() + n * 64;
+                p.mult = mult[i];
+                p.out = at;
+                p.stride = stride;
+                ++n;
+                return block(bits, dc[i], ac[i], pred[i], p);
+            };
             for (uint32_t mx = 0; mx < cols; ++mx) {
                 if (interval != 0 && since_restart == interval) {
                     if (bits.overrun() || !bits.restart()) return MVERR_FORMAT;
@@ -64,8 +81,9 @@ public:
                 ++since_restart;
                 if (single) {
                     const uint32_t c = s.index[0];
-                    T* at = planes_[c].data() + size_t(my) * 8 * stride_[c] + size_t(mx) * 8;
-                    if (const int32_t rc = block(bits, dc[0], ac[0], pred[0], mult[0], at, stride_[c])) return rc;
+                    if (const int32_t rc = take(0, planes_[c].data() + size_t(my) * 8 * stride_[c] + size_t(mx) * 8,
+                                                stride_[c]))
+                        return rc;
                     continue;
                 }
                 for (uint32_t i = 0; i < s.count; ++i) {
@@ -75,12 +93,13 @@ public:
                         for (uint32_t bx = 0; bx < comp.h; ++bx) {
                             T* at = planes_[c].data() + (size_t(my) * comp.v + by) * 8 * stride_[c] +
                                     (size_t(mx) * comp.h + bx) * 8;
-                            if (const int32_t rc = block(bits, dc[i], ac[i], pred[i], mult[i], at, stride_[c]))
-                                return rc;
+                            if (const int32_t rc = take(i, at, stride_[c])) return rc;
                         }
                 }
             }
             if (bits.overrun()) return MVERR_FORMAT;
+            for (size_t k = 0; k < n; ++k) transform(pending[k]);
+            std::memset(coefs.data(), 0, n * 64 * sizeof(int32_t));
         }
         return 0;
     }
@@ -135,9 +154,17 @@ public:
 private:
     bool full(uint32_t c) const { return f_.comp[c].h == f_.hmax && f_.comp[c].v == f_.vmax; }
 
-    int32_t block(BitReader& bits, const DecodeTable& dc, const DecodeTable& ac, int32_t& pred, const float* mult,
-                  T* out, size_t stride) {
-        int32_t coef[64] = {};
+    // A block decoded, waiting for its transform.
+    struct Pending {
+        int32_t* coef = nullptr;  // quantised values, transposed order
+        const float* mult = nullptr;
+        T* out = nullptr;
+        size_t stride = 0;
+        bool mean_only = false;
+    };
+
+    int32_t block(BitReader& bits, const DecodeTable& dc, const DecodeTable& ac, int32_t& pred, Pending& p) {
+        int32_t* coef = p.coef;
         const int32_t s = bits.decode(dc);
         if (s < 0 || s > 15) return MVERR_FORMAT;
         pred = int32_t(uint32_t(pred) + uint32_t(bits.receive(uint32_t(s))));
@@ -168,19 +195,23 @@ private:
             ac_seen = true;
             ++k;
         }
-        if (!ac_seen) {
+        p.mean_only = !ac_seen;
+        return 0;
+    }
+
+    void transform(const Pending& p) const {
+        if (p.mean_only) {
             // Only the mean: the transform gives it everywhere (exactly, as
             // the full transform adds only zeros to it).
-            const float v = std::min(std::max(float(pred) * mult[0] + (float((top_ + 1) / 2) + 0.5f), 0.0f),
+            const float v = std::min(std::max(float(p.coef[0]) * p.mult[0] + (float((top_ + 1) / 2) + 0.5f), 0.0f),
                                      float(top_) + 0.5f);
             const T value = T(int32_t(v));
             for (int r = 0; r < 8; ++r)
-                for (int c = 0; c < 8; ++c) out[size_t(r) * stride + size_t(c)] = value;
-            return 0;
+                for (int c = 0; c < 8; ++c) p.out[size_t(r) * p.stride + size_t(c)] = value;
+            return;
         }
-        if constexpr (sizeof(T) == 1) inverse_u8_(coef, mult, out, stride);
-        else inverse_u16_(coef, mult, out, stride, top_);
-        return 0;
+        if constexpr (sizeof(T) == 1) inverse_u8_(p.coef, p.mult, p.out, p.stride);
+        else inverse_u16_(p.coef, p.mult, p.out, p.stride, top_);
     }
 
     // Component c at output line y, at the image's width: factors of 2 by
