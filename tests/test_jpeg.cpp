@@ -4,7 +4,9 @@
 // Checks against other programs are in test_jpeg_interop.cpp.
 #include "file_util.hpp"
 
+#include <algorithm>
 #include <cstring>
+#include <functional>
 
 using mvtest::OwnedImage;
 using mvtest::TempPath;

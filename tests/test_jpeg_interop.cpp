@@ -14,6 +14,7 @@
 // PSNR and size.
 #include "file_util.hpp"
 
+#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <sstream>

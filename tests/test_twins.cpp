@@ -16,6 +16,7 @@
 
 #include <array>
 #include <cctype>
+#include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>

@@ -11,7 +11,10 @@ namespace {
 
 // Scale of output k of the factorised eight-point transform relative to
 // the true one: 1 for k = 0, else sqrt(2) cos(k pi / 16).
-float scale(uint32_t k) { return k == 0 ? 1.0f : float(std::sqrt(2.0) * std::cos(double(k) * M_PI / 16.0)); }
+float scale(uint32_t k) {
+    constexpr double kPi = 3.14159265358979323846;
+    return k == 0 ? 1.0f : float(std::sqrt(2.0) * std::cos(double(k) * kPi / 16.0));
+}
 
 #define JPEG_INLINE __attribute__((always_inline)) inline
 
