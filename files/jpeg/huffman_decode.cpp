@@ -6,19 +6,19 @@
 
 namespace mvip::files::jpeg {
 
-int32_t DecodeTable::init(const HuffSpec& spec) {
+int32_t DecodeTable::init(const HuffTable& codes) {
     std::memset(fast, 0, sizeof fast);
     uint32_t code = 0, k = 0;
     for (uint32_t len = 1; len <= 16; ++len) {
-        const uint32_t n = spec.counts[len - 1];
+        const uint32_t n = codes.counts[len - 1];
         offset[len] = int32_t(k) - int32_t(code);
         for (uint32_t i = 0; i < n; ++i, ++k, ++code) {
             if (k >= 256 || code >= (1u << len)) return MVERR_FORMAT;
-            symbols[k] = spec.symbols[k];
+            symbols[k] = codes.symbols[k];
             if (len <= kFastBits) {
                 const uint32_t shift = kFastBits - len;
                 for (uint32_t j = 0; j < (1u << shift); ++j)
-                    fast[(code << shift) | j] = uint16_t(len << 8 | spec.symbols[k]);
+                    fast[(code << shift) | j] = uint16_t(len << 8 | codes.symbols[k]);
             }
         }
         maxcode[len] = n != 0 ? int32_t(code) - 1 : -1;

@@ -24,7 +24,7 @@ struct DecodeTable {
     uint8_t ac_run[1u << kFastBits] = {};
     uint8_t ac_bits[1u << kFastBits] = {};
     // 0, or -10 when the lengths ask for more codes than exist.
-    int32_t init(const HuffSpec& spec);
+    int32_t init(const HuffTable& codes);
 };
 
 class BitReader {

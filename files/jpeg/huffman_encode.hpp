@@ -21,7 +21,7 @@ struct EncodeTable {
     uint16_t code[256] = {};
     uint8_t length[256] = {};  // 0: the symbol has no code
     uint32_t* counts = nullptr;  // where a counting sink adds up this table's symbols
-    void init(const HuffSpec& spec);
+    void init(const HuffTable& codes);
 };
 
 // Entropy-coded bytes: bits go in most significant first; every 0xFF byte

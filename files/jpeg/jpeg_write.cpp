@@ -29,7 +29,7 @@ struct Params {
     uint32_t bits = 8;
     uint32_t components = 1;
     uint16_t quant[2][64] = {};
-    HuffSpec huff[4];  // DC luma, AC luma, DC chroma, AC chroma
+    HuffTable huff[4];  // DC luma, AC luma, DC chroma, AC chroma
 };
 
 class SegmentWriter {
@@ -92,12 +92,12 @@ std::vector<uint8_t> headers(const Params& p, const mvfileinfo* info, uint32_t w
     }
     static const uint8_t classes[4] = {0x00, 0x10, 0x01, 0x11};
     for (uint32_t t = 0; t < (p.components > 1 ? 4u : 2u); ++t) {
-        const HuffSpec& spec = p.huff[t];
+        const HuffTable& codes = p.huff[t];
         w.marker(kDht);
-        w.u16(19 + spec.size());
+        w.u16(19 + codes.size());
         w.u8(classes[t]);
-        for (uint8_t c : spec.counts) w.u8(c);
-        w.text(reinterpret_cast<const char*>(spec.symbols), spec.size());
+        for (uint8_t c : codes.counts) w.u8(c);
+        w.text(reinterpret_cast<const char*>(codes.symbols), codes.size());
     }
     w.marker(kSos);
     w.u16(6 + 2 * p.components);

@@ -46,12 +46,12 @@ int32_t read_huffman(Header& h, const uint8_t* p, size_t n) {
         const uint32_t cls = p[0] >> 4, id = p[0] & 15;
         const uint32_t index = id * 2 + cls;
         if (cls > 1 || index >= 8) return MVERR_FORMAT;
-        HuffSpec& spec = h.huff[index];
-        spec = HuffSpec{};
+        HuffTable& codes = h.huff[index];
+        codes = HuffTable{};
         uint32_t total = 0;
-        for (int i = 0; i < 16; ++i) total += spec.counts[i] = p[1 + i];
+        for (int i = 0; i < 16; ++i) total += codes.counts[i] = p[1 + i];
         if (total > 256 || n < 17 + size_t(total)) return MVERR_FORMAT;
-        std::memcpy(spec.symbols, p + 17, total);
+        std::memcpy(codes.symbols, p + 17, total);
         h.have_huff[index] = true;
         p += 17 + total;
         n -= 17 + total;

@@ -61,7 +61,7 @@ struct Header {
     Frame frame;
     uint16_t quant[4][64] = {};  // natural order
     bool have_quant[4] = {};
-    HuffSpec huff[8];            // DC tables at 2 * id, AC at 2 * id + 1
+    HuffTable huff[8];            // DC tables at 2 * id, AC at 2 * id + 1
     bool have_huff[8] = {};
     uint32_t restart_interval = 0;
     bool jfif = false;

@@ -28,8 +28,8 @@ constexpr std::array<uint8_t, 64> zigzag_order() {
 }
 constexpr std::array<uint8_t, 64> kZigzagArray = zigzag_order();
 
-constexpr HuffSpec make_spec(std::initializer_list<uint8_t> counts, std::initializer_list<uint8_t> symbols) {
-    HuffSpec s{};
+constexpr HuffTable make_huff(std::initializer_list<uint8_t> counts, std::initializer_list<uint8_t> symbols) {
+    HuffTable s{};
     size_t i = 0;
     for (uint8_t c : counts) s.counts[i++] = c;
     i = 0;
@@ -63,11 +63,11 @@ const uint8_t kChromaQuant[64] = {
     99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99, 99,
 };
 
-const HuffSpec kDcLuma = make_spec({0, 1, 5, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0},
+const HuffTable kDcLuma = make_huff({0, 1, 5, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0},
                                    {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
-const HuffSpec kDcChroma = make_spec({0, 3, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0},
+const HuffTable kDcChroma = make_huff({0, 3, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0},
                                      {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11});
-const HuffSpec kAcLuma = make_spec(
+const HuffTable kAcLuma = make_huff(
     {0, 2, 1, 3, 3, 2, 4, 3, 5, 5, 4, 4, 0, 0, 1, 0x7d},
     {0x01, 0x02, 0x03, 0x00, 0x04, 0x11, 0x05, 0x12, 0x21, 0x31, 0x41, 0x06, 0x13, 0x51, 0x61, 0x07, 0x22, 0x71,
      0x14, 0x32, 0x81, 0x91, 0xa1, 0x08, 0x23, 0x42, 0xb1, 0xc1, 0x15, 0x52, 0xd1, 0xf0, 0x24, 0x33, 0x62, 0x72,
@@ -78,7 +78,7 @@ const HuffSpec kAcLuma = make_spec(
      0xa4, 0xa5, 0xa6, 0xa7, 0xa8, 0xa9, 0xaa, 0xb2, 0xb3, 0xb4, 0xb5, 0xb6, 0xb7, 0xb8, 0xb9, 0xba, 0xc2, 0xc3,
      0xc4, 0xc5, 0xc6, 0xc7, 0xc8, 0xc9, 0xca, 0xd2, 0xd3, 0xd4, 0xd5, 0xd6, 0xd7, 0xd8, 0xd9, 0xda, 0xe1, 0xe2,
      0xe3, 0xe4, 0xe5, 0xe6, 0xe7, 0xe8, 0xe9, 0xea, 0xf1, 0xf2, 0xf3, 0xf4, 0xf5, 0xf6, 0xf7, 0xf8, 0xf9, 0xfa});
-const HuffSpec kAcChroma = make_spec(
+const HuffTable kAcChroma = make_huff(
     {0, 2, 1, 2, 4, 4, 3, 4, 7, 5, 4, 4, 0, 1, 2, 0x77},
     {0x00, 0x01, 0x02, 0x03, 0x11, 0x04, 0x05, 0x21, 0x31, 0x06, 0x12, 0x41, 0x51, 0x07, 0x61, 0x71, 0x13, 0x22,
      0x32, 0x81, 0x08, 0x14, 0x42, 0x91, 0xa1, 0xb1, 0xc1, 0x09, 0x23, 0x33, 0x52, 0xf0, 0x15, 0x62, 0x72, 0xd1,
@@ -100,7 +100,7 @@ void scale_quant(const uint8_t base[64], uint32_t quality_tenths, bool have_reco
     }
 }
 
-HuffSpec build_table(const uint32_t counts[256]) {
+HuffTable build_table(const uint32_t counts[256]) {
     // Plain Huffman code lengths over the counted symbols plus one reserved
     // symbol of the least weight, which takes the all-ones code and is
     // dropped at the end.
@@ -163,13 +163,13 @@ HuffSpec build_table(const uint32_t counts[256]) {
     for (size_t i = 0; i < leaves; ++i)
         if (symbol_of[i] != 256) order.push_back(symbol_of[i]);
     std::stable_sort(order.begin(), order.end(), [&](int x, int y) { return counts[x] > counts[y]; });
-    HuffSpec spec{};
+    HuffTable codes{};
     size_t next = 0;
     for (int len = 1; len <= 16; ++len) {
-        spec.counts[len - 1] = uint8_t(bits[len]);
-        for (uint32_t k = 0; k < bits[len]; ++k, ++next) spec.symbols[next] = uint8_t(order[next]);
+        codes.counts[len - 1] = uint8_t(bits[len]);
+        for (uint32_t k = 0; k < bits[len]; ++k, ++next) codes.symbols[next] = uint8_t(order[next]);
     }
-    return spec;
+    return codes;
 }
 
 }  // namespace mvip::files::jpeg

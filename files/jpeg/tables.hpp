@@ -16,7 +16,7 @@ extern const uint8_t kChromaQuant[64];
 
 // A Huffman table as a file states it: the number of codes of each length
 // 1 .. 16 and the symbols in code order.
-struct HuffSpec {
+struct HuffTable {
     uint8_t counts[16] = {};
     uint8_t symbols[256] = {};
     uint32_t size() const {
@@ -28,7 +28,7 @@ struct HuffSpec {
 
 // The standard tables for 8-bit samples (DC and AC, luminance and
 // chrominance).
-extern const HuffSpec kDcLuma, kAcLuma, kDcChroma, kAcChroma;
+extern const HuffTable kDcLuma, kAcLuma, kDcChroma, kAcChroma;
 
 // Quality scaling: q = quality_tenths / 10 (capped at 100), or 50 when no
 // parameter record was given; factor 5000 for q < 1, 200 - 2q from 50 on,
@@ -38,6 +38,6 @@ void scale_quant(const uint8_t base[64], uint32_t quality_tenths, bool have_reco
 // The optimal table for the given symbol counts with codes of at most 16
 // bits, none of them all ones.  Symbols with count 0 get no code; when no
 // symbol is counted, symbol 0 gets one so that the table is not empty.
-HuffSpec build_table(const uint32_t counts[256]);
+HuffTable build_table(const uint32_t counts[256]);
 
 }  // namespace mvip::files::jpeg
