@@ -45,7 +45,11 @@ int32_t recognise(const char* name, mvfileinfo* info, uint32_t mode) {
         if (rc == 0 || final_failure(rc)) return rc;
         std::memset(info, 0, sizeof *info);
     }
-    // JPEG and FITS probes come here once those formats exist.
+    rc = jpeg_probe(name, info, mode);
+    if (rc == 0 || final_failure(rc)) return rc;
+    mvio8_fileinfodone(info);
+    std::memset(info, 0, sizeof *info);
+    // The FITS probe comes here once that format exists.
     rc = avi_probe(name, info, mode);
     if (rc == 0 || final_failure(rc)) return rc;
     mvio8_fileinfodone(info);

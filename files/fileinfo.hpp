@@ -22,6 +22,8 @@ int32_t tiff_probe(const char* name, mvfileinfo* info, uint32_t n, uint32_t firs
                    uint32_t& filled);
 // BMP (icon = false) or icon (icon = true; not supported yet: -10).
 int32_t bmp_probe(const char* name, mvfileinfo* info, uint32_t mode, bool icon);
+// JPEG: the segments up to the first scan.
+int32_t jpeg_probe(const char* name, mvfileinfo* info, uint32_t mode);
 // AVI: the first video stream; images = the frames its indexes list.
 int32_t avi_probe(const char* name, mvfileinfo* info, uint32_t mode);
 

@@ -2009,6 +2009,17 @@ typedef struct mvfileinfo_avi {
     uint32_t supported;         /* 1 when mvio8_avireadseq decodes them */
 } mvfileinfo_avi;
 
+/* JPEG fields (format "jpg"): the writer's parameters and the reader's
+ * report.  The comment texts are the first three text pointers. */
+typedef struct mvfileinfo_jpg {
+    uint32_t quality;           /* tenths of a percent, 0 .. 1000 (750 = 75 %);
+                                   reading: from the quality comment, else 0 */
+    uint16_t xdensity;          /* JFIF horizontal density */
+    uint16_t ydensity;          /* JFIF vertical density */
+    uint16_t unit;              /* 0 none (aspect ratio), 1 per inch, 2 per cm */
+    uint16_t zero;
+} mvfileinfo_jpg;
+
 /* The file-information record (280 bytes, zero-filled before use). */
 typedef struct mvfileinfo {
     uint32_t window[4];         /* 0, 0, width, height */
@@ -2028,6 +2039,7 @@ typedef struct mvfileinfo {
         mvfileinfo_tif tif;
         mvfileinfo_bmp bmp;
         mvfileinfo_avi avi;
+        mvfileinfo_jpg jpg;
     } area;
     /* Texts (TIFF: DateTime, Software, ImageDescription, Copyright; index
      * with MVTEXT_*).  Copies owned by the record when filled by
@@ -2041,6 +2053,7 @@ typedef struct mvfileinfo {
 MVIP_STATIC_ASSERT(sizeof(mvfileinfo_tif) == 72, "mvfileinfo_tif size");
 MVIP_STATIC_ASSERT(sizeof(mvfileinfo_bmp) == 36, "mvfileinfo_bmp size");
 MVIP_STATIC_ASSERT(sizeof(mvfileinfo_avi) == 32, "mvfileinfo_avi size");
+MVIP_STATIC_ASSERT(sizeof(mvfileinfo_jpg) == 12, "mvfileinfo_jpg size");
 MVIP_STATIC_ASSERT(offsetof(mvfileinfo, width) == 28, "mvfileinfo.width");
 MVIP_STATIC_ASSERT(offsetof(mvfileinfo, images) == 36, "mvfileinfo.images");
 MVIP_STATIC_ASSERT(offsetof(mvfileinfo, pixfmt) == 40, "mvfileinfo.pixfmt");
@@ -2584,6 +2597,61 @@ MVIP_API int32_t mvirp_regionexport(mvabort *hook, const mvimregion *region,
                                     const char *filename, const char *mode);
 MVIP_API int32_t mvirp_regionimport(mvabort *hook, mvimregion **region,
                                     const char *filename, const char *mode);
+
+/* JPEG (JFIF) files.
+ * Writing (mvio8_jpegwrite): a baseline file of `bits` 8 or 12 bits per
+ * sample (else -1), no subsampling, no restart intervals, one sequential
+ * scan.  The image must have 1, 3 or 4 pixies (else -21) of an integer
+ * type (else -19); it is viewed through the type converter at `bits` bits,
+ * and an image of two or more pixies whose colour code is not RGB (67)
+ * through a colour converter to RGB (a 4-pixie image thus becomes RGB).
+ * Grey images are written as one component, colour images as YCbCr.
+ * Markers in order: SOI; APP0 JFIF 1.02 with the record's density unit and
+ * densities (0, 1, 1 without a record); a comment for each of the
+ * record's first three texts that is not null; with a record, the comment
+ * "CompressionQuality=" and the record's quality in tenths as printed with
+ * %d; the quantisation tables (luminance, and chrominance for colour
+ * images) scaled by quality q = quality / 10 (capped at 100; 50 without a
+ * record) with factor 5000 / q below 50, 200 - 2q from 50 on, 5000 for
+ * q = 0, entries clamped to 1 .. 255; SOF0 (also for 12-bit files: strict
+ * decoders expect SOF1 there and may refuse them); the Huffman tables; SOS;
+ * the data; EOI.  8-bit files use the standard Huffman tables; 12-bit
+ * files carry tables made to measure for the image (the standard ones have
+ * no codes for the larger values of 12-bit samples).  The transform and
+ * colour arithmetic is single-precision float; quantised values are
+ * rounded half away from zero.  Sizes above 65535: -19.  The hook is
+ * called with (0, 0) at entry and before each band of 8 lines with (line,
+ * height) (12-bit files: twice over the image).  `reserved` is not used.
+ * 0 or a negative code; any failure, a stop by the hook included, deletes
+ * the file.
+ * mvio8_jpegwrite2: the same with the record's fields as arguments (the
+ * comment in the first text slot; the four pointers are reserved).
+ * Reading (mvio8_jpegread, the reading frame above, file image of kind
+ * "JPEG"): Huffman-coded sequential files, SOF0 and also SOF1 (the marker
+ * other programs give 12-bit files), 8- or 12-bit (presented as u8, or as
+ * u16 with 12 bits), 1 to 4 components with any sampling factors 1 .. 4,
+ * several scans, restart intervals.  Subsampled components are upsampled
+ * to the image's size: by a factor of 2 with the triangle filter (3/4 of
+ * the nearer and 1/4 of the farther sample, the edge samples repeated),
+ * other factors by repetition.  Colour: one component is grey; three are
+ * YCbCr, or RGB with an Adobe segment of transform 0 or components named
+ * 'R', 'G', 'B', presented as RGB (67); four are CMYK (68) as stored, YCCK
+ * with an Adobe segment of transform 2 converted to CMYK, and the values
+ * of files with an Adobe segment inverted (such files store 255 - ink).
+ * JFIF densities give the pixel widths (1 / density; unit inch or
+ * centimetre, or an aspect ratio for unit 0 with unequal densities).
+ * Progressive, lossless, arithmetic-coded and hierarchical files, other
+ * precisions, and DNL: -11.  Broken structure (no SOI, segments beyond the
+ * end, bad Huffman or quantisation tables, quantisation tables other than
+ * 0 and 1, tables missing at a scan, more than 4 components, a scan that
+ * needs more data than it has, a code that is no code, a missing restart
+ * marker): -10.  Sizes are checked against the file's length before any
+ * pixel memory is taken.  mvio8_fileinfo describes JPEG files in "jpg"
+ * records (quality, densities, unit, up to three comments); files the
+ * reader refuses are not recognised. */
+MVIP_API int32_t mvio8_jpegwrite(mvabort *hook, mvimage *im, void *reserved, const char *filename, uint32_t bits, const mvfileinfo *info);
+MVIP_API int32_t mvio8_jpegwrite2(mvabort *hook, mvimage *im, void *reserved, const char *filename, uint32_t bits, uint16_t unit, uint16_t xdensity, uint16_t ydensity, uint32_t quality, void *reserved1, void *reserved2, void *reserved3, void *reserved4, const char *comment);
+MVIP_API int32_t mvio8_jpegread(mvabort *hook, mvimage *im, const char *filename, uint32_t mode);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -398,6 +398,34 @@ TEST(MvTool, InterruptedConversionLeavesNoOutput) {
     EXPECT_FALSE(std::filesystem::exists(out.str()));
 }
 
+TEST(MvTool, JpegOutputWithQualityAndInfo) {
+    REQUIRE_MVTOOL();
+    TempPath tif("src.tif"), jpg("out.jpg"), wide("wide.jpeg"), back("back.tif");
+    OwnedImage im(50, 30, MVTYPE_U16, 12, 3, MVCS_RGB);
+    im.fill_natural(5);
+    ASSERT_EQ(mvio8_tifwrite(nullptr, &im.im, nullptr, tif.c_str(), 12, 0, 0, nullptr), 0);
+    ToolRun r = run_tool({"convert", tif.str(), jpg.str(), "--quality", "60", "--bits", "8"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    r = run_tool({"convert", tif.str(), wide.str()});  // 12 bits from the image
+    ASSERT_EQ(r.status, 0) << r.err;
+    mvfileinfo info{};
+    ASSERT_EQ(mvio8_fileinfo(wide.c_str(), &info, 0), 0);
+    EXPECT_EQ(info.pixfmt.bits, 12u);
+    EXPECT_EQ(info.area.jpg.quality, 750u);
+    mvio8_fileinfodone(&info);
+    r = run_tool({"info", jpg.str()});
+    ASSERT_EQ(r.status, 0) << r.err;
+    for (const char* want : {"JPEG, 1 image", "50 x 30", "u8, 8 bits, 3 pixies", "quality       60.0 %"})
+        EXPECT_NE(r.out.find(want), std::string::npos) << want << " not in:\n" << r.out;
+    r = run_tool({"convert", jpg.str(), back.str()});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::vector<std::vector<std::string>> refused = {
+        {"convert", tif.str(), jpg.str(), "--quality", "101"},
+        {"convert", tif.str(), jpg.str(), "--bits", "10"},
+        {"convert", tif.str(), back.str(), "--quality", "50"}};
+    for (const auto& args : refused) EXPECT_EQ(run_tool(args).status, 1);
+}
+
 TEST(MvTool, DemoWritesFilesThatReadBack) {
     REQUIRE_MVTOOL();
     const std::string dir = TempPath("demo").str();
@@ -405,7 +433,7 @@ TEST(MvTool, DemoWritesFilesThatReadBack) {
     const ToolRun r = run_tool({"demo", dir});
     EXPECT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_NE(r.out.find("read-back checks matched"), std::string::npos) << r.out;
-    for (const char* name : {"sample.tif", "sample.bmp", "edges.tif", "edges.bmp", "grey-arith.tif",
+    for (const char* name : {"sample.tif", "sample.bmp", "sample.jpg", "edges.tif", "edges.bmp", "grey-arith.tif",
                              "grey-lzw-pred.tif", "grey-packbits.tif", "mask-1bit.tif"}) {
         const std::string file = dir + "/" + name;
         mvfileinfo info{};

@@ -2,7 +2,7 @@
 # Build the file-reader and region-text fuzz targets with clang's libFuzzer (plus ASan and
 # UBSan) and run each for a while on its seed corpus:
 #   tools/fuzz.sh [seconds per target]      (default 600)
-# FUZZ_TARGETS="avi" (say) picks targets among tiff, bmp, avi and region.
+# FUZZ_TARGETS="jpeg" (say) picks targets among tiff, bmp, jpeg, avi and region.
 # Crashing inputs land in build-fuzz/crashes-<target>/; keep each one as a
 # regression case under tests/fuzz/regressions/.
 set -e
@@ -13,9 +13,10 @@ OUT=build-fuzz
 mkdir -p $OUT
 SOURCES=$(find core views ops regions draw files -name '*.cpp' | sort)
 FLAGS="-std=c++20 -O1 -g -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all -Iinclude -I. -DMVIP_BUILDING -fno-strict-aliasing"
-TARGETS=${FUZZ_TARGETS:-tiff bmp avi region}
+TARGETS=${FUZZ_TARGETS:-tiff bmp jpeg avi region}
 for target in $TARGETS; do
   define=""; [ $target = bmp ] && define="-DMVIP_FUZZ_BMP"; [ $target = avi ] && define="-DMVIP_FUZZ_AVI"
+  [ $target = jpeg ] && define="-DMVIP_FUZZ_JPEG"
   main=tests/fuzz/fuzz_reader.cpp; [ $target = region ] && main=tests/fuzz/fuzz_region.cpp
   if [ ! -x $OUT/fuzz_$target ] || [ -n "$(find $SOURCES $main -newer $OUT/fuzz_$target | head -1)" ]; then
     echo "fuzz: building fuzz_$target"

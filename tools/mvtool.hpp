@@ -81,6 +81,9 @@ public:
     bool has_palette() const { return palette_pixels_ != nullptr; }
     // True when both hold the same size, format and pixel bytes.
     bool same_pixels(const Image& other) const;
+    // The largest difference of two u8 images of one size and format, or
+    // -1 when they are not such images.
+    int largest_difference(const Image& other) const;
     // Plane z as a 2-D image: the image itself when it is not a stack,
     // else a section view of the stack built in `view`.
     mvimage* plane(uint32_t z, mvimage& view);
@@ -110,15 +113,16 @@ struct FilePages {
     std::vector<mvfileinfo> pages;
 };
 
-enum class FileKind { tiff, bmp, avi };
+enum class FileKind { tiff, bmp, jpeg, avi };
 // The format a file name asks for by its extension; throws UsageError for
-// anything other than .tif, .tiff, .bmp and .avi.
+// anything other than .tif, .tiff, .bmp, .jpg, .jpeg and .avi.
 FileKind kind_of(const std::string& path);
 
-// Options of the TIFF writer (ignored for BMP).
+// Options of the TIFF and JPEG writers (ignored for BMP).
 struct WriteOptions {
     uint32_t compression = 1;  // TIFF compression code
-    int32_t bits = 0;          // 0: the image's own bits
+    int32_t bits = 0;          // 0: the image's own bits (JPEG: 12 above 8 bits, else 8)
+    uint32_t quality = 750;    // JPEG quality in tenths of a percent
     const mvfileinfo* source = nullptr;  // resolution and texts to carry over
     double fps = 0;            // AVI: frames per second (0: 25)
     int opendml = -1;          // AVI: 1 OpenDML, 0 plain, -1 OpenDML past 1 GiB
@@ -143,7 +147,7 @@ void load_raw(const std::string& path, Image& image);
 // image, as load() loads one.
 void load_stack(const std::string& path, const FilePages& pages, Image& image, bool apply_palette = false);
 // Writes the image in the format of the file name's extension; a stack as
-// one TIFF page per plane (BMP: UsageError).
+// one TIFF page per plane (BMP, JPEG: UsageError).
 void save(const Image& image, const std::string& path, const WriteOptions& options = {});
 // Writes a TIFF file page by page: one image at a time through the
 // library's sequence handle.  A failure deletes the file.

@@ -1,4 +1,4 @@
-// mvtool convert - TIFF, BMP and AVI in any direction: the input is
+// mvtool convert - TIFF, BMP, JPEG and AVI in any direction: the input is
 // recognised by its content and loaded in the pixel format it presents, the
 // output format comes from the output name's extension.  A TIFF file of
 // several images keeps them all (a stack, whose pages agree in size and
@@ -33,7 +33,8 @@ long long parse_integer(const std::string& option, const std::string& text, long
 int cmd_convert(const std::vector<std::string>& args) {
     std::vector<std::string> files;
     WriteOptions options;
-    bool compression_given = false, bits_given = false, index_given = false, avi_given = false;
+    bool compression_given = false, bits_given = false, index_given = false, avi_given = false,
+         quality_given = false;
     uint32_t index = 0;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
@@ -48,7 +49,7 @@ int cmd_convert(const std::vector<std::string>& args) {
             if (args[i].empty() || *end != '\0') throw UsageError("convert: --fps: expected a number, got '" + args[i] + "'");
             avi_rate(options.fps, rate, scale);  // throws for rates out of range
             avi_given = true;
-        } else if (a == "--compression" || a == "--bits" || a == "--index") {
+        } else if (a == "--compression" || a == "--bits" || a == "--index" || a == "--quality") {
             if (i + 1 >= args.size()) throw UsageError("convert: " + a + " needs a value");
             const std::string& v = args[++i];
             if (a == "--compression") {
@@ -57,6 +58,9 @@ int cmd_convert(const std::vector<std::string>& args) {
                                                "' (none, packbits, lzw, lzw-pred, arith)");
                 options.compression = uint32_t(code);
                 compression_given = true;
+            } else if (a == "--quality") {
+                options.quality = uint32_t(parse_integer(a, v, 0, 100)) * 10;
+                quality_given = true;
             } else if (a == "--bits") {
                 options.bits = int32_t(parse_integer(a, v, 1, 32));
                 bits_given = true;
@@ -73,8 +77,13 @@ int cmd_convert(const std::vector<std::string>& args) {
     if (files.size() != 2) throw UsageError("convert: expected IN and OUT");
     const std::string &in = files[0], &out = files[1];
     const FileKind kind = kind_of(out);
-    if (kind != FileKind::tiff && (compression_given || bits_given))
-        throw UsageError("convert: --compression and --bits apply to TIFF output only");
+    if ((kind == FileKind::bmp || kind == FileKind::avi) && (compression_given || bits_given))
+        throw UsageError("convert: --compression and --bits apply to TIFF and JPEG output only");
+    if (kind == FileKind::jpeg && compression_given)
+        throw UsageError("convert: --compression applies to TIFF output only");
+    if (kind == FileKind::jpeg && bits_given && options.bits != 8 && options.bits != 12)
+        throw UsageError("convert: JPEG files hold 8 or 12 bits");
+    if (kind != FileKind::jpeg && quality_given) throw UsageError("convert: --quality applies to JPEG output only");
     if (kind != FileKind::avi && avi_given) throw UsageError("convert: --fps and --opendml apply to AVI output only");
 
     if (!is_raw(in)) {  // a movie: all its frames as a stack, or the one --index picks
@@ -84,9 +93,9 @@ int cmd_convert(const std::vector<std::string>& args) {
             Image frames;
             try {
                 load_avi(in, info, frames, index_given ? int64_t(index) : -1);
-                if (kind == FileKind::bmp && frames.is_stack())
-                    throw UsageError("convert: " + in + " holds " + std::to_string(frames.depth()) +
-                                     " frames and a BMP file one: pick one with --index I");
+                if ((kind == FileKind::bmp || kind == FileKind::jpeg) && frames.is_stack())
+                    throw UsageError("convert: " + in + " holds " + std::to_string(frames.depth()) + " frames and a " +
+                                     (kind == FileKind::bmp ? "BMP" : "JPEG") + " file one: pick one with --index I");
                 options.source = &info;
                 save(frames, out, options);
             } catch (...) {
@@ -102,9 +111,9 @@ int cmd_convert(const std::vector<std::string>& args) {
     if (!index_given && !is_raw(in)) {  // a raw input is one image
         const FilePages pages(in);
         const size_t n = pages.pages.size();
-        if (n > 1 && kind == FileKind::bmp)
-            throw UsageError("convert: " + in + " holds " + std::to_string(n) +
-                             " images and a BMP file one: pick one with --index I");
+        if (n > 1 && (kind == FileKind::bmp || kind == FileKind::jpeg))
+            throw UsageError("convert: " + in + " holds " + std::to_string(n) + " images and a " +
+                             (kind == FileKind::bmp ? "BMP" : "JPEG") + " file one: pick one with --index I");
         if (n > 1 && pages.stack_depth() > 1) {
             Image stack;
             load_stack(in, pages, stack);
@@ -129,9 +138,9 @@ int cmd_convert(const std::vector<std::string>& args) {
 
     Image image;
     mvfileinfo info{};
-    // The BMP writer stores one-pixie images as grey: a palette file goes
-    // to BMP as its colours rather than its indices.
-    load(in, image, index, kind == FileKind::bmp, &info);
+    // The BMP and JPEG writers store one-pixie images as grey: a palette
+    // file goes to them as its colours rather than its indices.
+    load(in, image, index, kind == FileKind::bmp || kind == FileKind::jpeg, &info);
     options.source = &info;
     try {
         save(image, out, options);

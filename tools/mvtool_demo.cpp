@@ -60,6 +60,14 @@ public:
             compare(image, back, file);
         });
     }
+    // A check decided by the caller.
+    void count_check(bool passed, const std::string& what) {
+        ++checks_;
+        if (!passed) {
+            ++mismatches_;
+            std::printf("  !! %s failed its check\n", what.c_str());
+        }
+    }
     void compare(const Image& want, const Image& got, const std::string& what) {
         ++checks_;
         if (!want.same_pixels(got)) {
@@ -117,6 +125,25 @@ int cmd_demo(const std::vector<std::string>& args) {
         progress_done();
         demo.compare(scene, back, file);
     });
+
+    {
+        // JPEG is lossy: the read-back is compared by its largest error, and
+        // the file reports the quality it was written with.
+        const std::string file = demo.path("sample.jpg");
+        WriteOptions options;
+        options.quality = 900;
+        demo.step("write sample.jpg (quality 90)", [&] { save(scene, file, options); }, file, double(scene.bytes()));
+        demo.step("  read it back: its quality and largest error", [&] {
+            Image back;
+            mvfileinfo info{};
+            load(file, back, 0, false, &info);
+            const uint32_t quality = info.area.jpg.quality;
+            mvio8_fileinfodone(&info);
+            const int error = scene.largest_difference(back);
+            std::printf("  quality %u.%u %%, largest error %d\n", quality / 10, quality % 10, error);
+            demo.count_check(quality == 900 && error >= 0 && error <= 64, file);
+        });
+    }
 
     demo.step("grey (copycolorconvert)", [&] {
         mvpixfmt fmt{};

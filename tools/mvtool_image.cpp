@@ -1,5 +1,5 @@
 // mvtool - memory images and loading and saving them through the library's
-// TIFF and BMP readers and writers.
+// TIFF, BMP and JPEG readers and writers.
 
 #include "mvtool.hpp"
 
@@ -74,6 +74,18 @@ bool Image::same_pixels(const Image& other) const {
            std::memcmp(pixels_, other.pixels_, size_t(bytes())) == 0;
 }
 
+int Image::largest_difference(const Image& other) const {
+    const mvpixfmt &a = format(), &b = other.format();
+    if (width() != other.width() || height() != other.height() || depth() != other.depth() ||
+        a.datatype != MVTYPE_U8 || b.datatype != MVTYPE_U8 || a.pixies != b.pixies || bytes() != other.bytes())
+        return -1;
+    const auto* p = static_cast<const uint8_t*>(pixels_);
+    const auto* q = static_cast<const uint8_t*>(other.pixels_);
+    int most = 0;
+    for (uint64_t i = 0; i < bytes(); ++i) most = std::max(most, std::abs(int(p[i]) - int(q[i])));
+    return most;
+}
+
 mvimage* Image::plane(uint32_t z, mvimage& view) {
     if (!is_stack()) return &im;
     check(mvimage_def2from3(&view, &im3, 0, 2, z), "plane " + std::to_string(z + 1));
@@ -125,8 +137,9 @@ FileKind kind_of(const std::string& path) {
     std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return char(std::tolower(c)); });
     if (ext == ".tif" || ext == ".tiff") return FileKind::tiff;
     if (ext == ".bmp") return FileKind::bmp;
+    if (ext == ".jpg" || ext == ".jpeg") return FileKind::jpeg;
     if (ext == ".avi") return FileKind::avi;
-    throw UsageError(path + ": the output format comes from the extension: .tif, .tiff, .bmp or .avi");
+    throw UsageError(path + ": the output format comes from the extension: .tif, .tiff, .bmp, .jpg, .jpeg or .avi");
 }
 
 uint64_t file_size(const std::string& path) {
@@ -213,6 +226,19 @@ int32_t tiff_bits(const mvpixfmt& f, const WriteOptions& options, const std::str
     return options.bits != 0 ? options.bits : real ? 32 : int32_t(f.bits);
 }
 
+// The JPEG writer's parameters: the quality, and the densities and
+// comments of a JPEG source file.
+void jpeg_params(const WriteOptions& options, mvfileinfo& params) {
+    params = mvfileinfo{};
+    if (const mvfileinfo* src = options.source; src != nullptr && std::strcmp(src->format, "jpg") == 0) {
+        params.area.jpg = src->area.jpg;
+        for (int i = 0; i < 3; ++i) params.texts[i] = src->texts[i];
+    } else {
+        params.area.jpg.xdensity = params.area.jpg.ydensity = 1;
+    }
+    params.area.jpg.quality = options.quality;
+}
+
 }  // namespace
 
 void load(const std::string& path, Image& image, uint32_t index, bool apply_palette, mvfileinfo* info_out) {
@@ -249,6 +275,8 @@ void load(const std::string& path, Image& image, uint32_t index, bool apply_pale
             check(mvio8_tifread(hook, &image.im, keep_palette ? &image.palette : nullptr, path.c_str(), index,
                                 nullptr, 0),
                   path);
+        else if (std::strcmp(info.format, "jpg") == 0)
+            check(mvio8_jpegread(hook, &image.im, path.c_str(), 0), path);
         else
             check(mvio8_bmpread(hook, &image.im, nullptr, path.c_str(), 0), path);
         progress_done();
@@ -284,11 +312,20 @@ void save(const Image& image, const std::string& path, const WriteOptions& optio
         save_avi(image, path, options);
         return;
     }
-    if (kind == FileKind::bmp && image.is_stack())
-        throw UsageError(path + ": a BMP file holds one image, this is a stack of " + std::to_string(image.depth()) +
+    if (kind != FileKind::tiff && image.is_stack())
+        throw UsageError(path + ": a " + (kind == FileKind::bmp ? "BMP" : "JPEG") +
+                         " file holds one image, this is a stack of " + std::to_string(image.depth()) +
                          " (write TIFF, or pick a page with --index)");
     mvimage* im = const_cast<mvimage*>(&image.im);
     mvabort* hook = progress("writing " + path);
+    if (kind == FileKind::jpeg) {
+        mvfileinfo params;
+        jpeg_params(options, params);
+        const uint32_t bits = options.bits != 0 ? uint32_t(options.bits) : image.format().bits > 8 ? 12 : 8;
+        check(mvio8_jpegwrite(hook, im, nullptr, path.c_str(), bits, &params), path);
+        progress_done();
+        return;
+    }
     if (kind == FileKind::bmp) {
         check(mvio8_bmpwrite(hook, im, path.c_str(), 0), path);
         progress_done();

@@ -119,6 +119,18 @@ void print_bmp(const mvfileinfo& info) {
     }
 }
 
+void print_jpeg(const mvfileinfo& info) {
+    const mvfileinfo_jpg& j = info.area.jpg;
+    print_pixels(info, 1);
+    line("quality", j.quality ? std::to_string(j.quality / 10) + "." + std::to_string(j.quality % 10) + " %"
+                              : std::string("not given"));
+    static const char* const kUnits[3] = {"(aspect ratio)", "per inch", "per cm"};
+    line("density", std::to_string(j.xdensity) + " x " + std::to_string(j.ydensity) + " " +
+                        (j.unit < 3 ? kUnits[j.unit] : "(unknown unit)"));
+    for (int i = 0; i < 3; ++i)
+        if (info.texts[i]) line("comment", info.texts[i]);
+}
+
 // What differs between the pages of a stack beyond size and pixels.
 std::string differences(const std::vector<mvfileinfo>& pages) {
     const mvfileinfo_tif& a = pages[0].area.tif;
@@ -150,8 +162,13 @@ void describe(const std::string& path) {
         return;
     }
     const uint32_t images = tiff ? first.images : 1;
-    std::printf("%s: %s, %u image%s, %llu bytes\n", path.c_str(), tiff ? "TIFF" : "BMP", images,
+    const bool jpeg = std::strcmp(first.format, "jpg") == 0;
+    std::printf("%s: %s, %u image%s, %llu bytes\n", path.c_str(), tiff ? "TIFF" : jpeg ? "JPEG" : "BMP", images,
                 images == 1 ? "" : "s", static_cast<unsigned long long>(file_size(path)));
+    if (jpeg) {
+        print_jpeg(first);
+        return;
+    }
     if (!tiff) {
         print_bmp(first);
         return;

@@ -18,6 +18,11 @@ command -v tiffinfo >/dev/null 2>&1 || missing="$missing libtiff-tools"
 /usr/bin/python3 -c "import tifffile" >/dev/null 2>&1 || missing="$missing python3-tifffile"
 # AVI files are checked against ffprobe and ffmpeg.
 command -v ffprobe >/dev/null 2>&1 || missing="$missing ffmpeg"
+# JPEG interoperability: libjpeg-turbo's cjpeg and djpeg, the jpeg program
+# of libjpeg-tools (12-bit files), libjpeg-turbo's library for the benchmark.
+command -v djpeg >/dev/null 2>&1 || missing="$missing libjpeg-turbo-progs"
+command -v jpeg >/dev/null 2>&1 || missing="$missing libjpeg-tools"
+[ -f /usr/include/jpeglib.h ] || [ -f /usr/include/x86_64-linux-gnu/jpeglib.h ] || missing="$missing libjpeg62-turbo-dev"
 if [ -n "$missing" ]; then
   echo "setup: installing$missing"
   SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo

@@ -1,7 +1,8 @@
 // libFuzzer target for the file readers: the input is written to a file and
-// handed to the recognition calls and to the TIFF, BMP or AVI reader
-// (chosen by the build: MVIP_FUZZ_BMP selects BMP, MVIP_FUZZ_AVI the AVI
-// reader, which fills a stack of two planes) with destinations of several
+// handed to the recognition calls and to the TIFF, BMP, JPEG or AVI
+// reader (chosen by the build: MVIP_FUZZ_BMP selects BMP, MVIP_FUZZ_JPEG
+// JPEG, MVIP_FUZZ_AVI the AVI reader, which fills a stack of two planes)
+// with destinations of several
 // formats.  Inputs whose image would need more than 64 MiB are only
 // recognised, not decoded, so the fuzzer's memory limit measures leaks and
 // not legitimately large images.
@@ -33,6 +34,10 @@ int32_t read_file(mvimage* im, mvimage* palette, const char* path, uint32_t inde
 #elif defined(MVIP_FUZZ_BMP)
     (void)index;
     return mvio8_bmpread(nullptr, im, palette, path, mode);
+#elif defined(MVIP_FUZZ_JPEG)
+    (void)index;
+    (void)palette;
+    return mvio8_jpegread(nullptr, im, path, mode);
 #else
     return mvio8_tifread(nullptr, im, palette, path, index, nullptr, mode);
 #endif
