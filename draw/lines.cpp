@@ -1,19 +1,13 @@
 // Lines and boxes: explicit end points and corners, walked sides that skip
 // both of their ends, so that each corner is written once.
 #include "draw/figure.hpp"
-#include "regions/linewalk.hpp"
 
 using namespace mvip;
 using namespace mvip::draw;
 
 namespace {
 
-void walk(Pen& pen, int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
-    regions::line_walk(x0, y0, x1, y1, true, true, [&](int32_t x, int32_t y) {
-        pen.walked(x, y);
-        return true;
-    });
-}
+void walk(Pen& pen, int32_t x0, int32_t y0, int32_t x1, int32_t y1) { pen.walk(x0, y0, x1, y1); }
 
 }  // namespace
 

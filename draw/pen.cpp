@@ -1,4 +1,5 @@
 #include "draw/pen.hpp"
+#include "regions/linewalk.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -78,6 +79,9 @@ int32_t Pen::open(mvimage* image, uint32_t mode, const uint32_t* colour, mvimage
     length = image_sizing(image, length);
     if (length == 0) return MVERR_USAGE;
     if (length < kMinPoints) return MVERR_MEMORY;
+    colour_pixel(image, colour, colour_);
+    writes_ = true;
+    if (!source && map_directly()) return 0;  // no buffer needed
     for (;; length /= 2) {
         if (length < kMinPoints) return MVERR_MEMORY;
         entries_.reset(new (std::nothrow) mvbxtentry[length]);
@@ -89,19 +93,51 @@ int32_t Pen::open(mvimage* image, uint32_t mode, const uint32_t* colour, mvimage
         source_entries_.reset();
     }
     capacity_ = uint32_t(length);
-    colour_pixel(image, colour, colour_);
     if (source) {
         source_ = source;
         const int32_t rc = source->bxts(source, 0, source->pixfmt.datatype, all_pixies(source));
-        if (rc < 0) return rc;
+        if (rc < 0) {
+            writes_ = false;
+            return rc;
+        }
     }
     scattered_ = image->bxts(image, MVMODE_WRITE, image->pixfmt.datatype, mask_) >= 0;
     if (!scattered_) {
         const int32_t rc = image->ioset(image, MVMODE_WRITE, image->pixfmt.datatype, mask_);
-        if (rc < 0) return rc;
+        if (rc < 0) {
+            writes_ = false;
+            return rc;
+        }
     }
-    writes_ = true;
     return 0;
+}
+
+// Columns mapped y-major have one stride (the line pitch); when the first
+// and the last column start a pixel size apart per column, every pixel of
+// the window has a known address.  Integer values are asked low-justified
+// in machine order, as the pen's colour is.
+bool Pen::map_directly() {
+    uint32_t type = type_of(image_->pixfmt.datatype);
+    if (is_int_type(type)) type |= MVREQ_LOW;
+    if (width_ == 0 || height_ == 0 || image_->imapset(image_, MVMODE_YSCAN | MVREQ_DIRTY, type, mask_) <= 0)
+        return false;
+    mvmapdesc first{}, last{};
+    bool ok = image_->imap(image_, &first, 0, 0) == 1 && first.count >= height_;
+    if (ok && width_ > 1) {
+        ok = image_->imap(image_, &last, int32_t(width_ - 1), 0) == 1 && last.count >= height_ &&
+             last.stride == first.stride &&
+             static_cast<unsigned char*>(last.address) ==
+                 static_cast<unsigned char*>(first.address) + size_t{width_ - 1} * pixel_bytes_;
+        image_->imapr(image_, &last);
+    }
+    if (!ok || first.stride > uint64_t(INT64_MAX)) {
+        image_->imapr(image_, &first);
+        return false;
+    }
+    mapping_ = first;
+    base_ = static_cast<unsigned char*>(first.address);
+    pitch_ = int64_t(first.stride);
+    return true;
 }
 
 void Pen::style(uint32_t dotspacing, uint32_t width) {
@@ -116,10 +152,37 @@ void Pen::style(uint32_t dotspacing, uint32_t width) {
     }
     r_ = int32_t(width / 2);
     r2_ = std::llround((width / 2.0) * (width / 2.0));
+    if (r_ > 4096) return;  // computed per row instead
+    half_explicit_.resize(size_t(r_) + 1);
+    half_walked_.resize(size_t(r_) + 1);
+    for (int64_t dy = 0; dy <= r_; ++dy) {
+        half_explicit_[size_t(dy)] = int32_t(r2_ - dy * dy < 0 ? -1 : std::min<int64_t>(isqrt(r2_ - dy * dy), r_));
+        half_walked_[size_t(dy)] = int32_t(r2_ - 1 - dy * dy < 0 ? -1 : std::min<int64_t>(isqrt(r2_ - 1 - dy * dy), r_));
+    }
+}
+
+int64_t Pen::half_width(int64_t dy, int64_t reach) const {
+    if (dy < 0) dy = -dy;
+    if (dy > r_) return -1;
+    if (!half_explicit_.empty()) return reach == r2_ ? half_explicit_[size_t(dy)] : half_walked_[size_t(dy)];
+    const int64_t room = reach - dy * dy;
+    return room < 0 ? -1 : std::min<int64_t>(isqrt(room), r_);
+}
+
+void Pen::span(int64_t x0, int64_t x1, int64_t y) {
+    x0 = std::max<int64_t>(x0, nwx_);
+    x1 = std::min<int64_t>(x1, int64_t(nwx_) + width_ - 1);
+    if (x0 > x1 || uint64_t(y - nwy_) >= height_) return;
+    if (base_ && pixel_bytes_ == 1) {
+        std::memset(base_ + (y - nwy_) * pitch_ + (x0 - nwx_), colour_[0], size_t(x1 - x0 + 1));
+        return;
+    }
+    for (int64_t x = x0; x <= x1; ++x) put(int32_t(x), int32_t(y));
 }
 
 // Every pixel of the disc round (x, y) whose squared distance is at most
-// `reach`, row by row, only over the rows and columns of the window.
+// `reach`, row by row over the window's rows, less each row's part that
+// the previous disc covered (its pixels are written already).
 void Pen::dab(int32_t x, int32_t y, int64_t reach) {
     if (!writes_) return;
     if (r_ == 0) {
@@ -129,13 +192,84 @@ void Pen::dab(int32_t x, int32_t y, int64_t reach) {
     const int64_t top = std::max<int64_t>(-r_, int64_t(nwy_) - y);
     const int64_t bottom = std::min<int64_t>(r_, int64_t(nwy_) + height_ - 1 - y);
     for (int64_t dy = top; dy <= bottom; ++dy) {
-        const int64_t room = reach - dy * dy;
-        if (room < 0) continue;
-        const int64_t half = std::min<int64_t>(isqrt(room), r_);
-        const int64_t left = std::max<int64_t>(-half, int64_t(nwx_) - x);
-        const int64_t right = std::min<int64_t>(half, int64_t(nwx_) + width_ - 1 - x);
-        for (int64_t dx = left; dx <= right; ++dx) put(int32_t(x + dx), int32_t(y + dy));
+        const int64_t half = half_width(dy, reach);
+        if (half < 0) continue;
+        int64_t left = x - half, right = x + half;
+        const int64_t row = y + dy;
+        const int64_t old = have_previous_ ? half_width(row - previous_y_, previous_reach_) : -1;
+        if (old >= 0) {
+            const int64_t old_left = previous_x_ - old, old_right = previous_x_ + old;
+            if (left < old_left) span(left, std::min(right, old_left - 1), row);
+            if (right > old_right) span(std::max(left, old_right + 1), right, row);
+        } else {
+            span(left, right, row);
+        }
     }
+    have_previous_ = true;
+    previous_x_ = x;
+    previous_y_ = y;
+    previous_reach_ = reach;
+}
+
+void Pen::walk(int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
+    if (spacing_ == 1 && writes_) {
+        if (r_ == 0 && base_ && pixel_bytes_ == 1) {
+            // The common thin line into 8-bit memory: one store per pixel.
+            const unsigned char c = colour_[0];
+            const bool inside = uint32_t(x0 - nwx_) < width_ && uint32_t(x1 - nwx_) < width_ &&
+                                uint32_t(y0 - nwy_) < height_ && uint32_t(y1 - nwy_) < height_;
+            if (inside) {  // the walk stays in the box of its ends
+                unsigned char* origin = base_ - int64_t(nwy_) * pitch_ - nwx_;
+                regions::line_walk(x0, y0, x1, y1, true, true, [&](int32_t x, int32_t y) {
+                    origin[int64_t(y) * pitch_ + x] = c;
+                    return true;
+                });
+                return;
+            }
+            regions::line_walk(x0, y0, x1, y1, true, true, [&](int32_t x, int32_t y) {
+                const uint32_t wx = uint32_t(x - nwx_), wy = uint32_t(y - nwy_);
+                if (wx < width_ && wy < height_) base_[int64_t(wy) * pitch_ + wx] = c;
+                return true;
+            });
+            return;
+        }
+        if (r_ > 0 && !half_walked_.empty()) return walk_thick(x0, y0, x1, y1);
+    }
+    regions::line_walk(x0, y0, x1, y1, true, true, [&](int32_t x, int32_t y) {
+        walked(x, y);
+        return true;
+    });
+}
+
+// Every walked point plotted, discs of one radius: along a walk each line
+// of the image meets the union of the discs in one run (neighbouring
+// centres differ by at most one in x), so the walk gathers each line's
+// extent and writes it once.
+void Pen::walk_thick(int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
+    const int64_t top = std::max<int64_t>(int64_t(std::min(y0, y1)) - r_, nwy_);
+    const int64_t bottom = std::min<int64_t>(int64_t(std::max(y0, y1)) + r_, int64_t(nwy_) + height_ - 1);
+    if (top > bottom) return;
+    const size_t lines = size_t(bottom - top + 1);
+    row_left_.assign(lines, INT64_MAX);
+    row_right_.assign(lines, INT64_MIN);
+    const int32_t* half = half_walked_.data();
+    bool any = false;
+    regions::line_walk(x0, y0, x1, y1, true, true, [&](int32_t x, int32_t y) {
+        const int64_t from = std::max<int64_t>(-r_, top - y), to = std::min<int64_t>(r_, bottom - y);
+        for (int64_t dy = from; dy <= to; ++dy) {
+            const int64_t h = half[dy < 0 ? -dy : dy];
+            if (h < 0) continue;
+            const size_t i = size_t(y + dy - top);
+            row_left_[i] = std::min<int64_t>(row_left_[i], x - h);
+            row_right_[i] = std::max<int64_t>(row_right_[i], x + h);
+            any = true;
+        }
+        return true;
+    });
+    if (!any) return;
+    for (size_t i = 0; i < lines; ++i)
+        if (row_left_[i] <= row_right_[i]) span(row_left_[i], row_right_[i], top + int64_t(i));
+    have_previous_ = false;  // the walk's discs are not one disc
 }
 
 void Pen::fill_values(uint32_t n) {
@@ -164,6 +298,7 @@ void Pen::flush() {
 
 void Pen::close(uint32_t* state) {
     flush();
+    if (base_) image_->imapr(image_, &mapping_);
     if (state) *state = spacing_ > 1 ? spacing_ - walked_countdown_ : 0;
 }
 

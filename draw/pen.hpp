@@ -1,13 +1,19 @@
 // The drawing pen: every figure plots its points through one Pen built on
-// the stack for one call.  Points are dropped outside the image's window,
-// kept points are buffered relative to the window's corner and written in
-// batches through the image's scattered transfers (bxts/bxta), or one run
-// of one pixel at a time (iorite) for kinds that do not offer them.
+// the stack for one call.  Points are dropped outside the image's window.
+// When the image maps its window directly (columns of one stride whose
+// tops lie a pixel apart) and no source is read, kept points are written
+// straight into its memory; otherwise they are buffered relative to the
+// window's corner and written in batches through the image's scattered
+// transfers (bxts/bxta), or one pixel at a time (iorite) for kinds that
+// offer neither.  A disc is written as row spans, less the part the
+// previous disc already covered, so thick lines cost about their area.
 #pragma once
 
 #include "core/record.hpp"
 
+#include <cstring>
 #include <memory>
+#include <vector>
 
 namespace mvip::draw {
 
@@ -38,6 +44,10 @@ public:
         if (tick(walked_countdown_)) dab(x, y, r2_ - 1);
     }
 
+    // The points of the line walk between (x0, y0) and (x1, y1), both ends
+    // skipped, plotted as walked points.
+    void walk(int32_t x0, int32_t y0, int32_t x1, int32_t y1);
+
     // Writes what is buffered and stores the dot pattern's phase into
     // `state` (when given).
     void close(uint32_t* state);
@@ -50,11 +60,26 @@ private:
         return true;
     }
     void dab(int32_t x, int32_t y, int64_t reach);
+    int64_t half_width(int64_t dy, int64_t reach) const;  // -1: the row is not in the disc
+    // Pixels x0 .. x1 of absolute line y, clipped to the window.
+    void span(int64_t x0, int64_t x1, int64_t y);
     void put(int32_t x, int32_t y) {
-        if (uint32_t(x - nwx_) >= width_ || uint32_t(y - nwy_) >= height_) return;
+        const uint32_t wx = uint32_t(x - nwx_), wy = uint32_t(y - nwy_);
+        if (wx >= width_ || wy >= height_) return;
+        if (base_) return store(base_ + int64_t(wy) * pitch_ + int64_t(wx) * pixel_bytes_);
         if (used_ == capacity_) flush();
-        entries_[used_++] = mvbxtentry{x - nwx_, y - nwy_, 0};
+        entries_[used_++] = mvbxtentry{int32_t(wx), int32_t(wy), 0};
     }
+    void store(unsigned char* at) const {
+        switch (pixel_bytes_) {
+            case 1: *at = colour_[0]; break;
+            case 2: std::memcpy(at, colour_, 2); break;
+            case 4: std::memcpy(at, colour_, 4); break;
+            default: std::memcpy(at, colour_, pixel_bytes_); break;
+        }
+    }
+    bool map_directly();
+    void walk_thick(int32_t x0, int32_t y0, int32_t x1, int32_t y1);
     void flush();
     void fill_values(uint32_t n);
 
@@ -70,6 +95,14 @@ private:
     uint32_t spacing_ = 1, explicit_countdown_ = 1, walked_countdown_ = 1;
     int32_t r_ = 0;
     int64_t r2_ = 0;
+    std::vector<int32_t> half_explicit_, half_walked_;  // per |dy| when r is small
+    std::vector<int64_t> row_left_, row_right_;          // a thick walk's extent per line
+    bool have_previous_ = false;  // the last disc, whose pixels are written
+    int32_t previous_x_ = 0, previous_y_ = 0;
+    int64_t previous_reach_ = 0;
+    unsigned char* base_ = nullptr;  // direct writes: pixel (0, 0) of the window
+    int64_t pitch_ = 0;
+    mvmapdesc mapping_{};
     std::unique_ptr<mvbxtentry[]> entries_, source_entries_;
     std::unique_ptr<unsigned char[]> values_;
     uint32_t capacity_ = 0, used_ = 0;
