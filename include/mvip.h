@@ -2653,6 +2653,110 @@ MVIP_API int32_t mvio8_jpegwrite(mvabort *hook, mvimage *im, void *reserved, con
 MVIP_API int32_t mvio8_jpegwrite2(mvabort *hook, mvimage *im, void *reserved, const char *filename, uint32_t bits, uint16_t unit, uint16_t xdensity, uint16_t ydensity, uint32_t quality, void *reserved1, void *reserved2, void *reserved3, void *reserved4, const char *comment);
 MVIP_API int32_t mvio8_jpegread(mvabort *hook, mvimage *im, const char *filename, uint32_t mode);
 
+/* ---- Drawing ----------------------------------------------------------
+ * Figures are drawn into an image by a pen built for one call.  Every
+ * drawing call takes the same tail of arguments:
+ *   dotspacing  n > 1 plots every n-th point only: a countdown from n,
+ *               separate for explicit points (the ends and corners a figure
+ *               plots itself) and for walked points (its line walks);
+ *   width       w > 1 plots a disc round every point: r = w / 2, r2 =
+ *               (w / 2.0)^2 rounded half away from zero; explicit points
+ *               fill the offsets with dx^2 + dy^2 <= r2, walked points those
+ *               with dx^2 + dy^2 < r2 (the ends of a thick line are rounder);
+ *               0 and 1 plot single pixels;
+ *   mode        0 writes nothing (the figure is walked, the pattern phase
+ *               still advances); 'v' (118) and every other mode write the
+ *               colour; 'c' (99) copies from the source (below);
+ *   colour      up to four words, one per pixie (null: zeros).  Integer
+ *               images take each word's low bits; float and double images
+ *               map 0 .. 4294967295 onto their range (low .. high), so
+ *               4294967295 draws the range's high value;
+ *   source      optional image whose pixel at the same window-relative
+ *               position is written instead of the colour (points outside
+ *               the source's window keep the colour).  It must have the
+ *               image's pixel size and, except for 'c', its pixie count;
+ *               'c' needs a source of two pixies or 4-byte pixels.  Its
+ *               pixels' bytes are copied unchanged.  Otherwise -1;
+ *   state       optional word carrying the dot pattern's phase (walked
+ *               points since the last plotted one) in and out, so that a
+ *               dotted figure drawn in several calls continues its pattern.
+ * Points outside the image's window are dropped (not an error).  Points
+ * are written in batches through the image's scattered transfers, or one
+ * pixel at a time through iorite for kinds without them.  The hook is
+ * called with (0, 0) at entry; a non-zero answer is asked again and that
+ * answer returned.  -1 for null geometry or an invalid image record; -1
+ * or -2 when no point buffer can be sized or allocated.
+ *
+ * mvip8_drawline: p0 and p1 are (x, y) pairs; p0 is plotted as an
+ * explicit point, the line walk visits the pixels between them, p1 is
+ * plotted as an explicit point (equal ends: that point twice, no walk).
+ * The line walk steps along the longer axis (y on a diagonal) with the
+ * error term 2m - (M - 1): (0, 0) to (3, 1) visits (1, 1), (2, 1).
+ * mvip8_drawbox: box is x0, y0, x1, y1; the four corners are explicit
+ * points, each written once, and the sides are walked in the order
+ * (x0,y0) -> (x1,y0) -> (x1,y1) -> (x0,y1) -> (x0,y0). */
+MVIP_API int32_t mvip8_drawline(mvabort *hook, mvimage *image, const int32_t *p0, const int32_t *p1, uint32_t dotspacing, uint32_t width, uint32_t mode, const uint32_t *colour, mvimage *source, uint32_t *state);
+MVIP_API int32_t mvip8_drawbox(mvabort *hook, mvimage *image, const int32_t *box, uint32_t dotspacing, uint32_t width, uint32_t mode, const uint32_t *colour, mvimage *source, uint32_t *state);
+
+/* mvip8_drawchars: draws `text` (a null-terminated string) in the built-in
+ * 5 x 9 bitmap font of printable ASCII, with the pen's tail of arguments.
+ * origin is the (x, y) of the first character cell's top-left corner; each
+ * font pixel becomes a scale x scale block of explicit pen points (scale 0
+ * counts as 1, at most 1024).  Cells advance 6 x scale pixels; '\n' starts a
+ * new line 10 x scale pixels lower at origin's x; other characters outside
+ * 32 .. 126 leave an empty cell.  Capitals and digits are 7 font pixels
+ * high from the cell's second row, the baseline under the eighth row,
+ * descenders in the ninth.  -1 for a null origin or text. */
+MVIP_API int32_t mvip8_drawchars(mvabort *hook, mvimage *image, const int32_t *origin, const char *text, uint32_t scale, uint32_t dotspacing, uint32_t width, uint32_t mode, const uint32_t *colour, mvimage *source, uint32_t *state);
+
+/* ---- Icons and cursors ------------------------------------------------
+ * An icon is a bitmap placed by its hot spot, or (bitmap null) a cross-hair.
+ * position: (x, y) of the hot spot in image coordinates.  bitmap: rows of
+ * (width + 7) / 8 bytes, top row first, the first pixel of each byte in its
+ * most significant bit; a set bit is an icon pixel.  size: (width, height),
+ * each 1 to 128.  hotspot: with a bitmap, bitmap pixel (i, j) lands at
+ * (x - hx + i, y - hy + j); without, the bar thicknesses (tw, th), 1 to 128:
+ * a horizontal bar width x th and a vertical bar tw x height, both centred
+ * on the position (a bar of n pixels has its centre at pixel n / 2), the
+ * vertical bar without the lines the horizontal one covers, and the
+ * position's own pixel left out so that it stays visible.  With force 0 an
+ * icon whose position lies outside the image window is not drawn.
+ *
+ * The handle remembers the points inside the window and the pixels
+ * beneath them (read when it is made):
+ *   mvip8_drawiconinit: -1 for a bad argument or a handle variable that
+ *     does not hold null, -2 for memory; 0 otherwise, leaving the variable
+ *     null when nothing is to be drawn.
+ *   mvip8_drawiconhit: writes the handle's buffer at its points with the
+ *     image's scattered-transfer code chosen by mode: '+' buffer filled
+ *     with the colour, added (1); 's' colour, exchanged (0: the image shows
+ *     the colour and the buffer holds what was there); 'x' colour, XOR (4);
+ *     '-' the buffer as it is, subtracted (5); 'b' the buffer read from
+ *     `second` at the same points, exchanged (0); any other letter the
+ *     buffer as it is, exchanged (0).  So '+' then '-' restores the image,
+ *     as do 'x' twice and 's' then any other letter.  The colour gives one
+ *     word per pixie, its low byte for 1-byte pixies and low 16 bits for
+ *     2-byte pixies; for '+', 's' and 'x' an image with other pixies is left
+ *     untouched.  Returns 0 (also for a null handle).
+ *   mvip8_drawiconhitw: waits for the image's scattered transfer (bxtw);
+ *     when it answers 1, mode is 'b' and `second` is given, writes the
+ *     buffer to `second` at the points.  Returns the wait's answer (1 for
+ *     a null handle); `wait` is reserved.
+ *   mvip8_drawiconfree: waits, frees the handle and nulls the variable; 0.
+ * mvip8_drawicon draws the icon's pixels once as explicit points of the
+ * drawing pen (width and dot spacing 1), with the pen's mode, colour,
+ * source and state; 0 or the pen's error. */
+typedef struct mvicon {
+    uint32_t count;      /* points kept */
+    mvbxtentry *points;  /* prepared for the image's scattered transfers */
+    void *pixels;        /* count pixels of the image's pixel size */
+} mvicon;
+MVIP_API int32_t mvip8_drawiconinit(mvimage *image, const int32_t *position, const uint8_t *bitmap, const int32_t *size, const int32_t *hotspot, uint32_t force, mvicon **handle);
+MVIP_API int32_t mvip8_drawiconhit(mvimage *image, mvicon *icon, uint32_t mode, const uint32_t *colour, mvimage *second);
+MVIP_API int32_t mvip8_drawiconhitw(mvimage *image, mvicon *icon, uint32_t wait, uint32_t mode, mvimage *second);
+MVIP_API int32_t mvip8_drawiconfree(mvimage *image, mvicon **icon);
+MVIP_API int32_t mvip8_drawicon(mvimage *image, const int32_t *position, const uint8_t *bitmap, const int32_t *size, const int32_t *hotspot, uint32_t force, uint32_t mode, const uint32_t *colour, mvimage *source, uint32_t *state);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

@@ -29,17 +29,17 @@ uint32_t max_value(const mvpixfmt& fmt) {
     return fmt.bits >= 32 ? 0xFFFFFFFFu : (1u << fmt.bits) - 1u;
 }
 
+bool valid_record(const mvimage* im) {
+    return im->ioset && im->xwind && im->ioread && im->iorite && im->imapset &&
+           im->pixfmt.datatype != 0 && im->pixfmt.pixies != 0 && im->imdim.se.x != 0 &&
+           im->imdim.se.y != 0;
+}
+
 namespace {
 
 bool ranges_overlap(const void* a, const void* b, size_t bytes) {
     const auto x = reinterpret_cast<uintptr_t>(a), y = reinterpret_cast<uintptr_t>(b);
     return x < y + bytes && y < x + bytes;
-}
-
-bool valid_record(const mvimage* im) {
-    return im->ioset && im->xwind && im->ioread && im->iorite && im->imapset &&
-           im->pixfmt.datatype != 0 && im->pixfmt.pixies != 0 && im->imdim.se.x != 0 &&
-           im->imdim.se.y != 0;
 }
 
 }  // namespace

@@ -41,6 +41,10 @@ using KernelSet = std::array<Kernel, 5>;  // null entries: type not supported
 // is, 0 included) is what the operation returns.  Empty: go on.
 std::optional<int32_t> hook_at_entry(mvabort* hook);
 
+// The record's validity check: its access slots are set and its format
+// and dimensions are non-zero.
+bool valid_record(const mvimage* im);
+
 // The pixie maximum of an integer format: 2^bits - 1 (all ones for 32 bits
 // or more).
 uint32_t max_value(const mvpixfmt& fmt);
