@@ -89,7 +89,17 @@ public:
     // A direct pointer to line y of image i covering the whole width, or
     // null; release it with unmap.
     void* map_line(int i, uint32_t y, mvmapdesc& desc) const;
+    // A direct pointer to `rows` whole lines from line y of image i as one
+    // contiguous run, or null (also when the image never maps so); release
+    // it with unmap.
+    void* map_block(int i, uint32_t y, uint32_t rows, mvmapdesc& desc) const;
     void unmap(int i, mvmapdesc& desc) const;
+    // Whether a hook is polled.  Without one, walks take every line of the
+    // window in one run where the images map as one block.
+    bool polled() const { return setup_.hook && setup_.hook->abortfn; }
+    // Lines in the next block from line y: eight (one hook period) when a
+    // hook is polled, else the rest of the window.
+    uint32_t block_rows(uint32_t y) const { return polled() ? std::min<uint32_t>(8, height_ - y) : height_ - y; }
     void stop_mapping() { mapping_ = false; }
 
     static constexpr int kDestination = 3;
@@ -97,7 +107,6 @@ public:
 private:
     int32_t open_image(int i, mvimage* im, uint32_t type);
     int32_t walk_rows(Kernel in_place, Kernel buffered, const void* params);
-    void* map_block(int i, uint32_t y, uint32_t rows, mvmapdesc& desc) const;
     bool walk_block(uint32_t y, uint32_t rows, Kernel kernel, const void* params);
     int32_t walk_columns(Kernel buffered, const void* params);
 
@@ -129,9 +138,19 @@ void typed_kernel(void* const* lines, size_t count, int32_t, int32_t, const void
     T* out = static_cast<T*>(lines[kOutLine]);
     if constexpr (requires { Op::template apply<T>(in, out, count, p); }) {
         Op::template apply<T>(in, out, count, p);
-    } else {
-        if (out != in) std::memcpy(out, in, count * sizeof(T));
+    } else if (out == in) {
         Op::template apply<T>(out, count, p);
+    } else {
+        // Copied and worked a piece at a time, so that the piece is still
+        // in the first-level cache when the kernel reads it back (a run may
+        // be a whole window).  Pieces are whole pixels.
+        size_t piece = 2048;
+        if constexpr (requires { p.pixies; }) piece *= p.pixies > 0 ? p.pixies : 1;
+        for (size_t done = 0; done < count; done += piece) {
+            const size_t n = std::min(piece, count - done);
+            std::memcpy(out + done, in + done, n * sizeof(T));
+            Op::template apply<T>(out + done, n, p);
+        }
     }
 }
 
