@@ -24,6 +24,23 @@ Setup copy_setup(mvabort* hook, mvimage* src, mvimage* dst, uint32_t mask) {
     return setup;
 }
 
+// Copies `rows` lines from line y as one run when both images map them as
+// one block that does not overlap the other (or is the very same memory,
+// when nothing moves).  False: nothing done, the caller goes line by line.
+bool copy_block(const Frame& frame, uint32_t y, uint32_t rows) {
+    mvmapdesc src_map{}, dst_map{};
+    const size_t bytes = frame.line_values() * rows * frame.value_bytes();
+    const auto* from = static_cast<const unsigned char*>(frame.map_block(0, y, rows, src_map));
+    auto* to = from ? static_cast<unsigned char*>(frame.map_block(Frame::kDestination, y, rows, dst_map))
+                    : nullptr;
+    const auto a = reinterpret_cast<uintptr_t>(from), b = reinterpret_cast<uintptr_t>(to);
+    const bool ok = to && (a == b || b + bytes <= a || a + bytes <= b);
+    if (ok && to != from) std::memcpy(to, from, bytes);
+    frame.unmap(Frame::kDestination, dst_map);
+    frame.unmap(0, src_map);
+    return ok;
+}
+
 }  // namespace
 
 int32_t copy_window(mvabort* hook, mvimage* src, mvimage* dst) {
@@ -36,8 +53,17 @@ int32_t copy_window(mvabort* hook, mvimage* src, mvimage* dst) {
     const uint32_t height = frame.height();
     const size_t bytes = frame.line_values() * frame.value_bytes();
     void* const buffer = frame.buffer(0);
+    bool blocks = true;
     for (uint32_t y = 0; y < height; ++y) {
         if (const int32_t stop = frame.poll(y, height)) return stop;
+        if (blocks && y % 8 == 0) {
+            const uint32_t rows = frame.block_rows(y);
+            if (copy_block(frame, y, rows)) {
+                y += rows - 1;
+                continue;
+            }
+            blocks = false;
+        }
         // Each side is its mapped line when the image grants one covering
         // the width, else the working buffer.
         mvmapdesc src_map{}, dst_map{};

@@ -10,7 +10,7 @@ namespace {
 CpuLevel ask_processor() {
 #if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
     if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-        __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx2"))
+        __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx2"))
         return CpuLevel::avx512;
     if (__builtin_cpu_supports("avx2")) return CpuLevel::avx2;
 #endif

@@ -18,8 +18,9 @@
 namespace mvip::ops {
 
 // Instruction levels, each including the ones before it.  `avx512` is
-// AVX-512 F, BW and VBMI (what the byte-table lookup needs); a processor
-// with AVX-512 but without VBMI reports `avx2`.
+// AVX-512 F, BW, VL and VBMI (what the byte-table lookup and the point and
+// pair kernels need); a processor with AVX-512 but without VBMI reports
+// `avx2`.
 enum class CpuLevel : uint8_t { plain, avx2, avx512 };
 
 // The processor's level, no higher than the limit.

@@ -257,9 +257,10 @@ int32_t Frame::walk_rows(Kernel in_place, Kernel buffered, const void* params) {
     for (int i = 0; i < work; ++i) blocks = blocks && blockable_[i];
     for (uint32_t y = 0; y < height_; ++y) {
         if (const int32_t stop = poll(y, height_)) return stop;
-        // Eight lines (one hook period) at a time where they map as a block.
+        // Lines that map as a block go to the kernel as one run: eight (one
+        // hook period) at a time, or all of them when no hook is polled.
         if (blocks && y % 8 == 0) {
-            const uint32_t rows = std::min<uint32_t>(8, height_ - y);
+            const uint32_t rows = block_rows(y);
             if (walk_block(y, rows, in_place, params)) {
                 y += rows - 1;
                 continue;

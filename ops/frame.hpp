@@ -5,6 +5,7 @@
 #pragma once
 
 #include "core/record.hpp"
+#include "ops/cpu.hpp"
 
 #include <array>
 #include <memory>
@@ -93,7 +94,17 @@ public:
     // A direct pointer to line y of image i covering the whole width, or
     // null; release it with unmap.
     void* map_line(int i, uint32_t y, mvmapdesc& desc) const;
+    // A direct pointer to `rows` whole lines from line y of image i as one
+    // contiguous run, or null (also when the image never maps so); release
+    // it with unmap.
+    void* map_block(int i, uint32_t y, uint32_t rows, mvmapdesc& desc) const;
     void unmap(int i, mvmapdesc& desc) const;
+    // Whether a hook is polled.  Without one, walks take every line of the
+    // window in one run where the images map as one block.
+    bool polled() const { return setup_.hook && setup_.hook->abortfn; }
+    // Lines in the next block from line y: eight (one hook period) when a
+    // hook is polled, else the rest of the window.
+    uint32_t block_rows(uint32_t y) const { return polled() ? std::min<uint32_t>(8, height_ - y) : height_ - y; }
     void stop_mapping() { mapping_ = false; }
 
     static constexpr int kDestination = 3;
@@ -101,7 +112,6 @@ public:
 private:
     int32_t open_image(int i, mvimage* im, uint32_t type);
     int32_t walk_rows(Kernel in_place, Kernel buffered, const void* params);
-    void* map_block(int i, uint32_t y, uint32_t rows, mvmapdesc& desc) const;
     bool walk_block(uint32_t y, uint32_t rows, Kernel kernel, const void* params);
     int32_t walk_columns(Kernel buffered, const void* params);
 
@@ -133,10 +143,63 @@ void typed_kernel(void* const* lines, size_t count, int32_t, int32_t, const void
     T* out = static_cast<T*>(lines[kOutLine]);
     if constexpr (requires { Op::template apply<T>(in, out, count, p); }) {
         Op::template apply<T>(in, out, count, p);
-    } else {
-        if (out != in) std::memcpy(out, in, count * sizeof(T));
+    } else if (out == in) {
         Op::template apply<T>(out, count, p);
+    } else {
+        // Copied and worked a piece at a time, so that the piece is still
+        // in the first-level cache when the kernel reads it back (a run may
+        // be a whole window).  Pieces are whole pixels.
+        size_t piece = 2048;
+        if constexpr (requires { p.pixies; }) piece *= p.pixies > 0 ? p.pixies : 1;
+        for (size_t done = 0; done < count; done += piece) {
+            const size_t n = std::min(piece, count - done);
+            std::memcpy(out + done, in + done, n * sizeof(T));
+            Op::template apply<T>(out + done, n, p);
+        }
     }
+}
+
+// Vector forms run a long line in two parts, split where the output
+// reaches a 64-byte boundary, so that the long second part stores whole
+// cache lines (a store across two lines costs more, most with 64-byte
+// vectors).  Values per part: the first, or 0 for no split.  Kernels of
+// pixie-wise operations see whole pixels, so those runs are split only for
+// single-pixie images; the result is the same either way.
+template <class T, class P>
+size_t aligned_head(const void* out, size_t count, const P& params) {
+    if constexpr (requires { params.pixies; })
+        if (params.pixies != 1) return 0;
+    const size_t misaligned = reinterpret_cast<uintptr_t>(out) % 64;
+    if (count < 1024 || misaligned == 0 || misaligned % sizeof(T) != 0) return 0;
+    return (64 - misaligned) / sizeof(T);
+}
+template <class T, class P, class Run>
+[[gnu::always_inline]] inline void in_two_parts(void* const* lines, size_t count, const void* params,
+                                                Run run) {
+    const size_t head = aligned_head<T>(lines[kOutLine], count, *static_cast<const P*>(params));
+    if (head == 0) return run(lines, count);
+    run(lines, head);
+    void* rest[4];
+    for (int i = 0; i < 4; ++i) rest[i] = lines[i] ? static_cast<T*>(lines[i]) + head : nullptr;
+    run(rest, count - head);
+}
+
+// The same adapter compiled for AVX2 and for AVX-512 (F, BW, VL): the
+// operation's loops are inlined into it (flatten) and vectorised for the
+// wider registers.  Same arithmetic, same results as the plain form.
+template <class Op, class T>
+__attribute__((target("avx2"), flatten)) void typed_kernel_avx2(void* const* lines, size_t count,
+                                                                int32_t x, int32_t y, const void* params) {
+    in_two_parts<T, typename Op::Params>(lines, count, params, [&](void* const* l, size_t n) {
+        typed_kernel<Op, T>(l, n, x, y, params);
+    });
+}
+template <class Op, class T>
+__attribute__((target("avx512f,avx512bw,avx512vl,avx2"), flatten)) void typed_kernel_avx512(
+    void* const* lines, size_t count, int32_t x, int32_t y, const void* params) {
+    in_two_parts<T, typename Op::Params>(lines, count, params, [&](void* const* l, size_t n) {
+        typed_kernel<Op, T>(l, n, x, y, params);
+    });
 }
 
 // The data-type codes a kernel set serves.
@@ -147,15 +210,49 @@ constexpr uint32_t types_of(const KernelSet& k) {
 // Which value types an operation has kernels for.
 enum TypeSet : unsigned { kU8 = 1, kU16 = 2, kU32 = 4, kF32 = 8, kF64 = 16,
                           kU8U16 = 3, kInts = 7, kFloats = 24, kEvery = 31 };
+
+// Kernel sets by instruction level (indexed by CpuLevel), and the one for
+// this call's processor.
+using LevelKernels = std::array<KernelSet, 3>;
+inline const KernelSet& for_this_cpu(const LevelKernels& k) {
+    return k[static_cast<size_t>(cpu_level())];
+}
+
+// A kernel set of one level from Forms::get<T, level>().
+template <class Forms, unsigned Set, CpuLevel L>
+constexpr KernelSet set_of() {
+    KernelSet k{};
+    if constexpr (Set & kU8) k[0] = Forms::template get<uint8_t, L>();
+    if constexpr (Set & kU16) k[1] = Forms::template get<uint16_t, L>();
+    if constexpr (Set & kU32) k[2] = Forms::template get<uint32_t, L>();
+    if constexpr (Set & kF32) k[3] = Forms::template get<float, L>();
+    if constexpr (Set & kF64) k[4] = Forms::template get<double, L>();
+    return k;
+}
+template <class Forms, unsigned Set>
+constexpr LevelKernels levels_of() {
+    return {set_of<Forms, Set, CpuLevel::plain>(), set_of<Forms, Set, CpuLevel::avx2>(),
+            set_of<Forms, Set, CpuLevel::avx512>()};
+}
+
+template <class Op>
+struct TypedForms {
+    template <class T, CpuLevel L>
+    static constexpr Kernel get() {
+        if constexpr (L == CpuLevel::avx512) return typed_kernel_avx512<Op, T>;
+        else if constexpr (L == CpuLevel::avx2) return typed_kernel_avx2<Op, T>;
+        else return typed_kernel<Op, T>;
+    }
+};
+
+// The plain kernels of an operation, and its kernels at every level.
 template <class Op, unsigned Set>
 constexpr KernelSet kernels_for() {
-    KernelSet k{};
-    if constexpr (Set & kU8) k[0] = typed_kernel<Op, uint8_t>;
-    if constexpr (Set & kU16) k[1] = typed_kernel<Op, uint16_t>;
-    if constexpr (Set & kU32) k[2] = typed_kernel<Op, uint32_t>;
-    if constexpr (Set & kF32) k[3] = typed_kernel<Op, float>;
-    if constexpr (Set & kF64) k[4] = typed_kernel<Op, double>;
-    return k;
+    return set_of<TypedForms<Op>, Set, CpuLevel::plain>();
+}
+template <class Op, unsigned Set>
+constexpr LevelKernels kernel_levels() {
+    return levels_of<TypedForms<Op>, Set>();
 }
 
 }  // namespace mvip::ops

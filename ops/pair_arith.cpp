@@ -99,8 +99,19 @@ struct Sub {
 
     template <class T>
     static void apply(const T* a, const T* b, T* out, size_t n, const PairParams& p) {
-        const Range<T> k(p);
-        for (size_t i = 0; i < n; ++i) out[i] = one<T>(Wide<T>(a[i]), Wide<T>(b[i]), k);
+        if constexpr (std::is_integral_v<T> && (Mode == 1 || Mode == 5 || Mode == 3 || Mode == 7)) {
+            // Wrapped and absolute differences are exact in the values' own
+            // width: no widening, twice the values per vector.
+            for (size_t i = 0; i < n; ++i) {
+                const T x = a[i], y = b[i];
+                if constexpr (Mode == 1) out[i] = static_cast<T>(y - x);
+                else if constexpr (Mode == 5) out[i] = static_cast<T>(x - y);
+                else out[i] = static_cast<T>(x > y ? x - y : y - x);
+            }
+        } else {
+            const Range<T> k(p);
+            for (size_t i = 0; i < n; ++i) out[i] = one<T>(Wide<T>(a[i]), Wide<T>(b[i]), k);
+        }
     }
 };
 
@@ -147,7 +158,8 @@ struct Xor {
 
 template <class Op, unsigned Set>
 int32_t pair(mvabort* hook, mvimage* a, mvimage* b, mvimage* dst, PairParams p = {}) {
-    static constexpr KernelSet kernels = pair_kernels<Op, Set>();
+    static constexpr LevelKernels kernels_levels = pair_kernel_levels<Op, Set>();
+    const KernelSet& kernels = for_this_cpu(kernels_levels);
     if (a) p = pair_params_for(a);
     mvimage* sources[2] = {a, b};
     return run_sources(hook, sources, 2, dst, kernels, p, true);
@@ -156,10 +168,10 @@ int32_t pair(mvabort* hook, mvimage* a, mvimage* b, mvimage* dst, PairParams p =
 template <int... Modes>
 struct SubModes {
     static constexpr int kModes[] = {Modes...};
-    static constexpr KernelSet kSets[] = {pair_kernels<Sub<Modes>, kEvery>()...};
+    static constexpr LevelKernels kSets[] = {pair_kernel_levels<Sub<Modes>, kEvery>()...};
     static const KernelSet* find(int mode) {
         for (size_t i = 0; i < sizeof kModes / sizeof kModes[0]; ++i)
-            if (kModes[i] == mode) return &kSets[i];
+            if (kModes[i] == mode) return &for_this_cpu(kSets[i]);
         return nullptr;
     }
 };
@@ -193,8 +205,10 @@ extern "C" MVIP_API int32_t mvip8_pairadd(mvabort* hook, mvimage* a, mvimage* b,
             return run_sources(hook, sources, 2, dst, KernelSet{}, p, true, false,
                                kAllTypes | kAnyType | kAnyBits, k);
     }
-    static constexpr KernelSet saturating = pair_kernels<Add<2>, kEvery>();
-    static constexpr KernelSet wrapping = pair_kernels<Add<1>, kEvery>();
+    static constexpr LevelKernels saturating_levels = pair_kernel_levels<Add<2>, kEvery>();
+    const KernelSet& saturating = for_this_cpu(saturating_levels);
+    static constexpr LevelKernels wrapping_levels = pair_kernel_levels<Add<1>, kEvery>();
+    const KernelSet& wrapping = for_this_cpu(wrapping_levels);
     return run_sources(hook, sources, 2, dst, mode == 1 ? wrapping : saturating, p, true, false);
 }
 

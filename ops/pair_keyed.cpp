@@ -114,7 +114,8 @@ struct Overlay {
 template <class Op, unsigned Set>
 int32_t keyed(mvabort* hook, mvimage* a, mvimage* b, mvimage* dst, PairParams p, bool colour,
               bool poll_entry = true) {
-    static constexpr KernelSet kernels = pair_kernels<Op, Set>();
+    static constexpr LevelKernels kernels_levels = pair_kernel_levels<Op, Set>();
+    const KernelSet& kernels = for_this_cpu(kernels_levels);
     mvimage* sources[2] = {a, b};
     return run_sources(hook, sources, 2, dst, kernels, p, colour, poll_entry);
 }

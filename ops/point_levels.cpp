@@ -200,7 +200,8 @@ struct AddF {  // d[0] value; floats are not clipped
 template <class Op, unsigned Set>
 int32_t dispatch(mvabort* hook, mvimage* src, mvimage* dst, PointParams p, bool table = true,
                  uint32_t extra = 0) {
-    static constexpr KernelSet kernels = kernels_for<Op, Set>();
+    static constexpr LevelKernels kernels_levels = kernel_levels<Op, Set>();
+    const KernelSet& kernels = for_this_cpu(kernels_levels);
     return point_dispatch(hook, src, dst, kernels, p, table, extra);
 }
 
@@ -248,7 +249,8 @@ extern "C" MVIP_API int32_t mvip8_pixscale(mvabort* hook, mvimage* src, mvimage*
     PointParams p = params_for(src);
     p.u[0] = numerator, p.u[1] = denominator, p.u[2] = max_value(dst->pixfmt);
     // Source and destination may differ in bit depth; the entry poll is done.
-    static constexpr KernelSet kernels = kernels_for<Scale, kInts>();
+    static constexpr LevelKernels kernels_levels = kernel_levels<Scale, kInts>();
+    const KernelSet& kernels = for_this_cpu(kernels_levels);
     return point_run(hook, src, dst, kernels, p, false, kAnyBits);
 }
 

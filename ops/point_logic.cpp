@@ -84,7 +84,8 @@ struct MostSignificantBit {
 
 template <class Op, unsigned Set>
 int32_t point(mvabort* hook, mvimage* src, mvimage* dst, uint64_t arg = 0) {
-    static constexpr KernelSet kernels = kernels_for<Op, Set>();
+    static constexpr LevelKernels kernels_levels = kernel_levels<Op, Set>();
+    const KernelSet& kernels = for_this_cpu(kernels_levels);
     PointParams p = src ? params_for(src) : PointParams{};
     p.u[0] = arg;
     // These kernels vectorize: a table would only be slower.

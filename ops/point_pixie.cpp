@@ -96,7 +96,8 @@ struct Threshold3 {  // table: ColorRange
 
 template <class Op, unsigned Set>
 int32_t pixie_op(mvabort* hook, mvimage* src, mvimage* dst, PointParams p) {
-    static constexpr KernelSet kernels = kernels_for<Op, Set>();
+    static constexpr LevelKernels kernels_levels = kernel_levels<Op, Set>();
+    const KernelSet& kernels = for_this_cpu(kernels_levels);
     return point_dispatch(hook, src, dst, kernels, p, false);
 }
 
@@ -136,6 +137,7 @@ extern "C" MVIP_API int32_t mvip8_pixthreshold3(mvabort* hook, mvimage* src, mvi
     for (int j = 0; j < 3; ++j) range.low[j] = low[j], range.high[j] = high[j], range.value[j] = value[j];
     PointParams p = params_for(src);
     p.table = &range;
-    static constexpr KernelSet kernels = kernels_for<Threshold3, kU8U16>();
+    static constexpr LevelKernels kernels_levels = kernel_levels<Threshold3, kU8U16>();
+    const KernelSet& kernels = for_this_cpu(kernels_levels);
     return point_run(hook, src, dst, kernels, p, false);
 }

@@ -42,14 +42,16 @@ using namespace mvip::ops;
 
 extern "C" MVIP_API int32_t mvip8_pairblend(mvabort* hook, mvimage* a, mvimage* weight, mvimage* c,
                                             mvimage* dst) {
-    static constexpr KernelSet kernels = pair_kernels<Blend, kU8U16, true>();
+    static constexpr LevelKernels kernels_levels = pair_kernel_levels<Blend, kU8U16, true>();
+    const KernelSet& kernels = for_this_cpu(kernels_levels);
     mvimage* sources[3] = {a, weight, c};
     return run_sources(hook, sources, 3, dst, kernels, a ? pair_params_for(a) : PairParams{}, true);
 }
 
 extern "C" MVIP_API int32_t mvip8_tripletnormalize(mvabort* hook, mvimage* low, mvimage* high,
                                                    mvimage* value, mvimage* dst, uint32_t scale) {
-    static constexpr KernelSet kernels = pair_kernels<Normalize, kU8U16, true>();
+    static constexpr LevelKernels kernels_levels = pair_kernel_levels<Normalize, kU8U16, true>();
+    const KernelSet& kernels = for_this_cpu(kernels_levels);
     PairParams p = low ? pair_params_for(low) : PairParams{};
     p.u = scale;
     mvimage* sources[3] = {low, high, value};

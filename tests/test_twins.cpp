@@ -18,6 +18,8 @@
 #include <cctype>
 #include <cstdio>
 #include <functional>
+#include <memory>
+#include <tuple>
 #include <string>
 #include <vector>
 
@@ -27,6 +29,9 @@ using mvip::ops::CpuLevel;
 using mvtest::Format;
 using mvtest::Image;
 using Run = std::function<int32_t(mvimage* src, mvimage* dst)>;
+// Operations of several sources: the others come first, the source (which
+// may take the result) last.
+using RunWith = std::function<int32_t(mvimage* const* others, mvimage* src, mvimage* dst)>;
 
 struct Twin {
     std::string name;
@@ -38,6 +43,11 @@ struct Twin {
     // Source contents, when plain random values would rarely reach the
     // cases where a form could differ; null: Image::randomize.
     std::function<void(Image&, uint32_t seed)> fill = nullptr;
+    uint32_t others = 0;          // further sources, built like the source
+    RunWith run_with = nullptr;   // the run when there are others
+    // Also on whole images without line padding, where every line of the
+    // window goes to the kernel as one run.
+    bool whole = false;
 };
 
 const Format kU8{MVTYPE_U8, 8, 1};
@@ -194,6 +204,118 @@ void add_file_twins(std::vector<Twin>& t) {
     t.push_back({"jpeg_round_trip", CpuLevel::avx2, {kU8, rgb, kU16Short}, jpeg_round_trip, false});
 }
 
+// Point and pair kernels: each at both vector levels, on whole images as
+// well as windows.
+const Format kU32{MVTYPE_U32, 32, 1};
+const Format kU32Short{MVTYPE_U32, 20, 1};
+const Format kRgb8{MVTYPE_U8, 8, 3};
+const Format kRgb16{MVTYPE_U16, 11, 3};
+const Format kRgbFloat{MVTYPE_FLOAT, 0, 3, -1.f, 1.f};
+const std::vector<Format> kU8U16{kU8, kU16, kU16Short, kRgb8};
+const std::vector<Format> kAllInts{kU8, kU16, kU16Short, kU32, kU32Short, kRgb16};
+const std::vector<Format> kEvery{kU8, kU16, kU16Short, kU32, kU32Short, kFloat, kDouble, kRgb8, kRgbFloat};
+const std::vector<Format> kReals{kFloat, kDouble, kRgbFloat};
+const std::vector<Format> kGrey{kU8, kU16, kU16Short};
+
+void add_both(std::vector<Twin>& t, const std::string& name, const std::vector<Format>& formats,
+              Run run) {
+    for (CpuLevel level : {CpuLevel::avx2, CpuLevel::avx512})
+        t.push_back({name + (level == CpuLevel::avx2 ? "_avx2" : "_avx512"), level, formats, run, true,
+                     0, nullptr, 0, nullptr, true});
+}
+void add_both(std::vector<Twin>& t, const std::string& name, const std::vector<Format>& formats,
+              uint32_t others, RunWith run) {
+    for (CpuLevel level : {CpuLevel::avx2, CpuLevel::avx512})
+        t.push_back({name + (level == CpuLevel::avx2 ? "_avx2" : "_avx512"), level, formats, nullptr,
+                     true, 0, nullptr, others, run, true});
+}
+
+void add_point_twins(std::vector<Twin>& t) {
+    using Plain = int32_t (*)(mvabort*, mvimage*, mvimage*);
+    using Masked = int32_t (*)(mvabort*, mvimage*, mvimage*, uint32_t);
+    add_both(t, "pixneg", kEvery, [](mvimage* s, mvimage* d) { return mvip8_pixneg(nullptr, s, d); });
+    for (auto [value, mode] : {std::pair{40, 2}, {-40, 2}, {300, 2}, {70000, 2}, {-70000, 2}, {40, 1}, {-3, 1}})
+        add_both(t, "pixadd_" + std::to_string(value) + "_" + std::to_string(mode), kU8U16,
+                 [value, mode](mvimage* s, mvimage* d) { return mvip8_pixadd(nullptr, s, d, value, mode); });
+    for (std::array<uint32_t, 4> a : {std::array<uint32_t, 4>{101, 255, 255, 0}, {30, 2000, 7, 9}, {5, 3, 1, 2}}) {
+        add_both(t, "pixthreshold2_" + std::to_string(a[0]) + "_" + std::to_string(a[1]), kU8U16,
+                 [a](mvimage* s, mvimage* d) { return mvip8_pixthreshold2(nullptr, s, d, a[0], a[1], a[2], a[3]); });
+        add_both(t, "pixthreshold_" + std::to_string(a[0]) + "_" + std::to_string(a[1]), kU8U16,
+                 [a](mvimage* s, mvimage* d) { return mvip8_pixthreshold(nullptr, s, d, a[0], a[1], a[2]); });
+    }
+    for (auto [name, fn] : {std::pair<const char*, Masked>{"pixshr", mvip8_pixshr}, {"pixshl", mvip8_pixshl},
+                            {"pixand", mvip8_pixand}, {"pixor", mvip8_pixor}, {"pixxor", mvip8_pixxor}})
+        for (uint32_t arg : {3u, 0x5A5A5u})
+            add_both(t, std::string(name) + "_" + std::to_string(arg), kAllInts,
+                     [fn, arg](mvimage* s, mvimage* d) { return fn(nullptr, s, d, arg); });
+    add_both(t, "pixmsb", kAllInts, [](mvimage* s, mvimage* d) { return mvip8_pixmsb(nullptr, s, d); });
+    add_both(t, "pixscale", kAllInts, [](mvimage* s, mvimage* d) { return mvip8_pixscale(nullptr, s, d, 3, 7); });
+    add_both(t, "pixcontrast", kU8U16, [](mvimage* s, mvimage* d) { return mvip8_pixcontrast(nullptr, s, d, 20, 200); });
+    add_both(t, "pixf_contrast", kEvery, [](mvimage* s, mvimage* d) { return mvipf_pixcontrast(nullptr, s, d, 0.2, 170.5); });
+    add_both(t, "pixf_scale", kEvery, [](mvimage* s, mvimage* d) { return mvipf_pixscale(nullptr, s, d, 1.7); });
+    add_both(t, "pixf_add", kEvery, [](mvimage* s, mvimage* d) { return mvipf_pixadd(nullptr, s, d, -0.3); });
+    const std::vector<Format> colour{kRgb8, kRgb16, kRgbFloat};
+    for (auto [name, fn] : {std::pair<const char*, Plain>{"pixiemin", mvip8_pixiemin},
+                            {"pixiemax", mvip8_pixiemax}, {"pixieave", mvip8_pixieave}})
+        add_both(t, name, colour, [fn](mvimage* s, mvimage* d) { return fn(nullptr, s, d); });
+    add_both(t, "pixiecopy", colour, [](mvimage* s, mvimage* d) { return mvip8_pixiecopy(nullptr, s, d, 1, 5); });
+    add_both(t, "pixthreshold3", {kRgb8, kRgb16}, [](mvimage* s, mvimage* d) {
+        const uint32_t low[3] = {10, 0, 50}, high[3] = {200, 90, 255}, value[3] = {1, 2, 3};
+        return mvip8_pixthreshold3(nullptr, s, d, low, high, value);
+    });
+}
+
+void add_pair_twins(std::vector<Twin>& t) {
+    using Pair = int32_t (*)(mvabort*, mvimage*, mvimage*, mvimage*);
+    for (int32_t mode : {1, 2})
+        add_both(t, "pairadd_" + std::to_string(mode), kEvery, 1, [mode](mvimage* const* o, mvimage* s, mvimage* d) {
+            return mvip8_pairadd(nullptr, o[0], s, d, mode);
+        });
+    for (int32_t mode : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 100, 101, 102})
+        add_both(t, "pairsub_" + std::to_string(mode), kEvery, 1, [mode](mvimage* const* o, mvimage* s, mvimage* d) {
+            return mvip8_pairsub(nullptr, o[0], s, d, mode);
+        });
+    for (auto [name, fn, formats] :
+         {std::tuple<const char*, Pair, const std::vector<Format>*>{"pairave", mvip8_pairave, &kEvery},
+          {"pairmax", mvip8_pairmax, &kEvery}, {"pairmin", mvip8_pairmin, &kEvery},
+          {"pairand", mvip8_pairand, &kAllInts}, {"pairor", mvip8_pairor, &kAllInts},
+          {"pairxor", mvip8_pairxor, &kAllInts}, {"pairinsert", mvip8_pairinsert, &kGrey}})
+        add_both(t, name, *formats, 1, [fn](mvimage* const* o, mvimage* s, mvimage* d) { return fn(nullptr, o[0], s, d); });
+    add_both(t, "pairinsdiff", kGrey, 1, [](mvimage* const* o, mvimage* s, mvimage* d) {
+        return mvip8_pairinsdiff(nullptr, o[0], s, d, 20);
+    });
+    add_both(t, "pairprod", kAllInts, 1, [](mvimage* const* o, mvimage* s, mvimage* d) {
+        const int32_t coef[5] = {3, -2, 5, 1, 4};
+        return mvip8_pairprod(nullptr, o[0], s, d, 0, coef);
+    });
+    add_both(t, "pairratio", kAllInts, 1, [](mvimage* const* o, mvimage* s, mvimage* d) {
+        const int32_t coef[4] = {7, 3, 2, 1};
+        return mvip8_pairratio(nullptr, o[0], s, d, 0, coef);
+    });
+    add_both(t, "pairoverlay", {kU8, kU16, kRgb8}, 1, [](mvimage* const* o, mvimage* s, mvimage* d) {
+        const uint32_t key[3] = {0, 0, 0};
+        return mvip8_pairoverlay(nullptr, o[0], s, d, 0, key);
+    });
+    add_both(t, "pairf_prod", kReals, 1, [](mvimage* const* o, mvimage* s, mvimage* d) {
+        const double coef[5] = {0.5, -1.25, 2.0, 0.75, 3.0};
+        return mvipf_pairprod(nullptr, o[0], s, d, 0, coef);
+    });
+    add_both(t, "pairf_ratio", kReals, 1, [](mvimage* const* o, mvimage* s, mvimage* d) {
+        const double coef[4] = {1.5, 0.25, 2.0, 0.5};
+        return mvipf_pairratio(nullptr, o[0], s, d, 0, coef);
+    });
+    add_both(t, "pairf_overlay", kReals, 1, [](mvimage* const* o, mvimage* s, mvimage* d) {
+        const double key[3] = {0.25, 0.5, 0.75};
+        return mvipf_pairoverlay(nullptr, o[0], s, d, 0, key);
+    });
+    add_both(t, "pairblend", kU8U16, 2, [](mvimage* const* o, mvimage* s, mvimage* d) {
+        return mvip8_pairblend(nullptr, o[0], o[1], s, d);
+    });
+    add_both(t, "tripletnormalize", kU8U16, 2, [](mvimage* const* o, mvimage* s, mvimage* d) {
+        return mvip8_tripletnormalize(nullptr, o[0], o[1], s, d, 1000);
+    });
+}
+
 void PrintTo(const Twin& t, std::ostream* os) { *os << t.name; }
 
 std::vector<Twin> twins() {
@@ -202,6 +324,8 @@ std::vector<Twin> twins() {
     add_convolution_twins(t);
     add_other_twins(t);
     add_file_twins(t);
+    add_point_twins(t);
+    add_pair_twins(t);
     return t;
 }
 
@@ -217,28 +341,47 @@ struct Outcome {
 };
 
 constexpr uint32_t kHeight = 5;
-constexpr int32_t kSrcX = 1, kDstX = 3;  // odd window starts
+constexpr int32_t kSrcX = 1, kDstX = 3, kOtherX = 2;  // window starts, odd and even
+
+// Images `width` wide (plus padding and a window starting at x, or whole).
+struct Placed {
+    Image im;
+    Placed(const Format& f, uint32_t width, bool whole)
+        : im(f, whole ? width : width + 6, kHeight, mvtest::Layout{whole ? 0u : 3u}) {}
+    void place(int32_t x, uint32_t width, bool whole) {
+        if (!whole) im.window(x, 0, x + int32_t(width), kHeight);
+    }
+};
 
 Outcome run_at(const Twin& twin, CpuLevel level, const Format& f, uint32_t width, bool in_place,
-               uint32_t seed) {
-    Image src(f, width + 6, kHeight);
-    if (twin.fill) twin.fill(src, seed);
-    else src.randomize(seed);
-    src.window(kSrcX, 0, kSrcX + int32_t(width), kHeight);
+               bool whole, uint32_t seed) {
+    Placed src(f, width, whole);
+    if (twin.fill) twin.fill(src.im, seed);
+    else src.im.randomize(seed);
+    src.place(kSrcX, width, whole);
     Format df = f;
     if (twin.dst_pixies) {
         df.pixies = twin.dst_pixies;
         df.space = mvtest::kSpaceByPixies;
     }
-    Image dst(df, width + 6, kHeight);
-    dst.randomize(seed + 1);
-    dst.window(kDstX, 0, kDstX + int32_t(width), kHeight);
+    Placed dst(df, width, whole);
+    dst.im.randomize(seed + 1);
+    dst.place(kDstX, width, whole);
+    std::vector<std::unique_ptr<Placed>> others;
+    std::vector<mvimage*> other_recs;
+    for (uint32_t i = 0; i < twin.others; ++i) {
+        others.push_back(std::make_unique<Placed>(f, width, whole));
+        others.back()->im.randomize(seed + 10 + i);
+        others.back()->place(kOtherX, width, whole);
+        other_recs.push_back(others.back()->im.rec());
+    }
     mvip::ops::cpu_limit(level);
     Outcome o;
-    o.rc = twin.run(src.rec(), in_place ? src.rec() : dst.rec());
+    mvimage* out = in_place ? src.im.rec() : dst.im.rec();
+    o.rc = twin.others ? twin.run_with(other_recs.data(), src.im.rec(), out) : twin.run(src.im.rec(), out);
     mvip::ops::cpu_limit(CpuLevel::avx512);
-    o.src = src.raw();
-    o.dst = dst.raw();
+    o.src = src.im.raw();
+    o.dst = dst.im.raw();
     return o;
 }
 
@@ -255,18 +398,19 @@ TEST_P(Twins, VectorFormEqualsPlainTwin) {
     uint32_t seed = 1;
     for (const Format& f : twin.formats)
         for (uint32_t width : widths)
-            for (bool in_place : {false, true}) {
-                if (in_place && !twin.in_place) continue;
-                seed += 2;
-                SCOPED_TRACE(mvtest::name_of(f) + " width " + std::to_string(width) +
-                             (in_place ? " in place" : " separate"));
-                const Outcome plain = run_at(twin, CpuLevel::plain, f, width, in_place, seed);
-                const Outcome wide = run_at(twin, twin.level, f, width, in_place, seed);
-                ASSERT_EQ(plain.rc, 0);
-                ASSERT_EQ(wide.rc, 0);
-                ASSERT_TRUE(plain.src == wide.src) << "source (in place: the result) differs";
-                ASSERT_TRUE(plain.dst == wide.dst) << "destination differs";
-            }
+            for (bool in_place : {false, true})
+                for (bool whole : {false, true}) {
+                    if ((in_place && !twin.in_place) || (whole && !twin.whole)) continue;
+                    seed += 2;
+                    SCOPED_TRACE(mvtest::name_of(f) + " width " + std::to_string(width) +
+                                 (in_place ? " in place" : " separate") + (whole ? " whole" : ""));
+                    const Outcome plain = run_at(twin, CpuLevel::plain, f, width, in_place, whole, seed);
+                    const Outcome wide = run_at(twin, twin.level, f, width, in_place, whole, seed);
+                    ASSERT_EQ(plain.rc, 0);
+                    ASSERT_EQ(wide.rc, 0);
+                    ASSERT_TRUE(plain.src == wide.src) << "source (in place: the result) differs";
+                    ASSERT_TRUE(plain.dst == wide.dst) << "destination differs";
+                }
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Twins, ::testing::ValuesIn(twins()),
