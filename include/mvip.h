@@ -2757,6 +2757,42 @@ MVIP_API int32_t mvip8_drawiconhitw(mvimage *image, mvicon *icon, uint32_t wait,
 MVIP_API int32_t mvip8_drawiconfree(mvimage *image, mvicon **icon);
 MVIP_API int32_t mvip8_drawicon(mvimage *image, const int32_t *position, const uint8_t *bitmap, const int32_t *size, const int32_t *hotspot, uint32_t force, uint32_t mode, const uint32_t *colour, mvimage *source, uint32_t *state);
 
+/* Curves and composite figures, with the pen's tail of arguments.
+ * mvip8_drawellipse: centre (x, y), half-axes a and b (nothing is drawn
+ * unless both are positive), angle in radians turning the a axis
+ * counter-clockwise as displayed.  Half-axes strictly between 10 and 1600
+ * use the regions' ellipse outline: the pixels drawn are exactly the
+ * outline of the region ellipse of width 2a + 1 and height 2b + 1 centred
+ * there (so the drawn ellipse spans x - a .. x + a along its axis).  Other
+ * sizes are swept by angle, about one sample per pixel of the larger
+ * half-axis (at most 2^20 samples), joined by line walks.
+ * mvip8_drawellipsesect: the arc of that ellipse from parameter angle
+ * starta to enda, counter-clockwise as displayed (the point of parameter t
+ * is the centre + (a cos t, -b sin t) turned by angle); an enda below
+ * starta wraps round, a span of a turn or more draws the whole ellipse.
+ * The arc is always swept.  Non-finite angles draw nothing.
+ * mvip8_drawarrow: the line p0 -> p1 and, at p1, two strokes of
+ * headlength pixels at 30 degrees either side of the shaft (headlength 0:
+ * no head).
+ * mvip8_drawbezier: npoints control points (x, y pairs), 3k + 1 of them
+ * (k >= 1): k cubic segments sharing their end points, each sampled about
+ * every two pixels of its control polygon and joined by line walks;
+ * other counts -1.
+ * mvirp8_drawpath: draws a path region (type MVIMREGPATH, the negative
+ * flag ignored) into the region's image: its points from the origin, the
+ * first `skip` left out, at most `visits` drawn (0: all); firstpt and
+ * lastpt receive the first and last point drawn (unchanged when none).
+ * mvirp8_drawboundary: draws the outline of any region into its image,
+ * both passes of rings and sectors; option non-zero ignores the negative
+ * flag (else a negative region's outline includes the window's).
+ * Curve and outline points are walked points of the pen. */
+MVIP_API int32_t mvip8_drawellipse(mvabort *hook, mvimage *image, const int32_t *centre, int32_t a, int32_t b, double angle, uint32_t dotspacing, uint32_t width, uint32_t mode, const uint32_t *colour, mvimage *source, uint32_t *state);
+MVIP_API int32_t mvip8_drawellipsesect(mvabort *hook, mvimage *image, const int32_t *centre, int32_t a, int32_t b, double angle, double starta, double enda, uint32_t dotspacing, uint32_t width, uint32_t mode, const uint32_t *colour, mvimage *source, uint32_t *state);
+MVIP_API int32_t mvip8_drawarrow(mvabort *hook, mvimage *image, const int32_t *p0, const int32_t *p1, uint32_t headlength, uint32_t dotspacing, uint32_t width, uint32_t mode, const uint32_t *colour, mvimage *source, uint32_t *state);
+MVIP_API int32_t mvip8_drawbezier(mvabort *hook, mvimage *image, uint32_t npoints, const int32_t *points, uint32_t dotspacing, uint32_t width, uint32_t mode, const uint32_t *colour, mvimage *source, uint32_t *state);
+MVIP_API int32_t mvirp8_drawpath(mvabort *hook, mvimregion *path, uint32_t skip, uint32_t visits, mvpoint *firstpt, mvpoint *lastpt, uint32_t dotspacing, uint32_t width, uint32_t mode, const uint32_t *colour, mvimage *source, uint32_t *state);
+MVIP_API int32_t mvirp8_drawboundary(mvabort *hook, mvimregion *region, uint32_t option, uint32_t dotspacing, uint32_t width, uint32_t mode, const uint32_t *colour, mvimage *source, uint32_t *state);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

@@ -4,6 +4,9 @@
 #include "draw/font.hpp"
 #include "test_util.hpp"
 
+#include <cmath>
+
+#include <algorithm>
 #include <random>
 #include <set>
 
@@ -222,6 +225,85 @@ TEST(Draw, BadInputGetsItsCodesAndHugeArgumentsStayInside) {
     ASSERT_EQ(0, mvip8_drawline(nullptr, im.rec(), p, p, 1, 0xFFFFFFFFu, 'v', kWhite, nullptr, nullptr));
     EXPECT_EQ(30u * 20u, inked(im).size());
     EXPECT_TRUE(im.pads_clear());
+}
+
+TEST(Draw, EllipsesCurvesPathsAndOutlinesFollowTheRegionGeometry) {
+    // In the stepper's range a drawn ellipse lies in the region ellipse of
+    // width 2a + 1 and holds the first and last pixel of each of its rows.
+    for (double angle : {0.0, 0.4, -1.2}) {
+        mvtest::Image drawn({MVTYPE_U8, 8, 1}, 120, 100);
+        const int32_t c[2] = {60, 48};
+        ASSERT_EQ(0, mvip8_drawellipse(nullptr, drawn.rec(), c, 40, 25, angle, 1, 1, 'v', kWhite, nullptr, nullptr));
+        alignas(8) unsigned char record[MVIMREGION_FIXED] = {};
+        auto* r = reinterpret_cast<mvimregion*>(record);
+        r->image = *drawn.rec();
+        r->regiontype = MVIMREGELLIPSE;
+        r->reclen = sizeof record;
+        r->origin = mvpoint{60, 48};
+        r->region.ellipse = mvregshape{81, 51, float(angle)};
+        mvimregion* list = nullptr;
+        ASSERT_EQ(0, mvirp_xlatetoscanlist(nullptr, r, &list, 0));
+        Pixels inside, ends;
+        for (int32_t i = 0; i < list->region.scanlist.N; ++i) {
+            const mvscanrun& run = list->region.scanlist.scanlists[i];
+            for (int32_t k = 0; k < run.len; ++k) inside.insert({run.coord.x + k, run.coord.y});
+            ends.insert({{run.coord.x, run.coord.y}, {run.coord.x + run.len - 1, run.coord.y}});
+        }
+        mvirp_regionfree(&list);
+        const Pixels got = inked(drawn);
+        EXPECT_TRUE(std::includes(inside.begin(), inside.end(), got.begin(), got.end())) << angle;
+        EXPECT_TRUE(std::includes(got.begin(), got.end(), ends.begin(), ends.end())) << angle;
+        // The region's own outline drawn into a fresh image is the same.
+        mvtest::Image outline({MVTYPE_U8, 8, 1}, 120, 100);
+        r->image = *outline.rec();
+        ASSERT_EQ(0, mvirp8_drawboundary(nullptr, r, 1, 1, 1, 'v', kWhite, nullptr, nullptr));
+        EXPECT_EQ(got, inked(outline)) << angle;
+    }
+    // A small ellipse is swept: every pixel near the curve, none far off.
+    mvtest::Image small({MVTYPE_U8, 8, 1}, 30, 30);
+    const int32_t c[2] = {15, 15};
+    ASSERT_EQ(0, mvip8_drawellipse(nullptr, small.rec(), c, 7, 4, 0.0, 1, 1, 'v', kWhite, nullptr, nullptr));
+    for (auto [x, y] : inked(small)) {
+        const double dx = (x - 15) / 7.0, dy = (y - 15) / 4.0;
+        EXPECT_NEAR(1.0, std::sqrt(dx * dx + dy * dy), 0.3) << x << "," << y;
+    }
+    EXPECT_GE(inked(small).size(), 28u);
+    // An arc of a quarter turn from 0: counter-clockwise as displayed, above the centre.
+    mvtest::Image arc({MVTYPE_U8, 8, 1}, 30, 30);
+    ASSERT_EQ(0, mvip8_drawellipsesect(nullptr, arc.rec(), c, 8, 8, 0.0, 0.0, 1.5707963, 1, 1, 'v', kWhite, nullptr, nullptr));
+    for (auto [x, y] : inked(arc)) EXPECT_TRUE(x >= 15 && y <= 15) << x << "," << y;
+    EXPECT_NE(0, arc.get(23, 15, 0));
+    EXPECT_NE(0, arc.get(15, 7, 0));
+    // A Bezier curve with collinear control points is the straight line.
+    mvtest::Image curve({MVTYPE_U8, 8, 1}, 40, 5);
+    const int32_t ctrl[8] = {0, 2, 10, 2, 20, 2, 30, 2};
+    ASSERT_EQ(0, mvip8_drawbezier(nullptr, curve.rec(), 4, ctrl, 1, 1, 'v', kWhite, nullptr, nullptr));
+    Pixels straight;
+    for (int32_t x = 0; x <= 30; ++x) straight.insert({x, 2});
+    EXPECT_EQ(straight, inked(curve));
+    EXPECT_EQ(MVERR_USAGE, mvip8_drawbezier(nullptr, curve.rec(), 3, ctrl, 1, 1, 'v', kWhite, nullptr, nullptr));
+    // An arrow: the shaft and two strokes at 30 degrees from the tip.
+    mvtest::Image arrow({MVTYPE_U8, 8, 1}, 40, 40);
+    const int32_t tail[2] = {10, 20}, tip[2] = {30, 20};
+    ASSERT_EQ(0, mvip8_drawarrow(nullptr, arrow.rec(), tail, tip, 5, 1, 1, 'v', kWhite, nullptr, nullptr));
+    EXPECT_NE(0, arrow.get(26, 18, 0));
+    EXPECT_NE(0, arrow.get(26, 23, 0));
+    EXPECT_EQ(0, arrow.get(34, 18, 0));
+    // A path: its decoded points, skip and visits, first and last point.
+    mvtest::Image walk({MVTYPE_U8, 8, 1}, 40, 40);
+    mvimregion* path = nullptr;
+    ASSERT_EQ(0, mvirp_pathcreate(&path, 5, 5));
+    ASSERT_EQ(0, mvirp_pathextend(&path, 15, 5));
+    ASSERT_EQ(0, mvirp_pathextend(&path, 15, 12));
+    path->image = *walk.rec();
+    mvpoint first{}, last{};
+    ASSERT_EQ(0, mvirp8_drawpath(nullptr, path, 2, 12, &first, &last, 1, 1, 'v', kWhite, nullptr, nullptr));
+    EXPECT_EQ(7, first.x);
+    EXPECT_EQ(15, last.x);
+    EXPECT_EQ(6, last.y);  // visits count the skipped points too
+    EXPECT_EQ(12u, inked(walk).size() + 2);
+    EXPECT_EQ(MVERR_USAGE, mvirp8_drawpath(nullptr, path, 0, 0, nullptr, &last, 1, 1, 'v', kWhite, nullptr, nullptr));
+    mvirp_regionfree(&path);
 }
 
 }  // namespace
