@@ -1,6 +1,7 @@
 // The region record: the (code, name) table, freeing, allocation, growth and
 // the checks shared by every region operation.
 #include "regions/record.hpp"
+#include "ops/frame.hpp"
 
 #include "core/record.hpp"
 
@@ -38,11 +39,7 @@ constexpr mvregname kNames[] = {
 
 bool known_type(uint32_t code) { return code <= 19 && code != 15 && code != 16; }
 
-bool image_valid(const mvimage* im) {
-    return im->ioset && im->xwind && im->ioread && im->iorite && im->imapset &&
-           im->pixfmt.datatype != 0 && im->pixfmt.pixies != 0 && im->imdim.se.x != 0 &&
-           im->imdim.se.y != 0 && window_valid_2d(im);
-}
+bool image_valid(const mvimage* im) { return ops::valid_record(im) && window_valid_2d(im); }
 
 bool list_fits(const mvimregion* r) {
     const int32_t n = r->region.polygon.N;

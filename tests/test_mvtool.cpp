@@ -516,3 +516,20 @@ TEST(Mvtool, RegionInfoAndScanDescribeARegionFile) {
 }  // namespace
 
 #endif
+
+TEST(MvTool, DrawPutsTheFigureIntoTheFile) {
+    REQUIRE_MVTOOL();
+    mvtest::OwnedStack blank(40, 30, 1, MVTYPE_U8, 8, 1, MVCS_GREY);
+    TempPath in("blank.tif"), out("drawn.tif");
+    ASSERT_EQ(mvio8_tifwriteseq(nullptr, &blank.im, nullptr, in.c_str(), 8, 0, 0, nullptr), 0);
+    ToolRun r = run_tool({"draw", in.str(), out.str(), "line", "2", "3", "30", "3", "--colour", "200"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    mvtest::OwnedStack got(40, 30, 1, MVTYPE_U8, 8, 1, MVCS_GREY);
+    ASSERT_EQ(mvio8_tifreadseq(nullptr, &got.im, nullptr, out.c_str(), 0, nullptr, 0), 0);
+    size_t inked = 0;
+    for (uint8_t v : got.flat.pixels) inked += v != 0;
+    EXPECT_EQ(29u, inked);
+    EXPECT_EQ(200, got.flat.pixels[3 * 40 + 2]);
+    EXPECT_EQ(1, run_tool({"draw", in.str(), out.str(), "spiral", "1"}).status);
+    EXPECT_EQ(1, run_tool({"draw", in.str(), out.str(), "line", "1", "2"}).status);
+}

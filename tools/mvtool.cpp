@@ -47,6 +47,12 @@ const char kUsage[] =
     "                            describe a region text file (type, origin, bounds, area,\n"
     "                            runs) or list its scan list, one run \"x y len\" a line;\n"
     "                            the window clips it (default: the region's own bounds)\n"
+    "  draw IN OUT FIGURE ARGS... [--width W] [--dots N] [--colour C[,C...]]\n"
+    "                            draw into an image: line X0 Y0 X1 Y1, box X0 Y0 X1 Y1,\n"
+    "                            ellipse CX CY A B [ANGLE], arrow X0 Y0 X1 Y1 [HEAD],\n"
+    "                            curve X0 Y0 X1 Y1 X2 Y2 X3 Y3 [...], text X Y TEXT [SCALE],\n"
+    "                            region FILE (its outline); colour words per pixie\n"
+    "                            (default 255 each)\n"
     "  demo [OUTDIR]             run the demo pipeline on a built-in sample image; results\n"
     "                            go to OUTDIR (default out/)\n"
     "  help, --help              this text\n"
@@ -64,7 +70,7 @@ struct Command {
 constexpr Command kCommands[] = {
     {"info", mvtool::cmd_info},   {"convert", mvtool::cmd_convert}, {"op", mvtool::cmd_op},
     {"bench", mvtool::cmd_bench}, {"demo", mvtool::cmd_demo},
-    {"region", mvtool::cmd_region},
+    {"region", mvtool::cmd_region}, {"draw", mvtool::cmd_draw},
 };
 
 }  // namespace

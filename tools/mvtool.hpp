@@ -245,7 +245,12 @@ int32_t colour_map_index(const std::string& name);  // -1 when unknown
 int32_t pseudocolour(mvabort* hook, mvimage* src, mvimage* dst, int32_t map);
 
 // ---------------------------------------------------------- subcommands
+// A whole number in [low, high] (decimal, or 0x hexadecimal); throws
+// UsageError naming `option`.
+long long parse_integer(const std::string& option, const std::string& text, long long low, long long high);
+
 int cmd_info(const std::vector<std::string>& args);
+int cmd_draw(const std::vector<std::string>& args);
 int cmd_region(const std::vector<std::string>& args);
 int cmd_convert(const std::vector<std::string>& args);
 int cmd_op(const std::vector<std::string>& args);

@@ -15,8 +15,6 @@
 
 namespace mvtool {
 
-namespace {
-
 // A whole number in [low, high]; throws UsageError.
 long long parse_integer(const std::string& option, const std::string& text, long long low, long long high) {
     char* end = nullptr;
@@ -28,7 +26,6 @@ long long parse_integer(const std::string& option, const std::string& text, long
     return v;
 }
 
-}  // namespace
 
 int cmd_convert(const std::vector<std::string>& args) {
     std::vector<std::string> files;
