@@ -243,32 +243,54 @@ void Pen::walk(int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
 
 // Every walked point plotted, discs of one radius: along a walk each line
 // of the image meets the union of the discs in one run (neighbouring
-// centres differ by at most one in x), so the walk gathers each line's
-// extent and writes it once.
+// centres differ by at most one in x), so each line's extent is gathered
+// and written once.  The walk first records, per line it passes (a
+// "level"), its leftmost and rightmost point; a line of the image then
+// takes the extremes of the levels within the radius, each widened by the
+// disc's half-width at that distance.  Levels are kept only within the
+// radius of the window's lines, and x is clamped to just outside the
+// window's columns (which changes nothing inside it), so the arrays stay
+// small and the sums cannot overflow.
 void Pen::walk_thick(int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
-    const int64_t top = std::max<int64_t>(int64_t(std::min(y0, y1)) - r_, nwy_);
-    const int64_t bottom = std::min<int64_t>(int64_t(std::max(y0, y1)) + r_, int64_t(nwy_) + height_ - 1);
+    const int32_t r = r_;
+    const int64_t top = std::max<int64_t>(int64_t(std::min(y0, y1)) - r, nwy_);
+    const int64_t bottom = std::min<int64_t>(int64_t(std::max(y0, y1)) + r, int64_t(nwy_) + height_ - 1);
     if (top > bottom) return;
-    const size_t lines = size_t(bottom - top + 1);
-    row_left_.assign(lines, INT64_MAX);
-    row_right_.assign(lines, INT64_MIN);
-    const int32_t* half = half_walked_.data();
-    bool any = false;
+    constexpr int64_t kNone = int64_t(1) << 40;  // no point on a level: far outside any window
+    const int64_t first = top - r, lines = bottom - top + 1, levels = lines + 2 * int64_t(r);
+    row_left_.assign(size_t(levels), kNone);
+    row_right_.assign(size_t(levels), -kNone);
+    const int64_t xlow = int64_t(nwx_) - r - 1, xhigh = int64_t(nwx_) + width_ + r;
+    int64_t* left = row_left_.data();
+    int64_t* right = row_right_.data();
     regions::line_walk(x0, y0, x1, y1, true, true, [&](int32_t x, int32_t y) {
-        const int64_t from = std::max<int64_t>(-r_, top - y), to = std::min<int64_t>(r_, bottom - y);
-        for (int64_t dy = from; dy <= to; ++dy) {
-            const int64_t h = half[dy < 0 ? -dy : dy];
-            if (h < 0) continue;
-            const size_t i = size_t(y + dy - top);
-            row_left_[i] = std::min<int64_t>(row_left_[i], x - h);
-            row_right_[i] = std::max<int64_t>(row_right_[i], x + h);
-            any = true;
+        const uint64_t level = uint64_t(int64_t(y) - first);
+        if (level < uint64_t(levels)) {
+            const int64_t cx = std::clamp<int64_t>(x, xlow, xhigh);
+            left[level] = std::min(left[level], cx);
+            right[level] = std::max(right[level], cx);
         }
         return true;
     });
-    if (!any) return;
-    for (size_t i = 0; i < lines; ++i)
-        if (row_left_[i] <= row_right_[i]) span(row_left_[i], row_right_[i], top + int64_t(i));
+    // Half-widths by distance -r .. r; rows beyond the disc's reach take a
+    // width so negative that their level never wins.
+    int64_t reach[2 * 4096 + 1];
+    for (int32_t d = -r; d <= r; ++d) {
+        const int32_t h = half_walked_[size_t(d < 0 ? -d : d)];
+        reach[d + r] = h < 0 ? -2 * kNone : h;
+    }
+    for (int64_t i = 0; i < lines; ++i) {
+        // Levels i .. i + 2r lie within the radius of line top + i; level
+        // i + r + d is at distance d.
+        const int64_t* lv = left + i;
+        const int64_t* rv = right + i;
+        int64_t lo = kNone, hi = -kNone;
+        for (int32_t k = 0; k <= 2 * r; ++k) {
+            lo = std::min(lo, lv[k] - reach[2 * r - k]);
+            hi = std::max(hi, rv[k] + reach[2 * r - k]);
+        }
+        if (lo <= hi) span(lo, hi, top + i);
+    }
     have_previous_ = false;  // the walk's discs are not one disc
 }
 

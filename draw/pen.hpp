@@ -96,7 +96,7 @@ private:
     int32_t r_ = 0;
     int64_t r2_ = 0;
     std::vector<int32_t> half_explicit_, half_walked_;  // per |dy| when r is small
-    std::vector<int64_t> row_left_, row_right_;          // a thick walk's extent per line
+    std::vector<int64_t> row_left_, row_right_;          // a thick walk's points per line
     bool have_previous_ = false;  // the last disc, whose pixels are written
     int32_t previous_x_ = 0, previous_y_ = 0;
     int64_t previous_reach_ = 0;

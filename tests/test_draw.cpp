@@ -52,12 +52,28 @@ TEST(Draw, LinesFollowTheWalkInEveryOctantAndClipToTheWindow) {
     std::mt19937 rng(11);
     std::uniform_int_distribution<int32_t> coord(-20, 90);
     for (int i = 0; i < 300; ++i) {
-        mvtest::Image im({MVTYPE_U8, 8, 1}, 70, 50);
+        // Bottom-up images do not map: their points go through scattered transfers.
+        mvtest::Image im({MVTYPE_U8, 8, 1}, 70, 50, mvtest::Layout{3, i % 2 == 1});
         im.window(5, 3, 61, 44);
         const int32_t p0[2] = {coord(rng), coord(rng)}, p1[2] = {coord(rng), coord(rng)};
-        ASSERT_EQ(0, mvip8_drawline(nullptr, im.rec(), p0, p1, 1, 1, 'v', kWhite, nullptr, nullptr));
-        EXPECT_EQ(clipped(reference_line(p0[0], p0[1], p1[0], p1[1]), im), inked(im))
-            << p0[0] << "," << p0[1] << " -> " << p1[0] << "," << p1[1];
+        // Widths 1 to 9: discs round every point, the ends' reaching r2.
+        const uint32_t width = 1 + uint32_t(i % 9);
+        ASSERT_EQ(0, mvip8_drawline(nullptr, im.rec(), p0, p1, 1, width, 'v', kWhite, nullptr, nullptr));
+        Pixels want = reference_line(p0[0], p0[1], p1[0], p1[1]);
+        if (width > 1) {
+            const int32_t r = int32_t(width / 2);
+            const int64_t r2 = std::llround((width / 2.0) * (width / 2.0));
+            Pixels discs;
+            for (auto [x, y] : want) {
+                const bool end = (x == p0[0] && y == p0[1]) || (x == p1[0] && y == p1[1]);
+                for (int32_t dy = -r; dy <= r; ++dy)
+                    for (int32_t dx = -r; dx <= r; ++dx)
+                        if (dx * dx + dy * dy < r2 + (end ? 1 : 0)) discs.insert({x + dx, y + dy});
+            }
+            want = discs;
+        }
+        EXPECT_EQ(clipped(want, im), inked(im))
+            << p0[0] << "," << p0[1] << " -> " << p1[0] << "," << p1[1] << " width " << width;
         EXPECT_TRUE(im.pads_clear());
     }
 }
