@@ -218,10 +218,14 @@ void Pen::walk(int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
             const unsigned char c = colour_[0];
             const bool inside = uint32_t(x0 - nwx_) < width_ && uint32_t(x1 - nwx_) < width_ &&
                                 uint32_t(y0 - nwy_) < height_ && uint32_t(y1 - nwy_) < height_;
-            if (inside) {  // the walk stays in the box of its ends
-                unsigned char* origin = base_ - int64_t(nwy_) * pitch_ - nwx_;
-                regions::line_walk(x0, y0, x1, y1, true, true, [&](int32_t x, int32_t y) {
-                    origin[int64_t(y) * pitch_ + x] = c;
+            if (inside) {  // the walk stays in the box of its ends: follow it by address
+                const regions::LinePlan plan = regions::line_plan(x0, y0, x1, y1);
+                unsigned char* at = base_ + int64_t(y0 - nwy_) * pitch_ + (x0 - nwx_);
+                const int64_t major = plan.xmajor ? plan.sx : plan.sy * pitch_;
+                const int64_t minor = plan.xmajor ? plan.sy * pitch_ : plan.sx;
+                regions::line_steps(plan, [&](int64_t also_minor) {
+                    at += major + (minor & also_minor);
+                    *at = c;
                     return true;
                 });
                 return;
