@@ -513,10 +513,6 @@ TEST(Mvtool, RegionInfoAndScanDescribeARegionFile) {
     EXPECT_NE(r.err.find(failure_line(file.str() + ".missing", MVERR_FILENOTFOUND)), std::string::npos);
 }
 
-}  // namespace
-
-#endif
-
 TEST(MvTool, DrawPutsTheFigureIntoTheFile) {
     REQUIRE_MVTOOL();
     mvtest::OwnedStack blank(40, 30, 1, MVTYPE_U8, 8, 1, MVCS_GREY);
@@ -533,3 +529,7 @@ TEST(MvTool, DrawPutsTheFigureIntoTheFile) {
     EXPECT_EQ(1, run_tool({"draw", in.str(), out.str(), "spiral", "1"}).status);
     EXPECT_EQ(1, run_tool({"draw", in.str(), out.str(), "line", "1", "2"}).status);
 }
+
+}  // namespace
+
+#endif
