@@ -150,11 +150,7 @@ int32_t imapset(mvimage3* v, uint32_t mode, uint32_t type, uint32_t mask) {
 }
 
 uint32_t aeiou(mvimage3* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
-    mvimage* p = parent(v);
-    NestingGuard guard;
-    if (is_self(v, p) || guard.too_deep()) return 0;
-    const uint32_t answer = p->aeiou(p, code, arg1, arg2);
-    return (code == 'b' || code == 'i' || code == 'm') ? layered(answer, 0) : answer;
+    return aeiou_of_parent<parent>(v, code, arg1, arg2);
 }
 
 mvyzwindow* xwind(mvimage3* v, mvyzwindow* w, int32_t code) {

@@ -167,6 +167,16 @@ uint32_t bxta_through_parent(V* v, int32_t operation, void* buffer, mvbxtentry* 
     return p->bxta(p, operation & ~0x80, buffer, list, n, code);
 }
 
+// Inquiries: the parent's answer, one access layer more for 'b', 'i', 'm'.
+template <auto ParentOf, class V>
+uint32_t aeiou_of_parent(V* v, uint32_t code, intptr_t arg1, intptr_t arg2) {
+    auto* p = ParentOf(v);
+    NestingGuard guard;
+    if (same_record(v, p) || guard.too_deep()) return 0;
+    const uint32_t answer = p->aeiou(p, code, arg1, arg2);
+    return (code == 'b' || code == 'i' || code == 'm') ? layered(answer, 0) : answer;
+}
+
 template <auto ParentOf, class V>
 int32_t bxtw_of_parent(V* v) {
     auto* p = ParentOf(v);
