@@ -15,11 +15,17 @@
 
 #include "mvip.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <random>
+#include <sstream>
+#include <string>
+#include <type_traits>
 #include <vector>
 
 namespace mvmodel {
@@ -423,6 +429,128 @@ inline uint32_t random_request(Rng& rng, uint32_t type) {
     if (chance(rng, 40)) r |= 0x400;
     if (chance(rng, 40)) r |= 0x800;
     return r;
+}
+
+// ---- run transfers through any record, against the model -------------------
+
+// The pixel memory (first pixie) a record shows at window-relative (x, y, z).
+using Where = std::function<uint8_t*(uint32_t x, uint32_t y, uint32_t z)>;
+
+struct RunCounts {
+    int reads = 0, writes = 0, failures = 0;
+};
+
+// Random run accesses through `v` (a 2-D record unless `three_d`; `ext` is
+// its window, depth 1 for 2-D), each held to the model through `where`:
+// the run length, the values read (nothing stored past them, the memory
+// untouched), the memory after a write (the shadow covers guard bytes, so
+// stray writes outside the pixies or the window show) and the caller's
+// buffer left as it was.  `memory`: the record is a memory image, which
+// also takes unchecked runs and ignores the access flags.  Stops after a
+// few failures.
+template <class Rec>
+void check_runs(Rng& rng, Rec& v, PixelArena& m, const uint32_t ext[3], bool three_d, bool memory, const Where& where,
+                const std::string& what, RunCounts& n, int accesses = 3) {
+    constexpr bool rec3 = std::is_same_v<Rec, mvimage3>;
+    for (int acc = 0; acc < accesses && n.failures < 3; ++acc) {
+        static const uint32_t scans[] = {0x0u, 0x2u, 0x4u};
+        const uint32_t mode = scans[pick(rng, three_d ? 3 : 2)] | (chance(rng, 50) ? 0x40u : 0u) |
+                              (memory && chance(rng, 15) ? 0x2000u : 0u);
+        const uint32_t request = random_request(rng, m.fmt.datatype);
+        uint32_t first, c;
+        const uint32_t mask = random_mask(rng, m.fmt.pixies, first, c);
+        std::ostringstream ctx;
+        ctx << what << std::hex << " mode 0x" << mode << " request 0x" << request << " mask 0x" << mask << std::dec;
+        const int32_t set = v.ioset(&v, mode, request, mask);
+        if (memory ? set != 1 : set < 0) {  // (a view may answer 0 as well)
+            ADD_FAILURE() << "ioset answered " << set << "; " << ctx.str();
+            ++n.failures;
+            return;
+        }
+        const Conversion conv = conversion_for(m.fmt, request);
+        for (int op = 0; op < 6 && n.failures < 3; ++op) {
+            // A start mostly inside the window, sometimes just outside it.
+            const bool in = chance(rng, 85);
+            int32_t at[3] = {0, 0, 0};
+            for (int a = 0; a < (three_d ? 3 : 2); ++a)
+                at[a] = (in && ext[a]) ? (int32_t)pick(rng, ext[a]) : (int32_t)pick(rng, ext[a] + 6) - 3;
+            const bool inside = (uint32_t)at[0] < ext[0] && (uint32_t)at[1] < ext[1] && (uint32_t)at[2] < ext[2];
+            const uint32_t avail = available3(mode, ext[0], ext[1], ext[2], at[0], at[1], at[2]);
+            uint32_t count;
+            switch (pick(rng, 6)) {
+                case 0: count = 0xFFFFFFFFu; break;
+                case 1: count = 0; break;
+                case 2: count = 1 + pick(rng, 9); break;
+                default: count = pick(rng, (inside ? std::min(avail, 5000u) : 8u) + 4);
+            }
+            const uint32_t want_len = std::min(count, avail), want_n = inside ? want_len : 0;
+            std::ostringstream here;
+            here << ctx.str() << " at " << at[0] << "," << at[1] << "," << at[2] << " count " << count;
+            uint32_t len;
+            if constexpr (rec3) len = v.iolen(&v, count, at[0], at[1], at[2]);
+            else len = v.iolen(&v, count, at[0], at[1]);
+            if (len != want_len) {
+                ADD_FAILURE() << "iolen " << len << " want " << want_len << "; " << here.str();
+                ++n.failures;
+                continue;
+            }
+            const auto pos = run_positions3(mode, ext[0], ext[1], ext[2],
+                                            inside ? Pos3{(uint32_t)at[0], (uint32_t)at[1], (uint32_t)at[2]} : Pos3{0, 0, 0},
+                                            want_n);
+            auto pixie = [&](uint32_t i, uint32_t j) { return where(pos[i].x, pos[i].y, pos[i].z) + (first + j) * m.ps; };
+            const size_t vals = ((size_t)want_n + 4) * c, bufbytes = vals * m.ps;
+            std::vector<uint64_t> words(bufbytes / 8 + 2);
+            uint8_t* buf = reinterpret_cast<uint8_t*>(words.data());
+            static const uint32_t kFlags[] = {0u, 0x1000u, 0x800u, 0xFFFFFFFFu};
+            const uint32_t flags = memory ? kFlags[pick(rng, 4)] : 0;
+            const bool write = chance(rng, 50);
+            std::vector<uint64_t> in_vals(vals);
+            if (write) {
+                for (size_t k = 0; k < vals; ++k) store(buf + k * m.ps, in_vals[k] = random_value(rng, m.ps), m.ps);
+            } else {
+                std::memset(buf, 0xEE, bufbytes);
+            }
+            uint32_t moved;
+            if constexpr (rec3)
+                moved = write ? v.iorite(&v, flags, buf, count, at[0], at[1], at[2])
+                              : v.ioread(&v, flags, buf, count, at[0], at[1], at[2]);
+            else
+                moved = write ? v.iorite(&v, flags, buf, count, at[0], at[1]) : v.ioread(&v, flags, buf, count, at[0], at[1]);
+            const char* name = write ? "iorite" : "ioread";
+            bool ok = moved == want_n;
+            if (!ok) ADD_FAILURE() << name << " moved " << moved << " want " << want_n << "; " << here.str();
+            for (uint32_t i = 0; ok && i < want_n; ++i)
+                for (uint32_t j = 0; ok && j < c; ++j) {
+                    if (write) {
+                        m.shadow_store(pixie(i, j), conv.to_stored(in_vals[(size_t)i * c + j]));
+                    } else if (load(buf + ((size_t)i * c + j) * m.ps, m.ps) != conv.to_caller(m.shadow_load(pixie(i, j)))) {
+                        ADD_FAILURE() << "ioread pixel " << i << " (" << pos[i].x << "," << pos[i].y << "," << pos[i].z
+                                      << ") pixie " << j << "; " << here.str();
+                        ok = false;
+                    }
+                }
+            for (size_t b = (size_t)want_n * c * m.ps; ok && !write && b < bufbytes; ++b)
+                if (buf[b] != 0xEE) {
+                    ADD_FAILURE() << "ioread stored past its pixels; " << here.str();
+                    ok = false;
+                }
+            for (size_t k = 0; ok && write && k < vals; ++k)
+                if (load(buf + k * m.ps, m.ps) != in_vals[k]) {
+                    ADD_FAILURE() << "iorite changed the caller's buffer; " << here.str();
+                    ok = false;
+                }
+            if (ok && !m.memory_matches_shadow()) {
+                ADD_FAILURE() << name << " left memory differing at arena byte " << m.first_difference() << " (guard "
+                              << m.kGuard << "); " << here.str();
+                ok = false;
+            }
+            if (!ok) {
+                ++n.failures;
+                m.take_shadow();
+            }
+            ++(write ? n.writes : n.reads);
+        }
+    }
 }
 
 }  // namespace mvmodel

@@ -29,14 +29,13 @@ std::unique_ptr<MemImage3> random_stack(Rng& rng) {
     return std::make_unique<MemImage3>(rng, f, d[0], d[1], d[2], (PitchKind)pick(rng, 5), chance(rng, 40));
 }
 
-std::string describe(const MemImage3& m, const mvyzwindow& w, uint32_t mode, uint32_t request,
-                     uint32_t mask) {
+std::string describe(const MemImage3& m, const mvyzwindow& w) {
     std::ostringstream s;
     s << "type " << m.fmt.datatype << " pixies " << m.fmt.pixies << " bits " << m.fmt.bits << std::hex
       << " valform 0x" << m.fmt.valform << " valflags 0x" << m.fmt.valflags << " order 0x" << m.fmt.byteorder
       << std::dec << " dims " << m.xdim << "x" << m.ydim << "x" << m.zdim << " pitch " << m.pitch << " plane "
       << m.plane << " window " << w.nw.x << "," << w.nw.y << "," << w.nw.z << "-" << w.se.x << "," << w.se.y
-      << "," << w.se.z << std::hex << " mode 0x" << mode << " request 0x" << request << " mask 0x" << mask;
+      << "," << w.se.z;
     return s.str();
 }
 
@@ -45,14 +44,6 @@ void random_start(Rng& rng, const uint32_t ext[3], int32_t pos[3]) {
     const bool in = chance(rng, 80);
     for (int a = 0; a < 3; ++a)
         pos[a] = (in && ext[a]) ? (int32_t)pick(rng, ext[a]) : (int32_t)pick(rng, ext[a] + 4) - 2;
-}
-
-uint32_t random_count(Rng& rng, uint32_t avail) {
-    switch (pick(rng, 5)) {
-        case 0: return 0xFFFFFFFFu;
-        case 1: return 1 + pick(rng, 9);
-        default: return pick(rng, (avail < 5000 ? avail : 5000) + 4);
-    }
 }
 
 uint32_t random_scan(Rng& rng) {
@@ -79,101 +70,17 @@ uint8_t* model_pixel(MemImage3& m, const Window3& win, const Pos3& p) {
 
 TEST(MemImage3Model, RunTransfersMatchModel) {
     Rng rng(0x33444d56u);
-    int failures = 0, reads = 0, writes = 0;
-    for (int iter = 0; iter < 1500 && failures < kMaxReported; ++iter) {
+    RunCounts n;
+    for (int iter = 0; iter < 1500 && n.failures < 3; ++iter) {
         auto mp = random_stack(rng);
         MemImage3& m = *mp;
         ASSERT_EQ(m.build_rc, 0);
-        mvimage3& im = m.im;
         const Window3 win = set_random_window(rng, m);
-        const uint32_t w = win.ext[0], h = win.ext[1], d = win.ext[2];
-        for (int acc = 0; acc < 3 && failures < kMaxReported; ++acc) {
-            const uint32_t mode = random_scan(rng) | (chance(rng, 15) ? 0x2000u : 0u);
-            const uint32_t request = random_request(rng, m.fmt.datatype);
-            uint32_t first, c;
-            const uint32_t mask = random_mask(rng, m.fmt.pixies, first, c);
-            const std::string where = describe(m, win.w, mode, request, mask);
-            ASSERT_EQ(im.ioset(&im, mode, request, mask), 1) << where;
-            const Conversion conv = conversion_for(m.fmt, request);
-            for (int op = 0; op < 6 && failures < kMaxReported; ++op) {
-                int32_t at[3];
-                random_start(rng, win.ext, at);
-                const bool in = (uint32_t)at[0] < w && (uint32_t)at[1] < h && (uint32_t)at[2] < d;
-                const uint32_t avail = available3(mode, w, h, d, at[0], at[1], at[2]);
-                const uint32_t count = random_count(rng, in ? avail : 8);
-                const uint32_t want_len = count < avail ? count : avail;
-                const uint32_t want_n = in ? want_len : 0;
-                std::ostringstream ctx;
-                ctx << where << std::dec << " at " << at[0] << "," << at[1] << "," << at[2] << " count " << count;
-                const uint32_t len = im.iolen(&im, count, at[0], at[1], at[2]);
-                if (len != want_len) {
-                    ADD_FAILURE() << "iolen " << len << " want " << want_len << "; " << ctx.str();
-                    ++failures;
-                    continue;
-                }
-                const auto pos = run_positions3(mode, w, h, d, in ? Pos3{(uint32_t)at[0], (uint32_t)at[1], (uint32_t)at[2]} : Pos3{0, 0, 0}, want_n);
-                const size_t vals = (size_t)(want_n + 4) * c;
-                std::vector<uint64_t> store_words(vals * m.ps / 8 + 2);
-                uint8_t* buf = reinterpret_cast<uint8_t*>(store_words.data());
-                const size_t bufbytes = vals * m.ps;
-                if (chance(rng, 50)) {
-                    ++reads;
-                    std::memset(buf, 0xEE, bufbytes);
-                    const uint32_t n = im.ioread(&im, 0, buf, count, at[0], at[1], at[2]);
-                    bool ok = n == want_n;
-                    if (!ok) ADD_FAILURE() << "ioread moved " << n << " want " << want_n << "; " << ctx.str();
-                    for (uint32_t i = 0; i < n && ok; ++i)
-                        for (uint32_t j = 0; j < c && ok; ++j) {
-                            const uint8_t* p = model_pixel(m, win, pos[i]) + (first + j) * m.ps;
-                            const uint64_t want = conv.to_caller(m.shadow_load(p));
-                            const uint64_t got = load(buf + ((size_t)i * c + j) * m.ps, m.ps);
-                            if (want != got) {
-                                ADD_FAILURE() << "ioread pixel " << i << " (" << pos[i].x << "," << pos[i].y << ","
-                                              << pos[i].z << ") pixie " << j << std::hex << ": got 0x" << got
-                                              << " want 0x" << want << "; " << ctx.str();
-                                ok = false;
-                            }
-                        }
-                    for (size_t b = (size_t)want_n * c * m.ps; b < bufbytes && ok; ++b)
-                        if (buf[b] != 0xEE) {
-                            ADD_FAILURE() << "ioread wrote past its pixels; " << ctx.str();
-                            ok = false;
-                        }
-                    if (ok && !m.memory_matches_shadow()) {
-                        ADD_FAILURE() << "ioread changed pixel memory; " << ctx.str();
-                        ok = false;
-                    }
-                    if (!ok) ++failures;
-                } else {
-                    ++writes;
-                    std::vector<uint64_t> in_vals(vals);
-                    for (size_t k = 0; k < vals; ++k) {
-                        in_vals[k] = random_value(rng, m.ps);
-                        store(buf + k * m.ps, in_vals[k], m.ps);
-                    }
-                    const uint32_t n = im.iorite(&im, 0x1000u, buf, count, at[0], at[1], at[2]);
-                    if (n != want_n) {
-                        ADD_FAILURE() << "iorite moved " << n << " want " << want_n << "; " << ctx.str();
-                        ++failures;
-                        m.take_shadow();
-                        continue;
-                    }
-                    for (uint32_t i = 0; i < n; ++i)
-                        for (uint32_t j = 0; j < c; ++j)
-                            m.shadow_store(model_pixel(m, win, pos[i]) + (first + j) * m.ps,
-                                           conv.to_stored(in_vals[(size_t)i * c + j]));
-                    if (!m.memory_matches_shadow()) {
-                        ADD_FAILURE() << "iorite memory differs at arena byte " << m.first_difference() << " (guard "
-                                      << m.kGuard << "); " << ctx.str();
-                        ++failures;
-                        m.take_shadow();
-                    }
-                }
-            }
-        }
+        const Where where = [&](uint32_t x, uint32_t y, uint32_t z) { return model_pixel(m, win, Pos3{x, y, z}); };
+        check_runs(rng, m.im, m, win.ext, true, true, where, describe(m, win.w), n);
     }
-    EXPECT_GT(reads, 3000);
-    EXPECT_GT(writes, 3000);
+    EXPECT_GT(n.reads, 3000);
+    EXPECT_GT(n.writes, 3000);
 }
 
 // ---- direct mapping -----------------------------------------------------------
@@ -195,7 +102,9 @@ TEST(MemImage3Model, MappingMatchesModel) {
                               is_float(m.fmt.datatype);
         if (!tolerant) continue;  // the image cannot take the 0x400 it demands on reads
         const uint32_t mode = random_scan(rng) | (chance(rng, 70) ? 0x400u : 0u);
-        const std::string where = describe(m, win.w, mode, request, all_mask(m.fmt.pixies));
+        std::ostringstream access;
+        access << describe(m, win.w) << std::hex << " mode 0x" << mode << " request 0x" << request;
+        const std::string where = access.str();
         const bool across = (mode & 0x6u) != 0;
         const int64_t stride = (mode & 0x4u) ? m.plane : (mode & 0x2u) ? m.pitch : (int64_t)m.pxs;
         int32_t want_grant = 16389;

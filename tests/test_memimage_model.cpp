@@ -42,26 +42,6 @@ std::string describe_access(uint32_t mode, uint32_t request, uint32_t mask) {
     return s.str();
 }
 
-// Window-relative positions of the n pixels of a run from (x, y).
-std::vector<std::pair<uint32_t, uint32_t>> run_positions(bool yscan, uint32_t w, uint32_t h, uint32_t x,
-                                                         uint32_t y, uint32_t n) {
-    std::vector<std::pair<uint32_t, uint32_t>> r;
-    r.reserve(n);
-    for (uint32_t i = 0; i < n; ++i) {
-        r.emplace_back(x, y);
-        if (!yscan) {
-            if (++x == w) {
-                x = 0;
-                ++y;
-            }
-        } else if (++y == h) {
-            y = 0;
-            ++x;
-        }
-    }
-    return r;
-}
-
 // A start point: mostly inside the window, sometimes just outside it.
 void random_start(Rng& rng, uint32_t w, uint32_t h, int32_t& x, int32_t& y) {
     if (w && h && chance(rng, 85)) {
@@ -73,88 +53,23 @@ void random_start(Rng& rng, uint32_t w, uint32_t h, int32_t& x, int32_t& y) {
     y = (int32_t)pick(rng, h + 6) - 3;
 }
 
-uint32_t random_count(Rng& rng, uint32_t avail) {
-    switch (pick(rng, 6)) {
-        case 0: return 0xFFFFFFFFu;
-        case 1: return 0;
-        case 2: return 1 + pick(rng, 9);
-        default: return pick(rng, (avail < 100000 ? avail : 100000) + 4);
-    }
-}
-
 // ---- run transfers ----------------------------------------------------------
 
 TEST(MemImageModel, RunTransfersMatchModel) {
     Rng rng(0x6d766970u);
-    int reads = 0, writes = 0;
-    for (int iter = 0; iter < 3000; ++iter) {
+    RunCounts n;
+    for (int iter = 0; iter < 3000 && n.failures < 3; ++iter) {
         auto mp = random_image(rng);
         MemImage& m = *mp;
-        mvimage& im = m.im;
-        ASSERT_TRUE(m.build_rc == 0 && im.pixiesize == m.ps && im.pixelsize == m.pxs) << describe(m, mvywindow{});
+        ASSERT_TRUE(m.build_rc == 0 && m.im.pixiesize == m.ps && m.im.pixelsize == m.pxs) << describe(m, mvywindow{});
         const mvywindow win = random_window(rng, m.xdim, m.ydim);
-        ASSERT_EQ(mvimage_setwind(&im, win.nw.x, win.nw.y, win.se.x, win.se.y), 0) << describe(m, win);
-        const uint32_t w = (uint32_t)(win.se.x - win.nw.x), h = (uint32_t)(win.se.y - win.nw.y);
-        for (int acc = 0; acc < 3; ++acc) {
-            const uint32_t mode =
-                (chance(rng, 50) ? 0x2u : 0u) | (chance(rng, 50) ? 0x40u : 0u) | (chance(rng, 15) ? 0x2000u : 0u);
-            const uint32_t request = random_request(rng, m.fmt.datatype);
-            uint32_t first, c;
-            const uint32_t mask = random_mask(rng, m.fmt.pixies, first, c);
-            ASSERT_EQ(im.ioset(&im, mode, request, mask), 1) << describe(m, win) << describe_access(mode, request, mask);
-            const Conversion conv = conversion_for(m.fmt, request);
-            for (int op = 0; op < 6; ++op) {
-                int32_t x, y;
-                random_start(rng, w, h, x, y);
-                const bool inside = (uint32_t)x < w && (uint32_t)y < h;
-                const uint32_t avail = available(mode, w, h, x, y);
-                const uint32_t count = random_count(rng, inside ? avail : 8);
-                const uint32_t want_len = std::min(count, avail), want_n = inside ? want_len : 0;
-                auto at = [&] {
-                    std::ostringstream s;
-                    s << describe(m, win) << describe_access(mode, request, mask) << " at " << x << "," << y
-                      << " count " << count;
-                    return s.str();
-                };
-                ASSERT_EQ(im.iolen(&im, count, x, y), want_len) << at();
-                const size_t vals = size_t{std::min(count, w * h) + 4} * c, bufbytes = vals * m.ps;
-                std::vector<uint64_t> bufstore((bufbytes + 7) / 8 + 1);
-                uint8_t* buf = reinterpret_cast<uint8_t*>(bufstore.data());
-                // Memory images ignore the access flags.
-                static const uint32_t kFlags[] = {0u, 0x1000u, 0x800u, 0xFFFFFFFFu};
-                const uint32_t flags = kFlags[pick(rng, 4)];
-                const auto pos = run_positions(mode & 2u, w, h, inside ? (uint32_t)x : 0, inside ? (uint32_t)y : 0, want_n);
-                auto pixie = [&](uint32_t i, uint32_t j) {
-                    return m.pixel(win.nw.x + pos[i].first, win.nw.y + pos[i].second) + (first + j) * m.ps;
-                };
-                if (chance(rng, 50)) {
-                    ++reads;
-                    std::memset(buf, 0xEE, bufbytes);
-                    ASSERT_EQ(im.ioread(&im, flags, buf, count, x, y), want_n) << at();
-                    for (uint32_t i = 0; i < want_n; ++i)
-                        for (uint32_t j = 0; j < c; ++j)
-                            ASSERT_EQ(load(buf + ((size_t)i * c + j) * m.ps, m.ps), conv.to_caller(m.shadow_load(pixie(i, j))))
-                                << "ioread pixel " << i << " pixie " << j << "; " << at();
-                    for (size_t b = (size_t)want_n * c * m.ps; b < bufbytes; ++b)
-                        ASSERT_EQ(buf[b], 0xEE) << "ioread wrote past its pixels; " << at();
-                    ASSERT_TRUE(m.memory_matches_shadow()) << "ioread changed byte " << m.first_difference() << "; " << at();
-                } else {
-                    ++writes;
-                    std::vector<uint64_t> in(vals);
-                    for (size_t k = 0; k < vals; ++k) store(buf + k * m.ps, in[k] = random_value(rng, m.ps), m.ps);
-                    ASSERT_EQ(im.iorite(&im, flags, buf, count, x, y), want_n) << at();
-                    for (uint32_t i = 0; i < want_n; ++i)
-                        for (uint32_t j = 0; j < c; ++j) m.shadow_store(pixie(i, j), conv.to_stored(in[(size_t)i * c + j]));
-                    ASSERT_TRUE(m.memory_matches_shadow()) << "iorite memory differs at arena byte " << m.first_difference()
-                                                           << " (guard " << m.kGuard << "); " << at();
-                    for (size_t k = 0; k < vals; ++k)
-                        ASSERT_EQ(load(buf + k * m.ps, m.ps), in[k]) << "caller's buffer changed; " << at();
-                }
-            }
-        }
+        ASSERT_EQ(mvimage_setwind(&m.im, win.nw.x, win.nw.y, win.se.x, win.se.y), 0) << describe(m, win);
+        const uint32_t ext[3] = {uint32_t(win.se.x - win.nw.x), uint32_t(win.se.y - win.nw.y), 1};
+        const Where where = [&](uint32_t x, uint32_t y, uint32_t) { return m.pixel(win.nw.x + x, win.nw.y + y); };
+        check_runs(rng, m.im, m, ext, false, true, where, describe(m, win), n);
     }
-    EXPECT_GT(reads, 1000);
-    EXPECT_GT(writes, 1000);
+    EXPECT_GT(n.reads, 1000);
+    EXPECT_GT(n.writes, 1000);
 }
 
 // ---- direct mapping -----------------------------------------------------------

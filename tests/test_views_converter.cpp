@@ -188,9 +188,6 @@ TEST(TypeConverter, BadInput) {
     EXPECT_EQ(MVERR_DATATYPE, view.ioset(&view, 0, MVTYPE_U16, 1));
     EXPECT_EQ(MVERR_COLORS, view.ioset(&view, 0, MVTYPE_U8, 2));
     EXPECT_EQ(MVERR_UNSUPPORTED, view.ioset(&view, MVMODE_ZSCAN, MVTYPE_U8, 1));
-    mvimage self{};
-    ASSERT_EQ(0, mvimage_converter(&self, MVPARENT_REL(-65), nullptr, 0, 0, 0, 0));
-    EXPECT_EQ(MVERR_LOGIC, self.ioset(&self, 0, self.pixfmt.datatype, 1));
     mvimage3 v3;
     EXPECT_EQ(MVERR_USAGE, mvimage3_converter(&v3, nullptr, nullptr, 0, 0, 0, 0));
     EXPECT_TRUE(kind_is(v3.kind, "NULL3"));

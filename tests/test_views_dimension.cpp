@@ -21,9 +21,6 @@ namespace {
 using namespace mvmodel;
 using mvtest::kind_is;
 
-// The stack pixel (first pixie) shown at window-relative (x, y, z) of a view.
-using Where = std::function<uint8_t*(uint32_t x, uint32_t y, uint32_t z)>;
-
 std::unique_ptr<MemImage3> random_stack(Rng& rng, uint32_t max_pixies = 3) {
     mvpixfmt f = random_format(rng);
     if (f.pixies > max_pixies) {
@@ -32,91 +29,6 @@ std::unique_ptr<MemImage3> random_stack(Rng& rng, uint32_t max_pixies = 3) {
     }
     return std::make_unique<MemImage3>(rng, f, 1 + pick(rng, 9), 1 + pick(rng, 7), 1 + pick(rng, 6),
                                        (PitchKind)pick(rng, 5), chance(rng, 40));
-}
-
-// Random accesses through a view (2-D when depth is 0) with runs read and
-// written in every scan mode the view has, compared with the stack through
-// `where`.  Answers the number of failures reported.
-template <class Rec>
-int check_runs(Rng& rng, Rec& v, MemImage3& m, const uint32_t ext[3], bool three_d, const Where& where,
-               const std::string& what, int accesses = 4) {
-    int failures = 0;
-    for (int acc = 0; acc < accesses && failures < 3; ++acc) {
-        static const uint32_t scans[] = {0x0u, 0x2u, 0x4u};
-        const uint32_t mode = scans[pick(rng, three_d ? 3 : 2)] | (chance(rng, 50) ? 0x40u : 0u);
-        const uint32_t request = random_request(rng, m.fmt.datatype);
-        uint32_t first, c;
-        const uint32_t mask = random_mask(rng, m.fmt.pixies, first, c);
-        std::ostringstream ctx;
-        ctx << what << std::hex << " mode 0x" << mode << " request 0x" << request << " mask 0x" << mask << std::dec;
-        if (v.ioset(&v, mode, request, mask) < 0) {
-            ADD_FAILURE() << "ioset refused; " << ctx.str();
-            return failures + 1;
-        }
-        const Conversion conv = conversion_for(m.fmt, request);
-        for (int op = 0; op < 6 && failures < 3; ++op) {
-            const bool in = chance(rng, 85);
-            uint32_t p[3] = {0, 0, 0};
-            int32_t at[3] = {0, 0, 0};
-            for (int a = 0; a < (three_d ? 3 : 2); ++a) {
-                at[a] = (in && ext[a]) ? (int32_t)pick(rng, ext[a]) : (int32_t)pick(rng, ext[a] + 4) - 2;
-                p[a] = (uint32_t)at[a];
-            }
-            const bool inside = p[0] < ext[0] && p[1] < ext[1] && p[2] < ext[2];
-            const uint32_t avail = available3(mode, ext[0], ext[1], ext[2], at[0], at[1], at[2]);
-            const uint32_t count = chance(rng, 20) ? 0xFFFFFFFFu : pick(rng, 3 * (ext[0] + ext[1]) + 4);
-            const uint32_t want = inside ? (count < avail ? count : avail) : 0;
-            std::ostringstream here;
-            here << ctx.str() << " at " << at[0] << "," << at[1] << "," << at[2] << " count " << count;
-            uint32_t len;
-            if constexpr (std::is_same_v<Rec, mvimage3>) len = v.iolen(&v, count, at[0], at[1], at[2]);
-            else len = v.iolen(&v, count, at[0], at[1]);
-            if (len != want) {
-                ADD_FAILURE() << "iolen " << len << " want " << want << "; " << here.str();
-                ++failures;
-                continue;
-            }
-            const auto pos = run_positions3(mode, ext[0], ext[1], ext[2], Pos3{p[0], p[1], p[2]}, want);
-            std::vector<uint64_t> words(((size_t)want + 2) * c * m.ps / 8 + 2);
-            uint8_t* buf = reinterpret_cast<uint8_t*>(words.data());
-            const bool write = chance(rng, 50);
-            std::vector<uint64_t> vals((size_t)want * c);
-            for (size_t k = 0; k < vals.size(); ++k) store(buf + k * m.ps, vals[k] = random_value(rng, m.ps), m.ps);
-            uint32_t n;
-            if constexpr (std::is_same_v<Rec, mvimage3>)
-                n = write ? v.iorite(&v, 0, buf, count, at[0], at[1], at[2]) : v.ioread(&v, 0, buf, count, at[0], at[1], at[2]);
-            else
-                n = write ? v.iorite(&v, 0, buf, count, at[0], at[1]) : v.ioread(&v, 0, buf, count, at[0], at[1]);
-            if (n != want) {
-                ADD_FAILURE() << (write ? "iorite" : "ioread") << " moved " << n << " want " << want << "; "
-                              << here.str();
-                ++failures;
-                m.take_shadow();
-                continue;
-            }
-            bool ok = true;
-            for (uint32_t i = 0; i < n && ok; ++i)
-                for (uint32_t j = 0; j < c; ++j) {
-                    uint8_t* px = where(pos[i].x, pos[i].y, pos[i].z) + (first + j) * m.ps;
-                    if (write) {
-                        m.shadow_store(px, conv.to_stored(vals[(size_t)i * c + j]));
-                    } else if (load(buf + ((size_t)i * c + j) * m.ps, m.ps) != conv.to_caller(m.shadow_load(px))) {
-                        ADD_FAILURE() << "ioread pixel " << i << " (" << pos[i].x << "," << pos[i].y << ","
-                                      << pos[i].z << ") pixie " << j << "; " << here.str();
-                        ok = false;
-                        break;
-                    }
-                }
-            if (ok && !m.memory_matches_shadow()) {
-                ADD_FAILURE() << (write ? "iorite" : "ioread") << " left memory differing at "
-                              << m.first_difference() << "; " << here.str();
-                ok = false;
-                m.take_shadow();
-            }
-            if (!ok) ++failures;
-        }
-    }
-    return failures;
 }
 
 // Scattered reads through a view with entries' third word as given.
@@ -151,8 +63,8 @@ int32_t* corner(mvyzwindow& w, bool se) { return se ? &w.se.x : &w.nw.x; }
 
 TEST(SectionView, EveryPairOfAxesMatchesDirectAddressing) {
     Rng rng(0x33746f32u);
-    int failures = 0;
-    for (int iter = 0; iter < 300 && failures < 6; ++iter) {
+    RunCounts runs;
+    for (int iter = 0; iter < 300 && runs.failures < 3; ++iter) {
         auto mp = random_stack(rng);
         MemImage3& m = *mp;
         ASSERT_EQ(m.build_rc, 0);
@@ -190,7 +102,7 @@ TEST(SectionView, EveryPairOfAxesMatchesDirectAddressing) {
         std::ostringstream what;
         what << "section axes " << xa << "," << ya << " fixed " << fixed << " of " << m.xdim << "x" << m.ydim
              << "x" << m.zdim << " type " << m.fmt.datatype << " pixies " << m.fmt.pixies;
-        failures += check_runs(rng, v, m, ext, false, where, what.str());
+        check_runs(rng, v, m, ext, false, false, where, what.str(), runs, 4);
         if (ext[0] && ext[1]) check_scattered(rng, v, m, ext, false, where, what.str());
 
         // Mapping, where the parent maps: each run is the stack's own memory.
@@ -215,23 +127,15 @@ TEST(SectionView, EveryPairOfAxesMatchesDirectAddressing) {
     }
 }
 
-TEST(SectionView, XzSectionOfAStack) {
-    // 64 x 48 x 20 u8 stack, pixel value from its coordinates.
+TEST(SectionView, OperationsRunOnAnySection) {
+    // 64 x 48 x 20 u8 stack, pixel value from its coordinates; negate the
+    // y-z section at x = 5.
     std::vector<uint8_t> mem(64 * 48 * 20);
     for (size_t i = 0; i < mem.size(); ++i) mem[i] = (uint8_t)(i * 7 + i / 64);
     const uint32_t dims[3] = {64, 48, 20};
     mvimage3 stack;
     ASSERT_EQ(mvimage3_memory(&stack, mem.data(), dims, 0, MVTYPE_U8, 8, 1, MVCS_GREY, 0), 0);
     mvimage v;
-    ASSERT_EQ(mvimage_def2from3(&v, &stack, 0, 4, 10), 0);
-    EXPECT_EQ(v.imdim.se.x, 64);
-    EXPECT_EQ(v.imdim.se.y, 20);
-    ASSERT_EQ(v.ioset(&v, 0, MVTYPE_U8, 1), 1);
-    uint8_t px = 0;
-    ASSERT_EQ(v.ioread(&v, 0, &px, 1, 3, 7), 1u);
-    EXPECT_EQ(px, mem[7 * 64 * 48 + 10 * 64 + 3]);
-
-    // 2-D operations run on any section: negate the y-z section at x = 5.
     ASSERT_EQ(mvimage_def2from3(&v, &stack, 2, 4, 5), 0);
     const std::vector<uint8_t> before = mem;
     ASSERT_EQ(mvip8_pixneg(nullptr, &v, &v), 0);
@@ -243,8 +147,8 @@ TEST(SectionView, XzSectionOfAStack) {
 
 TEST(RingView, PlanesRotateByAnyOffset) {
     Rng rng(0x72696e67u);
-    int failures = 0;
-    for (int iter = 0; iter < 250 && failures < 6; ++iter) {
+    RunCounts runs;
+    for (int iter = 0; iter < 250 && runs.failures < 3; ++iter) {
         auto mp = random_stack(rng);
         MemImage3& m = *mp;
         ASSERT_EQ(m.build_rc, 0);
@@ -271,7 +175,7 @@ TEST(RingView, PlanesRotateByAnyOffset) {
         };
         std::ostringstream what;
         what << "ring offset " << offset << " follow " << (int)follow << " depth " << depth;
-        failures += check_runs(rng, v, m, ext, true, where, what.str());
+        check_runs(rng, v, m, ext, true, false, where, what.str(), runs, 4);
         if (ext[0] && ext[1] && ext[2]) check_scattered(rng, v, m, ext, true, where, what.str());
     }
 }
@@ -294,8 +198,8 @@ TEST(RingView, OffsetThreeOverFivePlanes) {
 
 TEST(OnePlaneView, PlaneZeroIsTheParent) {
     Rng rng(0x32746f33u);
-    int failures = 0;
-    for (int iter = 0; iter < 200 && failures < 6; ++iter) {
+    RunCounts runs;
+    for (int iter = 0; iter < 200 && runs.failures < 3; ++iter) {
         auto mp = random_stack(rng);
         MemImage3& m = *mp;
         ASSERT_EQ(m.build_rc, 0);
@@ -319,7 +223,7 @@ TEST(OnePlaneView, PlaneZeroIsTheParent) {
         };
         std::ostringstream what;
         what << "one plane follow " << (int)follow;
-        failures += check_runs(rng, v, m, ext, true, where, what.str());
+        check_runs(rng, v, m, ext, true, false, where, what.str(), runs, 4);
         if (ext[0] && ext[1]) check_scattered(rng, v, m, ext, true, where, what.str());
     }
 }

@@ -1,6 +1,5 @@
 // Null images, windows and run lengths: xwind's codes, the state after a
 // rejected window, mvimage_setwind, the run-length table and aeiou.
-#include "memimage_model.hpp"
 #include "test_util.hpp"
 
 #include <cstddef>
@@ -78,22 +77,40 @@ TEST(NullImage, DefnopGivesShape) {
     EXPECT_EQ(mvimage_defnop(nullptr, dims, &fmt, &geom), -1);
 }
 
-TEST(NullImage, Xwind) {
-    mvimage im;
-    const uint32_t dims[2] = {10, 20};
-    ASSERT_EQ(mvimage_defnop(&im, dims, nullptr, nullptr), 0);
-    // 's' changes nothing and answers the record's window.
+// ---- xwind -----------------------------------------------------------------
+
+TEST(Window, InquireCodes) {
+    // A memory image and a null image of the same shape answer alike.
+    SmallImage s;
+    mvimage nop;
+    const uint32_t dims[2] = {7, 5};
+    ASSERT_EQ(mvimage_defnop(&nop, dims, nullptr, nullptr), 0);
+    for (mvimage* im : {&s.im, &nop}) {
+        // 'w' and 'i' copy exactly the four 2-D words.
+        struct {
+            mvywindow w;
+            int32_t guard[2];
+        } out;
+        for (const auto& [code, answer] : {std::pair<int32_t, mvywindow*>{'w', &im->wind}, {'i', &im->imdim}}) {
+            out.w = mvywindow{{-1, -1}, {-1, -1}};
+            out.guard[0] = out.guard[1] = 0x55AA55AA;
+            EXPECT_EQ(im->xwind(im, &out.w, code), answer);
+            EXPECT_TRUE(out.w.nw.x == 0 && out.w.nw.y == 0 && out.w.se.x == 7 && out.w.se.y == 5) << char(code);
+            EXPECT_TRUE(out.guard[0] == 0x55AA55AA && out.guard[1] == 0x55AA55AA);
+            EXPECT_EQ(im->xwind(im, nullptr, code), answer);
+        }
+        // Other codes: null, nothing changed.
+        mvywindow req{{1, 1}, {2, 2}};
+        for (int32_t code : std::initializer_list<int32_t>{0, 'S', 'W', 'I', 'x', 'z', -1, 115 + 256}) {
+            EXPECT_EQ(im->xwind(im, &req, code), nullptr) << code;
+            EXPECT_TRUE(wind_is(*im, 0, 0, 7, 5));
+        }
+    }
+    // A null image's 's' changes nothing and answers the record's window.
     mvywindow req{{1, 2}, {3, 4}};
-    EXPECT_EQ(im.xwind(&im, &req, 's'), &im.wind);
-    EXPECT_EQ(im.xwind(&im, nullptr, 's'), &im.wind);
-    EXPECT_TRUE(wind_is(im, 0, 0, 10, 20));
-    mvywindow got{{-9, -9}, {-9, -9}};
-    EXPECT_EQ(im.xwind(&im, &got, 'w'), &im.wind);
-    EXPECT_TRUE(got.se.x == 10 && got.se.y == 20);
-    got = mvywindow{{-9, -9}, {-9, -9}};
-    EXPECT_EQ(im.xwind(&im, &got, 'i'), &im.imdim);
-    EXPECT_TRUE(got.nw.x == 0 && got.se.y == 20);
-    EXPECT_EQ(im.xwind(&im, nullptr, 'x'), nullptr);
+    EXPECT_EQ(nop.xwind(&nop, &req, 's'), &nop.wind);
+    EXPECT_EQ(nop.xwind(&nop, nullptr, 's'), &nop.wind);
+    EXPECT_TRUE(wind_is(nop, 0, 0, 7, 5));
     mvimage3 im3;
     mvimage3_defnull(&im3);
     mvyzwindow req3{{1, 1, 1}, {2, 2, 2}};
@@ -102,32 +119,6 @@ TEST(NullImage, Xwind) {
     EXPECT_EQ(im3.xwind(&im3, nullptr, 'w'), &im3.wind);
     EXPECT_EQ(im3.xwind(&im3, nullptr, 'i'), &im3.imdim);
     EXPECT_EQ(im3.xwind(&im3, nullptr, 'q'), nullptr);
-}
-
-// ---- xwind -----------------------------------------------------------------
-
-TEST(Window, InquireCodes) {
-    SmallImage s;
-    mvimage& im = s.im;
-    // 'w' and 'i' copy exactly the four 2-D words.
-    struct {
-        mvywindow w;
-        int32_t guard[2];
-    } out;
-    for (const auto& [code, answer] : {std::pair<int32_t, mvywindow*>{'w', &im.wind}, {'i', &im.imdim}}) {
-        out.w = mvywindow{{-1, -1}, {-1, -1}};
-        out.guard[0] = out.guard[1] = 0x55AA55AA;
-        EXPECT_EQ(im.xwind(&im, &out.w, code), answer);
-        EXPECT_TRUE(out.w.nw.x == 0 && out.w.nw.y == 0 && out.w.se.x == 7 && out.w.se.y == 5) << char(code);
-        EXPECT_TRUE(out.guard[0] == 0x55AA55AA && out.guard[1] == 0x55AA55AA);
-        EXPECT_EQ(im.xwind(&im, nullptr, code), answer);
-    }
-    // Other codes: null, nothing changed.
-    mvywindow req{{1, 1}, {2, 2}};
-    for (int32_t code : std::initializer_list<int32_t>{0, 'S', 'W', 'I', 'x', 'z', -1, 115 + 256}) {
-        EXPECT_EQ(im.xwind(&im, &req, code), nullptr) << code;
-        EXPECT_TRUE(wind_is(im, 0, 0, 7, 5));
-    }
 }
 
 // Windows set through xwind 's' (the request taken as given) and through
@@ -274,24 +265,6 @@ TEST(Window, RunLengths) {
     for (const auto& f : fixed) {
         ASSERT_EQ(im.ioset(&im, f.mode, MVTYPE_U8 | MVREQ_LOW, 1), 1);
         EXPECT_EQ(im.iolen(&im, 0xFFFFFFFFu, f.x, f.y), f.want) << "mode " << f.mode << " at " << f.x << "," << f.y;
-    }
-    // Random windows of a 40 x 30 image, starts and counts on every mode.
-    std::mt19937 rng(20240611);
-    std::vector<uint8_t> pixels(40 * 30);
-    const uint32_t wide[2] = {40, 30};
-    ASSERT_EQ(mvimage_memory(&im, pixels.data(), wide, 0, MVTYPE_U8, 8, 1, MVCS_GREY, 0), 0);
-    for (int iter = 0; iter < 400; ++iter) {
-        const uint32_t nx = rng() % 41, ny = rng() % 31, w = rng() % (41 - nx), h = rng() % (31 - ny);
-        ASSERT_EQ(mvimage_setwind(&im, int32_t(nx), int32_t(ny), int32_t(nx + w), int32_t(ny + h)), 0);
-        for (uint32_t mode : {0x00u, 0x02u, 0x40u, 0x42u, 0x2000u, 0x2002u, 0x2040u, 0x2042u}) {
-            ASSERT_EQ(im.ioset(&im, mode, MVTYPE_U8 | MVREQ_LOW, 1), 1);
-            for (int k = 0; k < 6; ++k) {
-                const int32_t x = int32_t(rng() % (w + 6)) - 3, y = int32_t(rng() % (h + 6)) - 3;
-                const uint32_t count = rng() % 4 == 0 ? 0xFFFFFFFFu : rng() % 300;
-                ASSERT_EQ(im.iolen(&im, count, x, y), std::min(count, mvmodel::available(mode, w, h, x, y)))
-                    << "window " << nx << "," << ny << " " << w << "x" << h << " mode " << mode << " at " << x << "," << y;
-            }
-        }
     }
     // A 70000 x 70000 image holds 4.9e9 pixels; the continuing run length of
     // the whole window wraps modulo 2^32.  Only lengths are asked for, so
