@@ -447,13 +447,13 @@ TEST(Tiff, StacksRoundTrip) {
 
 // Bad arguments and short files: -1 (the named file deleted when writing),
 // -10 for fewer images than planes with the stack untouched; a stop by the
-// hook is returned, and when writing deletes the file, also one appended to.
+// hook while reading is returned.
 TEST(Tiff, StackBadInputAndStops) {
     mvtest::OwnedStack st(8, 6, 3, MVTYPE_U8, 8, 1, MVCS_GREY);
     st.flat.fill_natural(4);
     TempPath path("stack.tif");
-    auto write = [&](mvimage3* im, int32_t bits, uint32_t position = 0, mvabort* hook = nullptr) {
-        return mvio8_tifwriteseq(hook, im, nullptr, path.c_str(), bits, 0, position, nullptr);
+    auto write = [&](mvimage3* im, int32_t bits, uint32_t position = 0) {
+        return mvio8_tifwriteseq(nullptr, im, nullptr, path.c_str(), bits, 0, position, nullptr);
     };
     mvimage3 flat = st.im;
     ASSERT_EQ(mvimage3_setwind(&flat, 0, 0, 1, 8, 6, 1), 0);  // no planes
@@ -493,11 +493,6 @@ TEST(Tiff, StackBadInputAndStops) {
         EXPECT_EQ(mvio8_tifreadseq(&hook.hook, &deeper.im, nullptr, path.c_str(), 0, nullptr, 0), -10);
         EXPECT_EQ(mvio8_tifreadseq(&hook.hook, &st.im, nullptr, path.c_str(), 0, nullptr, 0), answer);
         EXPECT_EQ(hook.calls.back(), std::make_pair(2, 3));
-        for (uint32_t position : {0u, 1u}) {
-            ASSERT_EQ(write(&st.im, 8), 0);
-            EXPECT_EQ(write(&st.im, 8, position, &hook.hook), answer);
-            EXPECT_FALSE(mvtest::file_exists(path.str()));
-        }
     }
 }
 
@@ -542,34 +537,44 @@ TEST(Files, HookIsPolledOnceAtEntry) {
     EXPECT_EQ(mvio8_tifwriteseqdone(nullptr, &open, nullptr), 0);
 }
 
-// A stop by the hook while writing (any non-zero value, positive too) is
-// returned and deletes the file, also one that was appended to; the
-// sequence handle is freed.  Without a stop the hook sees every row.
-TEST(Tiff, HookStopWhileWritingDeletesTheFile) {
+// A stop by the hook while writing (any non-zero answer, positive too) is
+// returned and deletes the file, also one that was appended to; a sequence
+// handle is freed.  Without a stop the writers poll every row (BMP: every
+// eighth line).
+TEST(Files, HookStopWhileWritingDeletesTheFile) {
     OwnedImage im(40, 30, MVTYPE_U8, 8, 1, MVCS_GREY);
-    for (const int32_t answer : {-4, 7})
-        for (uint32_t position : {0u, 1u}) {
-            SCOPED_TRACE(std::to_string(answer) + " at position " + std::to_string(position));
-            TempPath path("stop.tif");
-            if (position) {
-                ASSERT_EQ(mvio8_tifwrite(nullptr, &im.im, nullptr, path.c_str(), 8, 0, 0, nullptr), 0);
+    mvtest::OwnedStack st(8, 6, 3, MVTYPE_U8, 8, 1, MVCS_GREY);
+    TempPath path("stop.tif");
+    const std::pair<const char*, std::function<int32_t(mvabort*, uint32_t)>> writers[] = {
+        {"tifwrite", [&](mvabort* h, uint32_t at) { return mvio8_tifwrite(h, &im.im, nullptr, path.c_str(), 8, 0, at, nullptr); }},
+        {"tifwriteseq", [&](mvabort* h, uint32_t at) { return mvio8_tifwriteseq(h, &st.im, nullptr, path.c_str(), 8, 0, at, nullptr); }},
+        {"seqadd", [&](mvabort* h, uint32_t at) {
+             mvtiffile* f = nullptr;
+             EXPECT_EQ(mvio8_tifwriteseqinit(nullptr, &f, path.c_str(), at), 0);
+             const int32_t rc = mvio8_tifwriteseqadd(h, &f, nullptr, &im.im, nullptr, 8, 0, nullptr);
+             if (rc == 0) mvio8_tifwriteseqdone(nullptr, &f, nullptr);
+             EXPECT_EQ(f, nullptr);
+             return rc;
+         }},
+        {"bmpwrite", [&](mvabort* h, uint32_t) { return mvio8_bmpwrite(h, &im.im, path.c_str(), 0); }},
+    };
+    for (const auto& [name, write] : writers)
+        for (const int32_t answer : {-4, 7})
+            for (uint32_t position : {0u, 1u}) {
+                SCOPED_TRACE(std::string(name) + " " + std::to_string(answer) + " at position " + std::to_string(position));
+                ASSERT_EQ(write(nullptr, 0), 0);  // the file appended to, or replaced
+                mvtest::ScriptedHook hook;
+                hook.at_line = 2;  // the third row, the second plane
+                hook.stop = answer;
+                EXPECT_EQ(write(&hook.hook, position), answer);
+                EXPECT_FALSE(mvtest::file_exists(path.str()));
             }
-            mvtest::ScriptedHook hook;
-            hook.at_line = 10;
-            hook.stop = answer;
-            EXPECT_EQ(mvio8_tifwrite(&hook.hook, &im.im, nullptr, path.c_str(), 8, 0, position, nullptr), answer);
-            EXPECT_FALSE(mvtest::file_exists(path.str()));
-            mvtiffile* h = nullptr;
-            ASSERT_EQ(mvio8_tifwriteseqinit(nullptr, &h, path.c_str(), 0), 0);
-            EXPECT_EQ(mvio8_tifwriteseqadd(&hook.hook, &h, nullptr, &im.im, nullptr, 8, 0, nullptr), answer);
-            EXPECT_EQ(h, nullptr);
-            EXPECT_FALSE(mvtest::file_exists(path.str()));
-        }
-    mvtest::ScriptedHook never;
-    TempPath path("never.tif");
+    mvtest::ScriptedHook never, bmp;
     EXPECT_EQ(mvio8_tifwrite(&never.hook, &im.im, nullptr, path.c_str(), 8, 0, 0, nullptr), 0);
     EXPECT_EQ(never.calls.size(), 31u);  // entry, then every row
     EXPECT_EQ(never.calls.back(), std::make_pair(29, 30));
+    EXPECT_EQ(mvio8_bmpwrite(&bmp.hook, &im.im, path.c_str(), 0), 0);
+    EXPECT_EQ(bmp.calls, (std::vector<std::pair<int32_t, int32_t>>{{0, 0}, {0, 30}, {8, 30}, {16, 30}, {24, 30}}));
 }
 
 // Resolution and texts travel from one file's record into the next file.

@@ -29,16 +29,15 @@ struct Image {
         std::memcpy(&v, &bytes[i * im.pixiesize], im.pixiesize);  // little-endian host
         return v;
     }
+    void set(size_t i, uint32_t v) { std::memcpy(&bytes[i * im.pixiesize], &v, im.pixiesize); }
 };
 
-// A table of 2^bits random entries (within the bits) in the pixie type.
-std::vector<uint8_t> random_table(std::mt19937& rng, uint32_t bytes, uint32_t bits) {
-    const uint32_t entries = 1u << std::min(bits, 16u);  // 32-bit tests use up to 16 bits
-    const uint32_t maxval = bits >= 32 ? 0xFFFFFFFFu : (1u << bits) - 1u;
-    std::vector<uint8_t> t(size_t{entries} * bytes);
-    for (uint32_t i = 0; i < entries; ++i) {
-        const uint32_t v = rng() & maxval;
-        std::memcpy(&t[size_t{i} * bytes], &v, bytes);
+// `n` random values within `bits` (at most 16) in the pixie type.
+std::vector<uint8_t> random_values(std::mt19937& rng, uint32_t bytes, uint32_t bits, size_t n) {
+    std::vector<uint8_t> t(n * bytes);
+    for (size_t i = 0; i < n; ++i) {
+        const uint32_t v = rng() & ((1u << bits) - 1u);
+        std::memcpy(&t[i * bytes], &v, bytes);
     }
     return t;
 }
@@ -66,89 +65,64 @@ TEST(LutViews, TablesMatchDirectApplication) {
     const Case cases[] = {{MVTYPE_U8, 1, 8}, {MVTYPE_U8, 1, 5}, {MVTYPE_U16, 2, 16},
                           {MVTYPE_U16, 2, 12}, {MVTYPE_U32, 4, 16}, {MVTYPE_I32, 4, 9}};
     std::mt19937 rng(14);
-    for (const Case& c : cases) {
-        const uint32_t maxval = (1u << c.bits) - 1u;
+    for (const Case& c : cases)
         for (uint32_t pp : {1u, 3u}) {
             SCOPED_TRACE("type " + std::to_string(c.type) + " bits " + std::to_string(c.bits) +
                          " pixies " + std::to_string(pp));
             const uint32_t W = 37, H = 5;
             Image parent(W, H, c.type, c.bits, pp);
-            for (size_t i = 0; i < size_t{W} * H * pp; ++i) {
-                const uint32_t v = rng() & maxval;
-                std::memcpy(&parent.bytes[i * c.bytes], &v, c.bytes);
-            }
+            for (size_t i = 0; i < size_t{W} * H * pp; ++i) parent.set(i, rng() & ((1u << c.bits) - 1u));
             std::vector<std::vector<uint8_t>> out, in;
-            const void* outp[4] = {};
-            const void* inp[4] = {};
+            const void *outp[4], *inp[4];
             for (uint32_t i = 0; i < 4; ++i) {
-                out.push_back(random_table(rng, c.bytes, c.bits));
-                in.push_back(random_table(rng, c.bytes, c.bits));
+                out.push_back(random_values(rng, c.bytes, c.bits, size_t{1} << c.bits));
+                in.push_back(random_values(rng, c.bytes, c.bits, size_t{1} << c.bits));
             }
             for (uint32_t i = 0; i < 4; ++i) outp[i] = out[i].data(), inp[i] = in[i].data();
-            // Same pixie count (all, and each single pixie) and, over one
-            // pixie, pseudo-colour to 3 and 4.
+            // Same pixie count and, over one pixie, pseudo-colour to 3 and 4.
             for (uint32_t vp : pp == 1 ? std::vector<uint32_t>{0, 3, 4} : std::vector<uint32_t>{0}) {
                 mvimage view{};
-                ASSERT_EQ(0, mvimage_lut2(&view, &parent.im, 0, outp, inp, vp, vp ? vp : 0));
+                ASSERT_EQ(0, mvimage_lut2(&view, &parent.im, 0, outp, inp, vp, vp));
                 const uint32_t np = vp ? vp : pp;
                 EXPECT_EQ(np, view.pixfmt.pixies);
-                const auto all = read_all(view, c.type, (1u << np) - 1, np * c.bytes);
-                for (size_t px = 0; px < size_t{W} * H; ++px)
-                    for (uint32_t i = 0; i < np; ++i) {
-                        const uint32_t pv = parent.value(px * pp + (vp ? 0 : i));
-                        uint32_t got = 0;
-                        std::memcpy(&got, &all[(px * np + i) * c.bytes], c.bytes);
-                        ASSERT_EQ(entry(out[i], c.bytes, pv), got) << "pixel " << px << " pixie " << i;
-                    }
-                for (uint32_t i = 0; i < np; ++i) {
-                    const auto one = read_all(view, c.type, 1u << i, c.bytes, MVMODE_YSCAN);
-                    for (uint32_t x = 0; x < W; ++x)
-                        for (uint32_t y = 0; y < H; ++y) {
-                            const uint32_t pv = parent.value((size_t{y} * W + x) * pp + (vp ? 0 : i));
-                            uint32_t got = 0;
-                            std::memcpy(&got, &one[(size_t{x} * H + y) * c.bytes], c.bytes);
-                            ASSERT_EQ(entry(out[i], c.bytes, pv), got);
-                        }
-                }
-                // Writes go through the incoming tables; pseudo-colour is read-only.
-                std::vector<uint8_t> src(size_t{W} * np * c.bytes);
-                for (size_t i = 0; i < size_t{W} * np; ++i) {
-                    const uint32_t v = rng() & maxval;
-                    std::memcpy(&src[i * c.bytes], &v, c.bytes);
-                }
-                const auto kept = src;
-                const auto before = parent.bytes;
-                ASSERT_GE(view.ioset(&view, 0, c.type | MVREQ_LOW, (1u << np) - 1), 0);
-                EXPECT_EQ(vp ? 0u : W, view.iorite(&view, 0, src.data(), W, 0, 2));
-                EXPECT_EQ(kept, src) << "the caller's buffer is left as it was";
-                for (size_t px = 0; px < size_t{W} * H; ++px)
-                    for (uint32_t i = 0; i < pp; ++i) {
-                        uint32_t want = 0;
-                        std::memcpy(&want, &before[(px * pp + i) * c.bytes], c.bytes);
-                        if (!vp && px / W == 2) {
-                            uint32_t s = 0;
-                            std::memcpy(&s, &src[((px % W) * np + i) * c.bytes], c.bytes);
-                            want = entry(in[i], c.bytes, s);
-                        }
-                        ASSERT_EQ(want, parent.value(px * pp + i));
-                    }
-                if (pp == 3 && !vp) {  // one pixie written: the others stay
-                    const auto kept_parent = parent.bytes;
-                    ASSERT_GE(view.ioset(&view, MVMODE_YSCAN, c.type | MVREQ_LOW, 4), 0);
-                    EXPECT_EQ(H, view.iorite(&view, 0, src.data(), H, 3, 0));
+                // All pixies in x-scans, then each pixie alone in y-scans.
+                std::vector<std::pair<uint32_t, uint32_t>> reads{{0, np}};  // first pixie, count
+                for (uint32_t i = 0; i < np; ++i) reads.push_back({i, 1});
+                for (auto [first, count] : reads) {
+                    const uint32_t mode = count == 1 ? MVMODE_YSCAN : 0;
+                    const auto got = read_all(view, c.type, ((1u << count) - 1) << first, count * c.bytes, mode);
                     for (uint32_t y = 0; y < H; ++y)
-                        for (uint32_t i = 0; i < 3; ++i) {
-                            const size_t at = (size_t{y} * W + 3) * 3 + i;
-                            uint32_t want = 0, s = 0;
-                            std::memcpy(&want, &kept_parent[at * c.bytes], c.bytes);
-                            std::memcpy(&s, &src[y * c.bytes], c.bytes);
-                            if (i == 2) want = entry(in[2], c.bytes, s);
-                            ASSERT_EQ(want, parent.value(at));
+                        for (uint32_t x = 0; x < W; ++x)
+                            for (uint32_t i = 0; i < count; ++i) {
+                                const size_t at = (mode ? size_t{x} * H + y : size_t{y} * W + x) * count + i;
+                                const uint32_t pv = parent.value((size_t{y} * W + x) * pp + (vp ? 0 : first + i));
+                                ASSERT_EQ(entry(out[first + i], c.bytes, pv), entry(got, c.bytes, uint32_t(at)))
+                                    << x << "," << y << " pixie " << first + i;
+                            }
+                }
+                // Writes go through the incoming tables (a line of all
+                // pixies, a column of the third: the others stay);
+                // pseudo-colour is read-only.
+                struct Write { uint32_t first, count, mode, x, y, n; };
+                std::vector<Write> writes{{0, np, 0, 0, 2, W}};
+                if (pp == 3 && !vp) writes.push_back({2, 1, MVMODE_YSCAN, 3, 0, H});
+                for (const Write& wr : writes) {
+                    const auto src = random_values(rng, c.bytes, c.bits, size_t{wr.n} * wr.count);
+                    auto buf = src;
+                    std::vector<uint32_t> want(size_t{W} * H * pp);
+                    for (size_t i = 0; i < want.size(); ++i) want[i] = parent.value(i);
+                    for (uint32_t j = 0; !vp && j < wr.n; ++j)
+                        for (uint32_t i = 0; i < wr.count; ++i) {
+                            const size_t px = wr.mode ? size_t{j} * W + wr.x : size_t{wr.y} * W + j;
+                            want[px * pp + wr.first + i] = entry(in[wr.first + i], c.bytes, entry(src, c.bytes, j * wr.count + i));
                         }
+                    ASSERT_GE(view.ioset(&view, wr.mode, c.type | MVREQ_LOW, ((1u << wr.count) - 1) << wr.first), 0);
+                    EXPECT_EQ(vp ? 0u : wr.n, view.iorite(&view, 0, buf.data(), wr.n, int32_t(wr.x), int32_t(wr.y)));
+                    EXPECT_EQ(src, buf) << "the caller's buffer is left as it was";
+                    for (size_t i = 0; i < want.size(); ++i) ASSERT_EQ(want[i], parent.value(i)) << "value " << i;
                 }
             }
         }
-    }
 }
 
 TEST(LutViews, BitsOutsideTheSignificantOnesAreMasked) {
