@@ -750,38 +750,26 @@ std::vector<uint8_t> round_trip(mvimage& src, uint32_t space) {
     return read_all(back);
 }
 
+// The inexact spaces over every colour (or a dense sample): there and back
+// within a count, for HSB plus what a hue of 256 steps per turn resolves,
+// up to (max - min) x 3 / 256.  (Orders and complements are exact: the
+// model comparisons hold them.)
 TEST(ColorConverter, RoundTrips8Bit) {
-    struct Case {
-        uint32_t space;
-        bool exact;
-        uint32_t step;  // every colour, or every step-th value of each component
-    };
-    const uint32_t every = kSanitized ? 3 : 1;  // dense samples under the sanitizers
-    const Case cases[] = {
-        {MVCS_BGR, true, every}, {MVCS_CMY, true, every}, {MVCS_RGBX, true, every}, {MVCS_YCRCB, false, every},
-        {MVCS_HSB, false, kSanitized ? 5u : 2u},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(mvcolorspace_name(c.space));
-        AllColours rgb(MVCS_RGB, c.step);
-        const std::vector<uint8_t> back = round_trip(*rgb.rec(), c.space);
+    for (const uint32_t space : {MVCS_YCRCB, MVCS_HSB}) {
+        SCOPED_TRACE(mvcolorspace_name(space));
+        AllColours rgb(MVCS_RGB, space == MVCS_HSB ? (kSanitized ? 5u : 2u) : kSanitized ? 3u : 1u);
+        const std::vector<uint8_t> back = round_trip(*rgb.rec(), space);
         for (uint32_t i = 0; i < rgb.n; ++i) {
             const uint8_t* o = rgb.pixel(i);
             const uint8_t* b = back.data() + 3 * size_t{i};
             const int hi = std::max({o[0], o[1], o[2]}), lo = std::min({o[0], o[1], o[2]});
-            // HSB: within one count plus what a hue of 256 steps per turn
-            // resolves, up to (max - min) x 3 / 256 (3 counts at most).
-            const int allowed = c.exact ? 0 : c.space == MVCS_HSB ? 1 + (hi - lo) * 3 / 256 : 1;
+            const int allowed = space == MVCS_HSB ? 1 + (hi - lo) * 3 / 256 : 1;
             for (int k = 0; k < 3; ++k)
                 ASSERT_LE(std::abs(int(b[k]) - int(o[k])), allowed)
                     << int(o[0]) << "," << int(o[1]) << "," << int(o[2]) << " -> " << int(b[0]) << "," << int(b[1])
                     << "," << int(b[2]);
         }
     }
-    // The padded orders swap exactly as well.
-    AllColours bgrx(MVCS_BGRX, 5);
-    const std::vector<uint8_t> back = round_trip(*bgrx.rec(), MVCS_RGBX);
-    ASSERT_EQ(0, std::memcmp(back.data(), bgrx.pixel(0), back.size()));
 }
 
 // ---- equal spaces and request forms -------------------------------------------------

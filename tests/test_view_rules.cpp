@@ -132,6 +132,10 @@ struct SlotCheck {
 // Slot `slot` holds the kind's routine of the same name.
 #define OWN(kind, slot) SLOT(slot, mvim##kind##_##slot)
 #define OWN3(kind, slot) SLOT3(slot, mvim##kind##_##slot)
+// Every slot of a record holding the kind's routine of its name.
+#define ALL_OWN(M, kind)                                                                                            \
+    M(kind, ioread), M(kind, iorite), M(kind, iowait), M(kind, ioset), M(kind, iolen), M(kind, bxts), M(kind, bxtp), \
+        M(kind, bxta), M(kind, bxtw), M(kind, imapset), M(kind, imap), M(kind, imapr), M(kind, aeiou), M(kind, xwind)
 
 // The code an address leads to.  Under mingw-w64, g++ takes the address of
 // an imported function inside some aggregate initialisers as the import
@@ -168,16 +172,10 @@ int32_t whole_pixels_only(mvimage* im, uint32_t mode, uint32_t type, uint32_t ma
 TEST(ViewRules, SlotsHoldTheExportedRoutines) {
     mvimage null_image;
     mvimage_defnull(&null_image);
-    expect_slots(null_image, {OWN(null2, ioread), OWN(null2, iorite), OWN(null2, iowait), OWN(null2, ioset), OWN(null2, iolen),
-                              OWN(null2, bxts), OWN(null2, bxtp), OWN(null2, bxta), OWN(null2, bxtw), OWN(null2, imapset),
-                              OWN(null2, imap), OWN(null2, imapr), OWN(null2, aeiou), OWN(null2, xwind)});
+    expect_slots(null_image, {ALL_OWN(OWN, null2)});
     mvimage3 null3;
     mvimage3_defnull(&null3);
-    expect_slots(null3, {SLOT3(ioread, mvimnull3_ioread), SLOT3(iorite, mvimnull3_iorite), SLOT3(iowait, mvimnull3_iowait),
-                         SLOT3(ioset, mvimnull3_ioset), SLOT3(iolen, mvimnull3_iolen), SLOT3(bxts, mvimnull3_bxts),
-                         SLOT3(bxtp, mvimnull3_bxtp), SLOT3(bxta, mvimnull3_bxta), SLOT3(bxtw, mvimnull3_bxtw),
-                         SLOT3(imapset, mvimnull3_imapset), SLOT3(imap, mvimnull3_imap), SLOT3(imapr, mvimnull3_imapr),
-                         SLOT3(aeiou, mvimnull3_aeiou), SLOT3(xwind, mvimnull3_xwind)});
+    expect_slots(null3, {ALL_OWN(OWN3, null3)});
 
     Image rgb(Format{MVTYPE_U16, 12, 3, 0, 1, MVCS_RGB}, 8, 4, Layout{0});
     mvimage& mem = *rgb.rec();
@@ -299,16 +297,12 @@ TEST(ViewRules, SlotsHoldTheExportedRoutines) {
     ASSERT_EQ(1, v.ioset(&v, 0, low16, all));
     ASSERT_GT(v.imapset(&v, 0, low16, all), 0);
     ASSERT_EQ(1, v.bxts(&v, 0, low16, all));
-    expect_slots(v, {OWN(3to2, ioread), OWN(3to2, iorite), OWN(3to2, iowait), OWN(3to2, ioset), OWN(3to2, iolen),
-                     OWN(3to2, bxts), OWN(3to2, bxtp), OWN(3to2, bxta), OWN(3to2, bxtw), OWN(3to2, imapset),
-                     OWN(3to2, imap), OWN(3to2, imapr), OWN(3to2, aeiou), OWN(3to2, xwind)});
+    expect_slots(v, {ALL_OWN(OWN, 3to2)});
     ASSERT_EQ(0, mvimage_def3from2(&v3, &mem, 0));
     ASSERT_EQ(1, v3.ioset(&v3, MVMODE_ZSCAN, low16, all));
     ASSERT_GT(v3.imapset(&v3, 0, low16, all), 0);
     ASSERT_EQ(1, v3.bxts(&v3, 0, low16, all));
-    expect_slots(v3, {OWN3(2to3, ioread), OWN3(2to3, iorite), OWN3(2to3, iowait), OWN3(2to3, ioset), OWN3(2to3, iolen),
-                      OWN3(2to3, bxts), OWN3(2to3, bxtp), OWN3(2to3, bxta), OWN3(2to3, bxtw), OWN3(2to3, imapset),
-                      OWN3(2to3, imap), OWN3(2to3, imapr), OWN3(2to3, aeiou), OWN3(2to3, xwind)});
+    expect_slots(v3, {ALL_OWN(OWN3, 2to3)});
     ASSERT_EQ(0, mvimage3_def3from3(&v3, &m3, 1, 0, 0, 0));
     ASSERT_GE(v3.ioset(&v3, 0, low16, all), 0);
     ASSERT_GE(v3.bxts(&v3, 0, low16, all), 0);
