@@ -539,15 +539,6 @@ TEST(PerPixelViews3, ScatteredMappingAndBadInput) {
     }
     EXPECT_TRUE(kind_is(v.kind, "NULL3"));
     EXPECT_EQ(mvimage3_converter(nullptr, &a.im, nullptr, 0, 0, 0, 0), -1);
-    for (int kind = 0; kind < 3; ++kind) {
-        std::memset(&v, 0x5A, sizeof v);
-        const int32_t rc = kind == 0   ? mvimage3_converter(&v, MVPARENT_REL3(-65), nullptr, 1, 0, 0, 0)
-                           : kind == 1 ? mvimage3_colorconverter(&v, MVPARENT_REL3(-65), MVCS_GREY, 0)
-                                       : mvimage3_colorslice(&v, MVPARENT_REL3(-65), 0, 1);
-        ASSERT_EQ(rc, 0) << kind;
-        EXPECT_EQ(v.ioset(&v, 0, MVTYPE_U8, 1), MVERR_LOGIC) << kind;
-        EXPECT_EQ(v.bxts(&v, 0, MVTYPE_U8, 1), MVERR_LOGIC) << kind;
-    }
 }
 
 // ---- bad input --------------------------------------------------------------------
@@ -596,13 +587,19 @@ TEST(DimensionViews, BadInput) {
     EXPECT_EQ(v.ioset(&v, 0, MVTYPE_U8, 1), MVERR_LOGIC);
     EXPECT_EQ(v.bxts(&v, 0, MVTYPE_U8, 1), MVERR_LOGIC);
     EXPECT_EQ(v.imapset(&v, 0, MVTYPE_U8, 1), MVERR_LOGIC);
-    std::memset(&v3, 0x5A, sizeof v3);
-    ASSERT_EQ(mvimage_def3from2(&v3, MVPARENT_REL(-65), 1), 0);
-    EXPECT_EQ(v3.ioset(&v3, 0, MVTYPE_U8, 1), MVERR_LOGIC);
-    std::memset(&v3, 0x5A, sizeof v3);
-    ASSERT_EQ(mvimage3_def3from3(&v3, MVPARENT_REL3(-65), 0, 0, 0, 1), 0);
-    EXPECT_EQ(v3.ioset(&v3, 0, MVTYPE_U8, 1), MVERR_LOGIC);
-    EXPECT_EQ(v3.bxts(&v3, 0, MVTYPE_U8, 1), MVERR_LOGIC);
+    const std::pair<const char*, std::function<int32_t(mvimage3*)>> selves[] = {
+        {"one plane", [](mvimage3* w) { return mvimage_def3from2(w, MVPARENT_REL(-65), 1); }},
+        {"ring", [](mvimage3* w) { return mvimage3_def3from3(w, MVPARENT_REL3(-65), 0, 0, 0, 1); }},
+        {"converter", [](mvimage3* w) { return mvimage3_converter(w, MVPARENT_REL3(-65), nullptr, 1, 0, 0, 0); }},
+        {"colour converter", [](mvimage3* w) { return mvimage3_colorconverter(w, MVPARENT_REL3(-65), MVCS_GREY, 0); }},
+        {"colour slice", [](mvimage3* w) { return mvimage3_colorslice(w, MVPARENT_REL3(-65), 0, 1); }},
+    };
+    for (const auto& [name, make] : selves) {
+        std::memset(&v3, 0x5A, sizeof v3);
+        ASSERT_EQ(make(&v3), 0) << name;
+        EXPECT_EQ(v3.ioset(&v3, 0, MVTYPE_U8, 1), MVERR_LOGIC) << name;
+        EXPECT_EQ(v3.bxts(&v3, 0, MVTYPE_U8, 1), MVERR_LOGIC) << name;
+    }
 }
 
 }  // namespace
