@@ -18,10 +18,24 @@
 #include <utility>
 #include <vector>
 
+#ifdef _WIN32
+#include <process.h>
+#else
+#include <unistd.h>
+#endif
+
 namespace mvtest {
 
 // A file name under the test's temporary folder, deleted at the end.
 class TempPath {
+    static long process_id() {
+#ifdef _WIN32
+        return static_cast<long>(_getpid());
+#else
+        return static_cast<long>(getpid());
+#endif
+    }
+
 public:
     explicit TempPath(const std::string& stem) {
         static int serial = 0;
@@ -29,7 +43,9 @@ public:
         std::string test = info ? std::string(info->test_suite_name()) + "_" + info->name() : "x";
         for (char& c : test)
             if (c == '/') c = '_';
-        path_ = ::testing::TempDir() + "mvip_" + test + "_" + std::to_string(++serial) + "_" + stem;
+        // The process id keeps two runs of one test (two builds at once) apart.
+        path_ = ::testing::TempDir() + "mvip_" + test + "_" + std::to_string(process_id()) + "_" +
+                std::to_string(++serial) + "_" + stem;
         std::remove(path_.c_str());
     }
     ~TempPath() { std::remove(path_.c_str()); }
