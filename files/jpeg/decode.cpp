@@ -23,7 +23,9 @@ public:
         mcuy_ = ceil_div(f.height, 8 * f.vmax);
         for (uint32_t c = 0; c < f.count; ++c) {
             const Component& comp = f.comp[c];
-            stride_[c] = size_t(mcux_) * comp.h * 8;
+            // A cache line more than the padded width, so that the lines
+            // of a block do not compete for the same cache sets.
+            stride_[c] = size_t(mcux_) * comp.h * 8 + 64 / sizeof(T);
             planes_[c].assign(stride_[c] * mcuy_ * comp.v * 8, T(0));
             width_[c] = ceil_div(uint64_t(f.width) * comp.h, f.hmax);
             height_[c] = ceil_div(uint64_t(f.height) * comp.v, f.vmax);
@@ -98,8 +100,7 @@ public:
                 }
             }
             if (bits.overrun()) return MVERR_FORMAT;
-            for (size_t k = 0; k < n; ++k) transform(pending[k]);
-            std::memset(coefs.data(), 0, n * 64 * sizeof(int32_t));
+            for (size_t k = 0; k < n; ++k) transform(pending[k]);  // leaves the values zero
         }
         return 0;
     }
@@ -108,6 +109,7 @@ public:
         const uint32_t w = f_.width, n = f_.count;
         std::vector<float> lines(size_t(w) * 4), vrow(size_t(w) + 8);
         std::vector<T> rgb(size_t(w) * 3);
+        const YccToRgbU8Fn ycc_u8 = ycc_to_rgb_u8();
         const float* line[4];
         for (uint32_t c = 0; c < 4; ++c) line[c] = lines.data() + size_t(c) * w;
         const float top = float(top_), half = float((top_ + 1) / 2);
@@ -125,6 +127,12 @@ public:
                 }
                 continue;
             }
+            if constexpr (sizeof(T) == 1)
+                if (n == 3 && !rgb_stored && full(0) && full(1) && full(2)) {
+                    ycc_u8(planes_[0].data() + size_t(y) * stride_[0], planes_[1].data() + size_t(y) * stride_[1],
+                           planes_[2].data() + size_t(y) * stride_[2], w, out);
+                    continue;
+                }
             for (uint32_t c = 0; c < n; ++c) {
                 float* dst = const_cast<float*>(line[c]);
                 if (full(c)) samples_to_float(planes_[c].data() + size_t(y) * stride_[c], w, dst);
@@ -163,7 +171,17 @@ private:
         bool mean_only = false;
     };
 
-    int32_t block(BitReader& bits, const DecodeTable& dc, const DecodeTable& ac, int32_t& pred, Pending& p) {
+    // The reader is copied in and out so that its state stays in registers
+    // while the block is decoded (stores to the block could otherwise
+    // alias it).
+    int32_t block(BitReader& reader, const DecodeTable& dc, const DecodeTable& ac, int32_t& pred, Pending& p) {
+        BitReader bits = reader;
+        const int32_t rc = block_values(bits, dc, ac, pred, p);
+        reader = bits;
+        return rc;
+    }
+
+    __attribute__((always_inline)) int32_t block_values(BitReader& bits, const DecodeTable& dc, const DecodeTable& ac, int32_t& pred, Pending& p) {
         int32_t* coef = p.coef;
         const int32_t s = bits.decode(dc);
         if (s < 0 || s > 15) return MVERR_FORMAT;
@@ -206,6 +224,7 @@ private:
             const float v = std::min(std::max(float(p.coef[0]) * p.mult[0] + (float((top_ + 1) / 2) + 0.5f), 0.0f),
                                      float(top_) + 0.5f);
             const T value = T(int32_t(v));
+            p.coef[0] = 0;
             for (int r = 0; r < 8; ++r)
                 for (int c = 0; c < 8; ++c) p.out[size_t(r) * p.stride + size_t(c)] = value;
             return;
