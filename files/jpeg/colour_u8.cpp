@@ -12,7 +12,8 @@ void rgb_to_ycc_u8_plain(const uint8_t* rgb, size_t width, float* y, float* cb, 
     rgb_to_ycc(rgb, width, 128.0f, y, cb, cr);
 }
 
-void ycc_to_rgb_u8_plain(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, size_t width, uint8_t* out) {
+template <class S>
+void ycc_to_rgb_u8_plain(const S* y, const S* cb, const S* cr, size_t width, uint8_t* out) {
     for (size_t x = 0; x < width; ++x) {
         const float l = float(y[x]), b0 = float(cb[x]) - 128.0f, r0 = float(cr[x]) - 128.0f;
         out[3 * x] = uint8_t(to_sample(l + 1.402f * r0, 255.0f));
@@ -25,6 +26,11 @@ void ycc_to_rgb_u8_plain(const uint8_t* y, const uint8_t* cb, const uint8_t* cr,
 
 // Eight bytes to eight floats.
 COLOUR_AVX2 inline __m256 widen(__m128i bytes) { return _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(bytes)); }
+// Eight samples as floats.
+COLOUR_AVX2 inline __m256 load8(const uint8_t* at) {
+    return widen(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(at)));
+}
+COLOUR_AVX2 inline __m256 load8(const float* at) { return _mm256_loadu_ps(at); }
 
 // Eight pixels at a time: the 24 bytes are split into their channels by
 // byte shuffles, and the arithmetic is the plain form's, operation for
@@ -66,8 +72,8 @@ COLOUR_AVX2 inline __m256i to_samples(__m256 v) {
 
 // Sixteen pixels at a time: each channel is computed as the plain form
 // does, narrowed to bytes, and the three are interleaved by byte shuffles.
-COLOUR_AVX2 void ycc_to_rgb_u8_avx2(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, size_t width,
-                                    uint8_t* out) {
+template <class S>
+COLOUR_AVX2 void ycc_to_rgb_u8_avx2(const S* y, const S* cb, const S* cr, size_t width, uint8_t* out) {
     const __m256 half = _mm256_set1_ps(128.0f);
     const __m256 kr = _mm256_set1_ps(1.402f), kgb = _mm256_set1_ps(0.34414f), kgr = _mm256_set1_ps(0.71414f);
     const __m256 kb = _mm256_set1_ps(1.772f);
@@ -82,9 +88,9 @@ COLOUR_AVX2 void ycc_to_rgb_u8_avx2(const uint8_t* y, const uint8_t* cb, const u
         __m256i ch[3][2];
         for (int h = 0; h < 2; ++h) {
             const size_t i = x + 8 * size_t(h);
-            const __m256 l = widen(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(y + i)));
-            const __m256 u = _mm256_sub_ps(widen(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(cb + i))), half);
-            const __m256 v = _mm256_sub_ps(widen(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(cr + i))), half);
+            const __m256 l = load8(y + i);
+            const __m256 u = _mm256_sub_ps(load8(cb + i), half);
+            const __m256 v = _mm256_sub_ps(load8(cr + i), half);
             ch[0][h] = to_samples(_mm256_add_ps(l, _mm256_mul_ps(kr, v)));
             ch[1][h] = to_samples(_mm256_sub_ps(_mm256_sub_ps(l, _mm256_mul_ps(kgb, u)), _mm256_mul_ps(kgr, v)));
             ch[2][h] = to_samples(_mm256_add_ps(l, _mm256_mul_ps(kb, u)));
@@ -110,6 +116,11 @@ COLOUR_AVX2 void ycc_to_rgb_u8_avx2(const uint8_t* y, const uint8_t* cb, const u
 }  // namespace
 
 RgbToYccU8Fn rgb_to_ycc_u8() { return ops::cpu_has_avx2() ? rgb_to_ycc_u8_avx2 : rgb_to_ycc_u8_plain; }
-YccToRgbU8Fn ycc_to_rgb_u8() { return ops::cpu_has_avx2() ? ycc_to_rgb_u8_avx2 : ycc_to_rgb_u8_plain; }
+YccToRgbU8Fn<uint8_t> ycc_to_rgb_u8() {
+    return ops::cpu_has_avx2() ? ycc_to_rgb_u8_avx2<uint8_t> : ycc_to_rgb_u8_plain<uint8_t>;
+}
+YccToRgbU8Fn<float> ycc_float_to_rgb_u8() {
+    return ops::cpu_has_avx2() ? ycc_to_rgb_u8_avx2<float> : ycc_to_rgb_u8_plain<float>;
+}
 
 }  // namespace mvip::files::jpeg

@@ -7,6 +7,9 @@
 
 #include <cstring>
 #include <new>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #include <vector>
 
 namespace mvip::files::jpeg {
@@ -109,7 +112,8 @@ public:
         const uint32_t w = f_.width, n = f_.count;
         std::vector<float> lines(size_t(w) * 4), vrow(size_t(w) + 8);
         std::vector<T> rgb(size_t(w) * 3);
-        const YccToRgbU8Fn ycc_u8 = ycc_to_rgb_u8();
+        const YccToRgbU8Fn<uint8_t> ycc_u8 = ycc_to_rgb_u8();
+        const YccToRgbU8Fn<float> ycc_float = ycc_float_to_rgb_u8();
         const float* line[4];
         for (uint32_t c = 0; c < 4; ++c) line[c] = lines.data() + size_t(c) * w;
         const float top = float(top_), half = float((top_ + 1) / 2);
@@ -140,6 +144,7 @@ public:
             }
             if (n == 3) {
                 if (rgb_stored) interleave(line, 3, w, top, false, out);
+                else if constexpr (sizeof(T) == 1) ycc_float(line[0], line[1], line[2], w, out);
                 else ycc_to_rgb(line[0], line[1], line[2], w, half, top, out);
             } else if (h.adobe && h.adobe_transform == 2) {
                 // YCCK: the colour channels hold inverted inks, so the RGB
@@ -252,11 +257,33 @@ private:
         }
         const uint32_t w = f_.width;
         if (f_.hmax == 2u * comp.h) {
-            for (uint32_t x = 0; x < w; ++x) {
-                const uint32_t sx = std::min(x / 2, cw - 1);
-                const uint32_t nx = (x & 1) ? std::min(sx + 1, cw - 1) : (sx == 0 ? 0 : sx - 1);
-                out[x] = 0.75f * vrow[sx] + 0.25f * vrow[nx];
+            // Output x takes 3/4 of sample x / 2 and 1/4 of its neighbour on
+            // the side of x (edges repeated); cw is w / 2 rounded up.  The
+            // ends apart, the loop has no index arithmetic, so it vectorises.
+            const auto pair = [&](uint32_t i, uint32_t left, uint32_t right) {
+                const float near = 0.75f * vrow[i];
+                out[2 * i] = near + 0.25f * vrow[left];
+                if (2 * i + 1 < w) out[2 * i + 1] = near + 0.25f * vrow[right];
+            };
+            pair(0, 0, std::min(1u, cw - 1));
+            const uint32_t last = cw - 1;
+            uint32_t i = 1;
+#if defined(__SSE2__)
+            const __m128 three = _mm_set1_ps(0.75f), one = _mm_set1_ps(0.25f);
+            for (; i + 4 <= last; i += 4) {
+                const __m128 near = _mm_mul_ps(three, _mm_loadu_ps(vrow + i));
+                const __m128 even = _mm_add_ps(near, _mm_mul_ps(one, _mm_loadu_ps(vrow + i - 1)));
+                const __m128 odd = _mm_add_ps(near, _mm_mul_ps(one, _mm_loadu_ps(vrow + i + 1)));
+                _mm_storeu_ps(out + 2 * i, _mm_unpacklo_ps(even, odd));
+                _mm_storeu_ps(out + 2 * i + 4, _mm_unpackhi_ps(even, odd));
             }
+#endif
+            for (; i < last; ++i) {
+                const float near = 0.75f * vrow[i];
+                out[2 * i] = near + 0.25f * vrow[i - 1];
+                out[2 * i + 1] = near + 0.25f * vrow[i + 1];
+            }
+            if (last > 0) pair(last, last - 1, last);
         } else {
             for (uint32_t x = 0; x < w; ++x) out[x] = vrow[std::min(uint32_t(uint64_t(x) * comp.h / f_.hmax), cw - 1)];
         }
