@@ -478,17 +478,22 @@ TEST(JpegKernelTwins, VectorFormsEqualPlainForms) {
         for (auto& v : rgb) v = uint8_t(rng() % 5 == 0 ? (rng() % 2) * 255 : rng());
         for (auto& v : planes) v = uint8_t(rng() % 5 == 0 ? (rng() % 2) * 255 : rng());
         std::vector<float> f[2] = {std::vector<float>(3 * width), std::vector<float>(3 * width)};
+        std::vector<float> lines(3 * width);  // upsampled lines run a little past the range
+        for (auto& v : lines) v = float(int32_t(rng() % 3000) - 200) / 10.0f;
         std::vector<uint8_t> out[2] = {std::vector<uint8_t>(3 * width), std::vector<uint8_t>(3 * width)};
+        std::vector<uint8_t> from_float[2] = {out[0], out[1]};
         for (int i = 0; i < 2; ++i) {
             mvip::ops::cpu_limit(i == 0 ? CpuLevel::plain : CpuLevel::avx2);
             float* p = f[i].data();
             jp::rgb_to_ycc_u8()(rgb.data(), width, p, p + width, p + 2 * width);
             const uint8_t* q = planes.data();
             jp::ycc_to_rgb_u8()(q, q + width, q + 2 * width, width, out[i].data());
+            const float* l = lines.data();
+            jp::ycc_float_to_rgb_u8()(l, l + width, l + 2 * width, width, from_float[i].data());
         }
         mvip::ops::cpu_limit(CpuLevel::avx512);
         ASSERT_EQ(std::memcmp(f[0].data(), f[1].data(), f[0].size() * sizeof(float)), 0) << "width " << width;
-        ASSERT_TRUE(out[0] == out[1]) << "width " << width;
+        ASSERT_TRUE(out[0] == out[1] && from_float[0] == from_float[1]) << "width " << width;
     }
 }
 
