@@ -492,7 +492,7 @@ TEST(JpegKernelTwins, VectorFormsEqualPlainForms) {
             jp::ycc_float_to_rgb_u8()(l, l + width, l + 2 * width, width, from_float[i].data());
         }
         mvip::ops::cpu_limit(CpuLevel::avx512);
-        ASSERT_EQ(std::memcmp(f[0].data(), f[1].data(), f[0].size() * sizeof(float)), 0) << "width " << width;
+        ASSERT_TRUE(width == 0 || std::memcmp(f[0].data(), f[1].data(), f[0].size() * sizeof(float)) == 0) << "width " << width;
         ASSERT_TRUE(out[0] == out[1] && from_float[0] == from_float[1]) << "width " << width;
     }
 }

@@ -244,9 +244,9 @@ __attribute__((target("avx2"))) void inverse_u8_avx2(int32_t in[64], const float
         const __m128i lo = _mm256_castsi256_si128(rows), hi = _mm256_extracti128_si256(rows, 1);
         uint8_t* o = out + size_t(4 * h) * stride;
         _mm_storel_epi64(reinterpret_cast<__m128i*>(o), lo);
-        _mm_storeh_pd(reinterpret_cast<double*>(o + stride), _mm_castsi128_pd(lo));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(o + stride), _mm_unpackhi_epi64(lo, lo));
         _mm_storel_epi64(reinterpret_cast<__m128i*>(o + 2 * stride), hi);
-        _mm_storeh_pd(reinterpret_cast<double*>(o + 3 * stride), _mm_castsi128_pd(hi));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(o + 3 * stride), _mm_unpackhi_epi64(hi, hi));
     }
 }
 __attribute__((target("avx2"))) void inverse_u16_avx2(int32_t in[64], const float m[64], uint16_t* out,
