@@ -11,12 +11,17 @@
 //
 // This program links the library's objects rather than the shared library:
 // the level limit is internal.
+#include "files/jpeg/colour.hpp"
+#include "files/jpeg/dct.hpp"
 #include "ops/cpu.hpp"
 #include "test_util.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cstdio>
+#include <cstring>
+#include <random>
 #include <functional>
 #include <memory>
 #include <tuple>
@@ -420,5 +425,76 @@ INSTANTIATE_TEST_SUITE_P(All, Twins, ::testing::ValuesIn(twins()),
                                  if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
                              return n;
                          });
+
+}  // namespace
+
+// The JPEG kernels on their own, on data a file rarely gives them: samples
+// at the ends of their range, coefficients far past what samples give (so
+// that every clamp and rounding is reached), colour at every width up to
+// two vector steps past the tail.
+namespace {
+
+TEST(JpegKernelTwins, VectorFormsEqualPlainForms) {
+    namespace jp = mvip::files::jpeg;
+    if (mvip::ops::cpu_detected() < CpuLevel::avx2) GTEST_SKIP() << "the processor has no avx2";
+    mvip::ops::cpu_limit(CpuLevel::avx512);
+    std::mt19937 rng(11);
+    uint16_t table[64];
+    for (auto& q : table) q = uint16_t(1 + rng() % 60);
+    table[0] = table[1] = 1;  // quantised values that reach the clamp
+    float fmul[64], imul[64];
+    jp::forward_multipliers(table, fmul);
+    jp::inverse_multipliers(table, imul);
+    for (int n = 0; n < 3000; ++n) {
+        const int32_t half = n % 2 ? 2048 : 128;
+        float s[8 * 11];
+        for (float& v : s)
+            v = n % 7 == 0 ? float(-half)
+                : n % 5 == 0 ? float(rng() % 2 ? half - 1 : -half) : float(int32_t(rng() % (2 * half)) - half);
+        int32_t a[64], b[64];
+        const float limit = float(half * 8 - 1);
+        jp::forward_transform_plain()(s, 11, fmul, limit, a);
+        jp::forward_transform()(s, 11, fmul, limit, b);
+        ASSERT_TRUE(std::equal(a, a + 64, b)) << "forward, block " << n;
+        const int32_t spread = std::array<int32_t, 4>{3, 60, 2000, 30000}[n % 4];
+        std::copy_n(random_coefs(64, spread, uint32_t(n)).begin(), 64, a);
+        std::copy_n(a, 64, b);
+        uint8_t p8[8 * 9], w8[8 * 9];
+        uint16_t p16[8 * 9], w16[8 * 9];
+        jp::inverse_transform_u8_plain()(a, imul, p8, 9);
+        jp::inverse_transform_u8()(b, imul, w8, 9);
+        ASSERT_TRUE(std::equal(a, a + 64, b) && a[7] == 0) << "inverse leaves the block zero";
+        std::copy_n(random_coefs(64, spread, uint32_t(n) + 7).begin(), 64, a);
+        std::copy_n(a, 64, b);
+        jp::inverse_transform_u16_plain()(a, imul, p16, 9, 4095);
+        jp::inverse_transform_u16()(b, imul, w16, 9, 4095);
+        for (int r = 0; r < 8; ++r) {
+            ASSERT_TRUE(std::equal(p8 + 9 * r, p8 + 9 * r + 8, w8 + 9 * r)) << "inverse u8, block " << n;
+            ASSERT_TRUE(std::equal(p16 + 9 * r, p16 + 9 * r + 8, w16 + 9 * r)) << "inverse u16, block " << n;
+        }
+    }
+    for (size_t width = 0; width <= 40; ++width) {
+        std::vector<uint8_t> rgb(3 * width), planes(3 * width);
+        for (auto& v : rgb) v = uint8_t(rng() % 5 == 0 ? (rng() % 2) * 255 : rng());
+        for (auto& v : planes) v = uint8_t(rng() % 5 == 0 ? (rng() % 2) * 255 : rng());
+        std::vector<float> f[2] = {std::vector<float>(3 * width), std::vector<float>(3 * width)};
+        std::vector<float> lines(3 * width);  // upsampled lines run a little past the range
+        for (auto& v : lines) v = float(int32_t(rng() % 3000) - 200) / 10.0f;
+        std::vector<uint8_t> out[2] = {std::vector<uint8_t>(3 * width), std::vector<uint8_t>(3 * width)};
+        std::vector<uint8_t> from_float[2] = {out[0], out[1]};
+        for (int i = 0; i < 2; ++i) {
+            mvip::ops::cpu_limit(i == 0 ? CpuLevel::plain : CpuLevel::avx2);
+            float* p = f[i].data();
+            jp::rgb_to_ycc_u8()(rgb.data(), width, p, p + width, p + 2 * width);
+            const uint8_t* q = planes.data();
+            jp::ycc_to_rgb_u8()(q, q + width, q + 2 * width, width, out[i].data());
+            const float* l = lines.data();
+            jp::ycc_float_to_rgb_u8()(l, l + width, l + 2 * width, width, from_float[i].data());
+        }
+        mvip::ops::cpu_limit(CpuLevel::avx512);
+        ASSERT_TRUE(width == 0 || std::memcmp(f[0].data(), f[1].data(), f[0].size() * sizeof(float)) == 0) << "width " << width;
+        ASSERT_TRUE(out[0] == out[1] && from_float[0] == from_float[1]) << "width " << width;
+    }
+}
 
 }  // namespace

@@ -94,4 +94,16 @@ inline void interleave(const float* const* lines, uint32_t count, size_t width, 
     }
 }
 
+// The 8-bit forms the codec uses most, with AVX2 twins chosen once per
+// call: interleaved RGB to the three level-shifted planes (as rgb_to_ycc
+// with half 128), and Y, Cb and Cr lines, 8-bit samples or floats (after
+// upsampling), straight to interleaved RGB (as samples_to_float and
+// ycc_to_rgb with half 128, top 255).
+using RgbToYccU8Fn = void (*)(const uint8_t* rgb, size_t width, float* y, float* cb, float* cr);
+template <class S>
+using YccToRgbU8Fn = void (*)(const S* y, const S* cb, const S* cr, size_t width, uint8_t* out);
+RgbToYccU8Fn rgb_to_ycc_u8();
+YccToRgbU8Fn<uint8_t> ycc_to_rgb_u8();
+YccToRgbU8Fn<float> ycc_float_to_rgb_u8();
+
 }  // namespace mvip::files::jpeg

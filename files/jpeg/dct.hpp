@@ -33,10 +33,12 @@ void inverse_multipliers(const uint16_t table[64], float out[64]);
 // clamped to -limit .. limit.
 using ForwardFn = void (*)(const float* samples, size_t stride, const float mult[64], float limit, int32_t out[64]);
 // Inverse transform of one block of quantised values (transposed order):
-// out receives 8 rows of 8 samples at `stride` apart, level shift `shift`
-// added, rounded and clamped to 0 .. top.
-using InverseU8Fn = void (*)(const int32_t in[64], const float mult[64], uint8_t* out, size_t stride);
-using InverseU16Fn = void (*)(const int32_t in[64], const float mult[64], uint16_t* out, size_t stride,
+// out receives 8 rows of 8 samples at `stride` apart, level shift (half
+// of top + 1) added, rounded and clamped to 0 .. top.  The block is left
+// all zero, ready for the next one (the decoder writes only the non-zero
+// values).
+using InverseU8Fn = void (*)(int32_t in[64], const float mult[64], uint8_t* out, size_t stride);
+using InverseU16Fn = void (*)(int32_t in[64], const float mult[64], uint16_t* out, size_t stride,
                               uint32_t top);
 
 // The forms for the processor the library runs on.

@@ -7,6 +7,9 @@
 
 #include <cstring>
 #include <new>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #include <vector>
 
 namespace mvip::files::jpeg {
@@ -23,7 +26,9 @@ public:
         mcuy_ = ceil_div(f.height, 8 * f.vmax);
         for (uint32_t c = 0; c < f.count; ++c) {
             const Component& comp = f.comp[c];
-            stride_[c] = size_t(mcux_) * comp.h * 8;
+            // A cache line more than the padded width, so that the lines
+            // of a block do not compete for the same cache sets.
+            stride_[c] = size_t(mcux_) * comp.h * 8 + 64 / sizeof(T);
             planes_[c].assign(stride_[c] * mcuy_ * comp.v * 8, T(0));
             width_[c] = ceil_div(uint64_t(f.width) * comp.h, f.hmax);
             height_[c] = ceil_div(uint64_t(f.height) * comp.v, f.vmax);
@@ -98,8 +103,7 @@ public:
                 }
             }
             if (bits.overrun()) return MVERR_FORMAT;
-            for (size_t k = 0; k < n; ++k) transform(pending[k]);
-            std::memset(coefs.data(), 0, n * 64 * sizeof(int32_t));
+            for (size_t k = 0; k < n; ++k) transform(pending[k]);  // leaves the values zero
         }
         return 0;
     }
@@ -108,6 +112,8 @@ public:
         const uint32_t w = f_.width, n = f_.count;
         std::vector<float> lines(size_t(w) * 4), vrow(size_t(w) + 8);
         std::vector<T> rgb(size_t(w) * 3);
+        const YccToRgbU8Fn<uint8_t> ycc_u8 = ycc_to_rgb_u8();
+        const YccToRgbU8Fn<float> ycc_float = ycc_float_to_rgb_u8();
         const float* line[4];
         for (uint32_t c = 0; c < 4; ++c) line[c] = lines.data() + size_t(c) * w;
         const float top = float(top_), half = float((top_ + 1) / 2);
@@ -125,6 +131,12 @@ public:
                 }
                 continue;
             }
+            if constexpr (sizeof(T) == 1)
+                if (n == 3 && !rgb_stored && full(0) && full(1) && full(2)) {
+                    ycc_u8(planes_[0].data() + size_t(y) * stride_[0], planes_[1].data() + size_t(y) * stride_[1],
+                           planes_[2].data() + size_t(y) * stride_[2], w, out);
+                    continue;
+                }
             for (uint32_t c = 0; c < n; ++c) {
                 float* dst = const_cast<float*>(line[c]);
                 if (full(c)) samples_to_float(planes_[c].data() + size_t(y) * stride_[c], w, dst);
@@ -132,6 +144,7 @@ public:
             }
             if (n == 3) {
                 if (rgb_stored) interleave(line, 3, w, top, false, out);
+                else if constexpr (sizeof(T) == 1) ycc_float(line[0], line[1], line[2], w, out);
                 else ycc_to_rgb(line[0], line[1], line[2], w, half, top, out);
             } else if (h.adobe && h.adobe_transform == 2) {
                 // YCCK: the colour channels hold inverted inks, so the RGB
@@ -163,7 +176,17 @@ private:
         bool mean_only = false;
     };
 
-    int32_t block(BitReader& bits, const DecodeTable& dc, const DecodeTable& ac, int32_t& pred, Pending& p) {
+    // The reader is copied in and out so that its state stays in registers
+    // while the block is decoded (stores to the block could otherwise
+    // alias it).
+    int32_t block(BitReader& reader, const DecodeTable& dc, const DecodeTable& ac, int32_t& pred, Pending& p) {
+        BitReader bits = reader;
+        const int32_t rc = block_values(bits, dc, ac, pred, p);
+        reader = bits;
+        return rc;
+    }
+
+    __attribute__((always_inline)) int32_t block_values(BitReader& bits, const DecodeTable& dc, const DecodeTable& ac, int32_t& pred, Pending& p) {
         int32_t* coef = p.coef;
         const int32_t s = bits.decode(dc);
         if (s < 0 || s > 15) return MVERR_FORMAT;
@@ -206,6 +229,7 @@ private:
             const float v = std::min(std::max(float(p.coef[0]) * p.mult[0] + (float((top_ + 1) / 2) + 0.5f), 0.0f),
                                      float(top_) + 0.5f);
             const T value = T(int32_t(v));
+            p.coef[0] = 0;
             for (int r = 0; r < 8; ++r)
                 for (int c = 0; c < 8; ++c) p.out[size_t(r) * p.stride + size_t(c)] = value;
             return;
@@ -233,11 +257,33 @@ private:
         }
         const uint32_t w = f_.width;
         if (f_.hmax == 2u * comp.h) {
-            for (uint32_t x = 0; x < w; ++x) {
-                const uint32_t sx = std::min(x / 2, cw - 1);
-                const uint32_t nx = (x & 1) ? std::min(sx + 1, cw - 1) : (sx == 0 ? 0 : sx - 1);
-                out[x] = 0.75f * vrow[sx] + 0.25f * vrow[nx];
+            // Output x takes 3/4 of sample x / 2 and 1/4 of its neighbour on
+            // the side of x (edges repeated); cw is w / 2 rounded up.  The
+            // ends apart, the loop has no index arithmetic, so it vectorises.
+            const auto pair = [&](uint32_t i, uint32_t left, uint32_t right) {
+                const float near = 0.75f * vrow[i];
+                out[2 * i] = near + 0.25f * vrow[left];
+                if (2 * i + 1 < w) out[2 * i + 1] = near + 0.25f * vrow[right];
+            };
+            pair(0, 0, std::min(1u, cw - 1));
+            const uint32_t last = cw - 1;
+            uint32_t i = 1;
+#if defined(__SSE2__)
+            const __m128 three = _mm_set1_ps(0.75f), one = _mm_set1_ps(0.25f);
+            for (; i + 4 <= last; i += 4) {
+                const __m128 near = _mm_mul_ps(three, _mm_loadu_ps(vrow + i));
+                const __m128 even = _mm_add_ps(near, _mm_mul_ps(one, _mm_loadu_ps(vrow + i - 1)));
+                const __m128 odd = _mm_add_ps(near, _mm_mul_ps(one, _mm_loadu_ps(vrow + i + 1)));
+                _mm_storeu_ps(out + 2 * i, _mm_unpacklo_ps(even, odd));
+                _mm_storeu_ps(out + 2 * i + 4, _mm_unpackhi_ps(even, odd));
             }
+#endif
+            for (; i < last; ++i) {
+                const float near = 0.75f * vrow[i];
+                out[2 * i] = near + 0.25f * vrow[i - 1];
+                out[2 * i + 1] = near + 0.25f * vrow[i + 1];
+            }
+            if (last > 0) pair(last, last - 1, last);
         } else {
             for (uint32_t x = 0; x < w; ++x) out[x] = vrow[std::min(uint32_t(uint64_t(x) * comp.h / f_.hmax), cw - 1)];
         }

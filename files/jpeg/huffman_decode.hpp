@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace mvip::files::jpeg {
 
@@ -80,6 +81,21 @@ public:
 
 private:
     void fill() {
+        if (end_ - p_ >= 8) {
+            // Whole bytes at once when the next eight hold no 0xFF.
+            uint64_t w;
+            std::memcpy(&w, p_, 8);
+            w = __builtin_bswap64(w);
+            const uint64_t inv = ~w;
+            if (((inv - 0x0101010101010101u) & ~inv & 0x8080808080808080u) == 0) {
+                const uint32_t take = (64 - bits_) / 8, now = bits_ + 8 * take;
+                const uint64_t add = w >> bits_;
+                acc_ |= now == 64 ? add : add & ~(~uint64_t(0) >> now);
+                bits_ = now;
+                p_ += take;
+                return;
+            }
+        }
         while (bits_ <= 56) {
             uint32_t b = 0;
             if (p_ < end_ && (p_[0] != 0xFF || (p_ + 1 < end_ && p_[1] == 0))) {

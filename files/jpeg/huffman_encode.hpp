@@ -4,6 +4,7 @@
 // tables made to measure).
 #pragma once
 
+#include "files/jpeg/dct.hpp"
 #include "files/jpeg/tables.hpp"
 
 #include <cstddef>
@@ -94,38 +95,63 @@ inline uint32_t category(int32_t v) {
     return a == 0 ? 0 : 32u - uint32_t(__builtin_clz(a));
 }
 
+// Where each coefficient goes in the coding order.  The coder finds the
+// non-zero values of a block with vector compares in its own (transposed)
+// order and turns that mask into a mask in zig-zag order four bits at a
+// time: `zigzag_bits[i][n]` has the zig-zag positions of the values
+// 4i .. 4i + 3 picked by the bits of n.  This keeps the coder from
+// rearranging all 64 values when only a few are non-zero.
+struct BlockOrder {
+    uint8_t index[64];  // zig-zag position -> transposed index
+    uint64_t zigzag_bits[16][16];
+    BlockOrder() {
+        uint8_t position[64];
+        for (uint32_t k = 0; k < 64; ++k) {
+            index[k] = transposed(kZigzag[k]);
+            position[index[k]] = uint8_t(k);
+        }
+        for (uint32_t i = 0; i < 16; ++i)
+            for (uint32_t n = 0; n < 16; ++n) {
+                uint64_t m = 0;
+                for (uint32_t j = 0; j < 4; ++j)
+                    if (n >> j & 1) m |= uint64_t(1) << position[4 * i + j];
+                zigzag_bits[i][n] = m;
+            }
+    }
+};
+
 // Which of 64 values are not zero, one bit each (bit k for value k).
-inline uint64_t nonzero_mask(const int16_t v[64]) {
-#if defined(__SSE2__)
+inline uint64_t nonzero_mask(const int32_t v[64]) {
     uint64_t mask = 0;
+#if defined(__SSE2__)
     const __m128i zero = _mm_setzero_si128();
     for (int i = 0; i < 4; ++i) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(v + 16 * i));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(v + 16 * i + 8));
+        const __m128i* at = reinterpret_cast<const __m128i*>(v + 16 * i);
+        // Saturating packs keep non-zero values non-zero.
+        const __m128i a = _mm_packs_epi32(_mm_loadu_si128(at), _mm_loadu_si128(at + 1));
+        const __m128i b = _mm_packs_epi32(_mm_loadu_si128(at + 2), _mm_loadu_si128(at + 3));
         const __m128i zeros = _mm_cmpeq_epi8(_mm_packs_epi16(a, b), zero);
         mask |= uint64_t(uint32_t(~_mm_movemask_epi8(zeros)) & 0xFFFFu) << (16 * i);
     }
-    return mask;
 #else
-    uint64_t mask = 0;
     for (int k = 0; k < 64; ++k) mask |= uint64_t(v[k] != 0) << k;
-    return mask;
 #endif
+    return mask;
 }
 
-// One block: `coef` in transposed order, `order` maps zig-zag positions to
-// transposed indices; `last_dc` is the component's DC prediction.
+// One block: `coef` in transposed order; `last_dc` is the component's DC
+// prediction.
 template <class Sink>
-inline void encode_block(Sink& sink, const int32_t coef[64], const uint8_t order[64], int32_t& last_dc,
+inline void encode_block(Sink& sink, const int32_t coef[64], const BlockOrder& order, int32_t& last_dc,
                          const EncodeTable& dc, const EncodeTable& ac) {
     const int32_t diff = coef[0] - last_dc;
     last_dc = coef[0];
     uint32_t cat = category(diff);
     sink.code(dc, cat, uint32_t(diff < 0 ? diff - 1 : diff) & ((1u << cat) - 1u), cat);
-    int16_t zz[64];
-    zz[0] = 0;
-    for (int k = 1; k < 64; ++k) zz[k] = int16_t(coef[order[k]]);
-    uint64_t nonzero = nonzero_mask(zz) & ~uint64_t(1);
+    const uint64_t mask = nonzero_mask(coef);
+    uint64_t nonzero = 0;
+    for (uint32_t i = 0; i < 16; ++i) nonzero |= order.zigzag_bits[i][(mask >> (4 * i)) & 15];
+    nonzero &= ~uint64_t(1);
     int last = 0;
     while (nonzero != 0) {
         const int k = __builtin_ctzll(nonzero);
@@ -135,7 +161,7 @@ inline void encode_block(Sink& sink, const int32_t coef[64], const uint8_t order
             sink.code(ac, 0xF0, 0, 0);
             run -= 16;
         }
-        const int32_t v = zz[k];
+        const int32_t v = coef[order.index[k]];
         cat = category(v);
         sink.code(ac, run << 4 | cat, uint32_t(v < 0 ? v - 1 : v) & ((1u << cat) - 1u), cat);
         last = k;

@@ -118,10 +118,9 @@ class BandCoder {
 public:
     BandCoder(LineReader& lines, const Params& p, EncodeTable tables[4])
         : lines_(lines), p_(p), tables_(tables), width_(lines.width()), height_(lines.height()),
-          padded_((width_ + 7) / 8 * 8) {
+          padded_((width_ + 7) / 8 * 8), stride_(padded_ + 16) {
         for (int t = 0; t < 2; ++t) forward_multipliers(p.quant[t], mult_[t]);
-        for (int k = 0; k < 64; ++k) order_[k] = transposed(kZigzag[k]);
-        planes_.assign(size_t(p.components) * 8 * padded_, 0.0f);
+        planes_.assign(size_t(p.components) * 8 * stride_, 0.0f);
         line_.resize(size_t(width_) * lines.pixies() * (p.bits > 8 ? 2 : 1));
     }
 
@@ -131,14 +130,14 @@ public:
         const float limit = float((1 << (p_.bits + 2)) - 1);  // largest value the categories allow
         int32_t last_dc[3] = {};
         int32_t coef[64];
-        const size_t plane = size_t(8) * padded_;
+        const size_t plane = size_t(8) * stride_;
         for (uint32_t top = 0; top < height_; top += 8) {
             if (const int32_t stop = poll_hook(hook, top, height_)) return stop;
             if (const int32_t rc = p_.bits > 8 ? load_band<uint16_t>(top) : load_band<uint8_t>(top)) return rc;
             for (uint32_t x = 0; x < padded_; x += 8) {
                 sink.reserve_block();
                 for (uint32_t c = 0; c < p_.components; ++c) {
-                    forward(planes_.data() + c * plane + x, padded_, mult_[c == 0 ? 0 : 1], limit, coef);
+                    forward(planes_.data() + c * plane + x, stride_, mult_[c == 0 ? 0 : 1], limit, coef);
                     encode_block(sink, coef, order_, last_dc[c], tables_[c == 0 ? 0 : 2], tables_[c == 0 ? 1 : 3]);
                 }
             }
@@ -151,14 +150,15 @@ private:
     template <class T>
     int32_t load_band(uint32_t top) {
         const float half = float(1u << (p_.bits - 1));
-        const size_t plane = size_t(8) * padded_;
+        const size_t plane = size_t(8) * stride_;
         for (uint32_t r = 0; r < 8; ++r) {
             const uint32_t y = std::min(top + r, height_ - 1);
             const T* in = static_cast<const T*>(lines_.view(y, line_.data()));
             if (in == nullptr) return MVERR_FILEIO;
             float* rows[3] = {};
-            for (uint32_t c = 0; c < p_.components; ++c) rows[c] = planes_.data() + c * plane + size_t(r) * padded_;
+            for (uint32_t c = 0; c < p_.components; ++c) rows[c] = planes_.data() + c * plane + size_t(r) * stride_;
             if (p_.components == 1) grey_to_float(in, width_, half, rows[0]);
+            else if constexpr (sizeof(T) == 1) rgb_u8_(in, width_, rows[0], rows[1], rows[2]);
             else rgb_to_ycc(in, width_, half, rows[0], rows[1], rows[2]);
             for (uint32_t c = 0; c < p_.components; ++c)
                 for (uint32_t x = width_; x < padded_; ++x) rows[c][x] = rows[c][width_ - 1];
@@ -169,11 +169,15 @@ private:
     LineReader& lines_;
     const Params& p_;
     EncodeTable* tables_;
-    uint32_t width_, height_, padded_;
+    // Lines of the band's planes lie `stride_` floats apart, a little more
+    // than the padded width: at a power of two apart, the eight lines a
+    // block reads would compete for the same few cache sets.
+    uint32_t width_, height_, padded_, stride_;
     float mult_[2][64];
-    uint8_t order_[64];
+    BlockOrder order_;
     std::vector<float> planes_;
     std::vector<uint8_t> line_;
+    RgbToYccU8Fn rgb_u8_ = rgb_to_ycc_u8();
 };
 
 int32_t write_jpeg(mvabort* hook, mvimage* im, const char* filename, uint32_t bits, const mvfileinfo* info) {
