@@ -152,6 +152,8 @@ int32_t pixcontrastperc(mvabort* hook, mvimage* src, mvimage* dst, uint32_t lowp
     if (lowvalue) *lowvalue = perc[lowperc];
     if (highvalue) *highvalue = perc[highperc];
     if (hook && hook->abortfn) hook->abortfn(hook, 2, -2);
+    // The stretch is a call of its own, hook at entry included.
+    if (const auto stop = hook_at_entry(hook)) return *stop;
     return pixcontrast(hook, src, dst, static_cast<int32_t>(perc[lowperc]),
                        static_cast<int32_t>(perc[highperc]), runs);
 }
