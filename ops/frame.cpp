@@ -252,9 +252,7 @@ void Frame::unmap(int i, mvmapdesc& desc) const {
 int32_t Frame::walk(Kernel in_place, Kernel buffered, const void* params) {
     if (setup_.options & kColumns) return walk_columns(buffered, params);
     if (!setup_.runs) return walk_rows(in_place, buffered, params);
-    return each_stretch([&](uint32_t x, uint32_t y, uint32_t n) {
-        walk_stretch(x, y, n, in_place, buffered, params);
-    });
+    return walk_runs(in_place, buffered, params);
 }
 
 int32_t Frame::walk_rows(Kernel in_place, Kernel buffered, const void* params) {
@@ -340,6 +338,72 @@ void Frame::walk_stretch(uint32_t x, uint32_t y, uint32_t n, Kernel in_place, Ke
         if (has_destination) write_stretch(kDestination, lines[work], x, y, n);
     }
     for (int i = 0; i < work; ++i) unmap(i, other[i]);
+}
+
+// The run walk: the runs of one line share its mappings where every image
+// maps the line (one mapping per line, not per run); otherwise each run is
+// a stretch of its own.  Polled as each_stretch polls.
+int32_t Frame::walk_runs(Kernel in_place, Kernel buffered, const void* params) {
+    const mvywindow& w = setup_.sources[0]->wind;
+    const mvscanrun* runs = setup_.runs->runs;
+    const size_t count = setup_.runs->count;
+    uint32_t band = UINT32_MAX;
+    for (size_t i = 0, j = 0; i < count; i = j) {
+        for (j = i + 1; j < count && runs[j].coord.y == runs[i].coord.y;) ++j;
+        const uint32_t y = uint32_t(runs[i].coord.y) - uint32_t(w.nw.y);
+        if (y >= height_) continue;
+        if (y / 8 != band) {
+            band = y / 8;
+            if (const int32_t stop = poll(y & ~7u, height_)) return stop;
+        }
+        if (mapping_ && walk_mapped_runs(y, runs + i, j - i, in_place, params)) continue;
+        for (size_t k = i; k < j; ++k) {
+            const uint32_t x = uint32_t(runs[k].coord.x) - uint32_t(w.nw.x);
+            if (runs[k].len <= 0 || x >= width_) continue;
+            walk_stretch(x, y, std::min(uint32_t(runs[k].len), width_ - x), in_place, buffered, params);
+        }
+    }
+    return 0;
+}
+
+// Runs the kernel on every run of line y on mapped memory, when every
+// image maps the line and the destination is the working source's memory
+// or overlaps none of the sources.  False: nothing done.
+bool Frame::walk_mapped_runs(uint32_t y, const mvscanrun* runs, size_t count, Kernel kernel,
+                             const void* params) {
+    const int sources = setup_.source_count;
+    const int work = sources - 1;
+    const bool has_destination = images_[kDestination] != nullptr;
+    const size_t bytes = line_values() * value_bytes_;
+    mvmapdesc maps[4]{};
+    unsigned char* base[4] = {};
+    bool ok = true;
+    for (int i = 0; i < sources && ok; ++i)
+        ok = (base[i] = static_cast<unsigned char*>(map_line(i, y, maps[i]))) != nullptr;
+    unsigned char* out = base[work];
+    if (ok && has_destination) {
+        out = static_cast<unsigned char*>(map_line(kDestination, y, maps[kDestination]));
+        if (!out) stop_mapping();
+        ok = out != nullptr;
+        for (int i = 0; i < sources && ok && out != base[work]; ++i) ok = !ranges_overlap(out, base[i], bytes);
+    }
+    if (ok) {
+        const mvimage* first = setup_.sources[0];
+        for (size_t k = 0; k < count; ++k) {
+            const uint32_t x = uint32_t(runs[k].coord.x) - uint32_t(first->wind.nw.x);
+            if (runs[k].len <= 0 || x >= width_) continue;
+            const uint32_t n = std::min(uint32_t(runs[k].len), width_ - x);
+            const size_t at = size_t{x} * pixel_bytes_;
+            void* lines[4] = {};
+            for (int i = 0; i < sources; ++i) lines[i] = base[i] + at;
+            lines[kOutLine] = out + at;
+            const int32_t kx = (setup_.options & kFixedArgs) ? setup_.fixed[0] : runs[k].coord.x;
+            const int32_t ky = (setup_.options & kFixedArgs) ? setup_.fixed[1] : runs[k].coord.y;
+            kernel(lines, size_t{n} * pixies_, kx, ky, params);
+        }
+    }
+    for (int i = 0; i < 4; ++i) unmap(i, maps[i]);
+    return ok;
 }
 
 int32_t Frame::walk_columns(Kernel buffered, const void* params) {

@@ -143,6 +143,9 @@ private:
     int32_t walk_rows(Kernel in_place, Kernel buffered, const void* params);
     void walk_stretch(uint32_t x, uint32_t y, uint32_t n, Kernel in_place, Kernel buffered,
                       const void* params);
+    int32_t walk_runs(Kernel in_place, Kernel buffered, const void* params);
+    bool walk_mapped_runs(uint32_t y, const mvscanrun* runs, size_t count, Kernel kernel,
+                          const void* params);
     bool walk_block(uint32_t y, uint32_t rows, Kernel kernel, const void* params);
     int32_t walk_columns(Kernel buffered, const void* params);
 
