@@ -2782,7 +2782,8 @@ MVIP_API int32_t mvirp8_masscenterpow(mvabort *hook, mvimregion *region, double 
  * `fill` everywhere else.  The view copies the image's dimensions, pixel
  * format and geometry, and its window is first the whole image; it keeps
  * the region (read at every transfer, never owned: the region must stay
- * in place while the view is used).  Its window is its own: (x, y) of a
+ * in place while the view is used; the view's transfers go through the
+ * slots of region->image, whose access state they set).  Its window is its own: (x, y) of a
  * transfer is relative to the view's window, the image's pixel at that
  * place is read or written through the image's own slots (relative to the
  * image's window).  fill is stored into each pixie as the data type holds

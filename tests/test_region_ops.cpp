@@ -302,6 +302,30 @@ TEST(RegionOps, CodesAndTheWholeWindowShortcut) {
     for (const auto& c : cases) EXPECT_EQ(c.got, c.want) << c.name;
 }
 
+// The hook is asked before the first run of each band of eight lines that
+// holds runs; its value stops the walk with the lines before done.
+TEST(RegionOps, TheHookStopsTheRunWalk) {
+    struct Stopper {
+        mvabort hook{[](mvabort* h, int32_t done, int32_t total) {
+            auto* self = reinterpret_cast<Stopper*>(h);
+            self->calls.push_back({done, total});
+            return done >= 16 ? -4 : 0;
+        }};
+        std::vector<std::pair<int32_t, int32_t>> calls;
+    } stop;
+    Image im(Format{MVTYPE_U8, 8, 1}, 20, 40);
+    const mvscanrun runs[] = {{{1, 3}, 5}, {{2, 5}, 5}, {{0, 17}, 4}, {{0, 30}, 4}};
+    Region reg(im.rec(), MVIMREGSCANLIST, 4);
+    reg.r()->region.scanlist.N = 4;
+    std::memcpy(reg.r()->region.scanlist.scanlists, runs, sizeof runs);
+    EXPECT_EQ(mvirp8_pixset(&stop.hook, reg.r(), 9), -4);
+    const std::vector<std::pair<int32_t, int32_t>> want = {{0, 0}, {0, 40}, {16, 40}};
+    EXPECT_EQ(stop.calls, want);
+    EXPECT_EQ(im.get(2, 3, 0), 9);
+    EXPECT_EQ(im.get(2, 5, 0), 9);
+    EXPECT_EQ(im.get(1, 17, 0), 0);
+}
+
 // The views: "MVRPREGD" through a fill value, "MVRPREGE" as a path mask.
 TEST(RegionViews, ReadAndWriteOnlyInsideTheRuns) {
     Image im(Format{MVTYPE_U16, 16, 1}, 12, 4);
