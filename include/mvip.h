@@ -1589,6 +1589,73 @@ MVIP_API int32_t mvip8_histab2(mvabort *hook, mvimage *src, uint32_t *hist,
 MVIP_API int32_t mvip8_histstat2f(const uint32_t *hist, uint32_t bins,
                                   uint32_t percentiles[101]);
 
+/* Counting threshold: as mvip8_pixthreshold (value where low <= v <= high,
+ * others unchanged; u8, u16), answering the number of values (pixies)
+ * that lay in the band, saturated at 2147483647.  The float form compares
+ * every type's values with double bounds and stores value as the image
+ * holds it (integers rounded half away from zero, clipped to [0, maxval]);
+ * all five types.  Example: an 8-bit image of the values 10, 20, 30 with
+ * low 15, high 40, value 0 becomes 10, 0, 0 and the result is 2. */
+MVIP_API int32_t mvip8_pixthresholdcnt(mvabort *hook, mvimage *src, mvimage *dst,
+                                       uint32_t low, uint32_t high, uint32_t value);
+MVIP_API int32_t mvipf_pixthresholdcnt(mvabort *hook, mvimage *src, mvimage *dst,
+                                       double low, double high, double value);
+
+/* Binned histograms.  A value v of `bits` bits falls into bin
+ * (v * bins) >> bits, so `bins` bins of equal width cover the whole range
+ * (bins = 2^bits: one bin per value; 256 bins of a 12-bit image: v >> 4).
+ * bins must be 1 .. 2^bits (-1).  Integer types of 1 to 32 bits (-19);
+ * the table is cleared first.
+ * mvip8_histab: hist[bins]; every value of the window counted, all pixies
+ *   into the one histogram.
+ * mvip8_histab3: hist[3 * bins]; pixie k (0, 1, 2) of every pixel counted
+ *   into hist[k * bins ...]; -21 for fewer than three pixies (further
+ *   pixies are not counted).
+ * mvip8_histabpair: the joint histogram of two images of equal window
+ *   size, data type, bits and pixie count (-1 otherwise):
+ *   hist[bins * bins], the pair (a, b) of values at the same place (pixie
+ *   by pixie) counted at hist[bin(a) * bins + bin(b)]. */
+MVIP_API int32_t mvip8_histab(mvabort *hook, mvimage *src, uint32_t *hist, uint32_t bins);
+MVIP_API int32_t mvip8_histab3(mvabort *hook, mvimage *src, uint32_t *hist, uint32_t bins);
+MVIP_API int32_t mvip8_histabpair(mvabort *hook, mvimage *src, mvimage *src2,
+                                  uint32_t *hist, uint32_t bins);
+
+/* Image moments.  With w the weight of the pixel at image coordinates
+ * (x, y) (its value), m[k] = sum w x^p y^q and mu[k] = sum w (x - xc)^p
+ * (y - yc)^q for (p, q) in the order 00, 10, 01, 20, 11, 02, 30, 21, 12,
+ * 03; (xc, yc) = (m10 / m00, m01 / m00) is the centre of mass (0 offsets
+ * from the window's corner, and so the corner itself, when m00 is 0).
+ * mu[1] = mu[2] = 0.  Coordinates are those of the image, not of the
+ * window: a single pixel of value 1 at (5, 7) gives m = 1, 5, 7, 25, 35,
+ * 49, ... and xc = 5, yc = 7. */
+typedef struct mvmoments {
+    double m[10];   /* raw moments */
+    double mu[10];  /* central moments */
+    double xc, yc;  /* centre of mass */
+} mvmoments;
+
+/* mvip8_moments: one-pixie u8 and u16 images (-19, colour -21); summed in
+ * exact integer arithmetic for windows of up to 2^22 pixels a side, in
+ * doubles beyond.  mvip8_momentsf: the same for all five types (u32,
+ * float and double values summed in doubles; a float image weighs by its
+ * values, negative ones included).
+ * mvip8_masscenter: the centre of mass of a grey image (u8, u16): *xc,
+ *   *yc (either may be null); -31 ("Area too small") and nothing stored
+ *   when the mass is 0.
+ * mvip8_masscenterbin: every non-zero pixel weighs 1 (u8, u16, u32): the
+ *   area (pixel count) into *area (may be null; stored also when 0) and
+ *   its centre into *xc, *yc; -31 for no pixel.
+ * mvip8_masscenterpow: the weight is v^power (power >= 0 and finite, else
+ *   -1; 0^0 = 1, so power 0 weighs every pixel 1); u8, u16; -31 for a
+ *   zero mass. */
+MVIP_API int32_t mvip8_moments(mvabort *hook, mvimage *src, mvmoments *out);
+MVIP_API int32_t mvip8_momentsf(mvabort *hook, mvimage *src, mvmoments *out);
+MVIP_API int32_t mvip8_masscenter(mvabort *hook, mvimage *src, double *xc, double *yc);
+MVIP_API int32_t mvip8_masscenterbin(mvabort *hook, mvimage *src, double *xc, double *yc,
+                                     uint64_t *area);
+MVIP_API int32_t mvip8_masscenterpow(mvabort *hook, mvimage *src, double power, double *xc,
+                                     double *yc);
+
 /* ------------------------------------------------------------------ */
 /* Pair and triple operations                                          */
 /* ------------------------------------------------------------------ */
@@ -2597,6 +2664,175 @@ MVIP_API int32_t mvirp_regionexport(mvabort *hook, const mvimregion *region,
                                     const char *filename, const char *mode);
 MVIP_API int32_t mvirp_regionimport(mvabort *hook, mvimregion **region,
                                     const char *filename, const char *mode);
+
+/* ---- Region-bounded operations ----------------------------------------
+ * The mvirp8_ / mvirpf_ functions below take a region in the place of the
+ * first image of their whole-image counterpart (same name with mvip8_ /
+ * mvipf_; same further arguments, same results and codes) and touch or
+ * count only the pixels of the region's image that lie in the region:
+ * other pixels are neither read into results nor written.
+ *  - The hook is asked first (its second answer returned when it stops the
+ *    call); a null region gives -1.
+ *  - A region of type MVIMREGWIND exactly (no negative flag) runs the
+ *    whole-image counterpart on region->image and returns its result.
+ *  - Otherwise region->image must be a valid record (-1) of data type u8
+ *    or u16 (-19); the region is turned into runs (a MVIMREGSCANLIST is
+ *    used as it is, cut to the window; any other type goes through
+ *    mvirp_xlatetoscanlist with option 0, whose negative codes are
+ *    returned), and the counterpart's own kernels run on each run, the
+ *    hook being polled before the first run of every band of eight window
+ *    lines that holds runs.
+ *  - Runs are in the image's coordinates.  A scan list whose runs are out
+ *    of order (by line, then x) or overlap is sorted and merged first, so
+ *    every pixel is taken once; runs of length 0 or less are ignored.
+ *  - Operations with a destination (src -> dst) read the region's pixels
+ *    from region->image and write the same window-relative places of dst:
+ *    with equal windows (required, as for the whole-image forms) the same
+ *    pixels.  dst may be region->image itself (or another record of the
+ *    same memory): the operation then works in place.  Pixels of dst
+ *    outside the region are left as they were.
+ *  - The counting threshold counts region pixels only; histograms hold
+ *    region pixels only; moments and mass centres sum over region pixels
+ *    only (in image coordinates), and -31 means that the region holds no
+ *    mass.
+ * mvirp8_copy(hook, src, dst) takes two regions: the pixels at the
+ * window-relative places that lie in both (each region taken relative to
+ * its own image's window) are copied from src->image to dst->image.  Only
+ * when both are MVIMREGWIND is it mvip8_copy(hook, &src->image,
+ * &dst->image).  Both images must be u8 or u16 otherwise.
+ * Example: negating a disc of radius 20 around (64, 64) of an 8-bit image
+ *     mvimregion e = {0};  e.image = *im;  e.regiontype = MVIMREGELLIPSE;
+ *     e.origin.x = 64; e.origin.y = 64;
+ *     e.region.ellipse.width = 41; e.region.ellipse.height = 41;
+ *     mvirp8_pixneg(NULL, &e, im);
+ */
+MVIP_API int32_t mvirp8_copy(mvabort *hook, mvimregion *src, mvimregion *dst);
+MVIP_API int32_t mvirp8_pixset(mvabort *hook, mvimregion *region, uint32_t value);
+MVIP_API int32_t mvirp8_pixset3(mvabort *hook, mvimregion *region, uint32_t v0, uint32_t v1,
+                                uint32_t v2);
+MVIP_API int32_t mvirpf_pixset3(mvabort *hook, mvimregion *region, double v0, double v1,
+                                double v2);
+MVIP_API int32_t mvirp8_pixneg(mvabort *hook, mvimregion *region, mvimage *dst);
+MVIP_API int32_t mvirp8_pixshr(mvabort *hook, mvimregion *region, mvimage *dst, uint32_t n);
+MVIP_API int32_t mvirp8_pixshl(mvabort *hook, mvimregion *region, mvimage *dst, uint32_t n);
+MVIP_API int32_t mvirp8_pixand(mvabort *hook, mvimregion *region, mvimage *dst, uint32_t m);
+MVIP_API int32_t mvirp8_pixor(mvabort *hook, mvimregion *region, mvimage *dst, uint32_t m);
+MVIP_API int32_t mvirp8_pixxor(mvabort *hook, mvimregion *region, mvimage *dst, uint32_t m);
+MVIP_API int32_t mvirp8_pixmsb(mvabort *hook, mvimregion *region, mvimage *dst);
+MVIP_API int32_t mvirp8_pixiemin(mvabort *hook, mvimregion *region, mvimage *dst);
+MVIP_API int32_t mvirp8_pixiemax(mvabort *hook, mvimregion *region, mvimage *dst);
+MVIP_API int32_t mvirp8_pixieave(mvabort *hook, mvimregion *region, mvimage *dst);
+MVIP_API int32_t mvirp8_pixiecopy(mvabort *hook, mvimregion *region, mvimage *dst,
+                                  uint32_t from, uint32_t to);
+MVIP_API int32_t mvirp8_pixthreshold(mvabort *hook, mvimregion *region, mvimage *dst,
+                                     uint32_t low, uint32_t high, uint32_t value);
+MVIP_API int32_t mvirp8_pixthreshold2(mvabort *hook, mvimregion *region, mvimage *dst,
+                                      uint32_t low, uint32_t high, uint32_t inside,
+                                      uint32_t outside);
+MVIP_API int32_t mvirp8_pixthreshold3(mvabort *hook, mvimregion *region, mvimage *dst,
+                                      const uint32_t low[3], const uint32_t high[3],
+                                      const uint32_t value[3]);
+MVIP_API int32_t mvirp8_pixthresholdcnt(mvabort *hook, mvimregion *region, mvimage *dst,
+                                        uint32_t low, uint32_t high, uint32_t value);
+MVIP_API int32_t mvirpf_pixthresholdcnt(mvabort *hook, mvimregion *region, mvimage *dst,
+                                        double low, double high, double value);
+MVIP_API int32_t mvirp8_pixcontrast(mvabort *hook, mvimregion *region, mvimage *dst,
+                                    int32_t low, int32_t high);
+MVIP_API int32_t mvirpf_pixcontrast(mvabort *hook, mvimregion *region, mvimage *dst,
+                                    double low, double high);
+MVIP_API int32_t mvirp8_pixcontrastpivot(mvabort *hook, mvimregion *region, mvimage *dst,
+                                         uint32_t pivot2, double gain);
+/* The percentiles are those of the region's pixels. */
+MVIP_API int32_t mvirp8_pixcontrastperc(mvabort *hook, mvimregion *region, mvimage *dst,
+                                        uint32_t lowperc, uint32_t highperc,
+                                        uint32_t *lowvalue, uint32_t *highvalue);
+MVIP_API int32_t mvirp8_pixgamma(mvabort *hook, mvimregion *region, mvimage *dst, double gamma);
+MVIP_API int32_t mvirp8_pixscale(mvabort *hook, mvimregion *region, mvimage *dst, uint32_t a,
+                                 uint32_t b);
+MVIP_API int32_t mvirpf_pixscale(mvabort *hook, mvimregion *region, mvimage *dst, double factor);
+MVIP_API int32_t mvirp8_pixadd(mvabort *hook, mvimregion *region, mvimage *dst, int32_t value,
+                               int32_t mode);
+MVIP_API int32_t mvirpf_pixadd(mvabort *hook, mvimregion *region, mvimage *dst, double value);
+MVIP_API int32_t mvirp8_pixmap(mvabort *hook, mvimregion *region, mvimage *dst,
+                               const uint8_t *table, uint32_t entries);
+MVIP_API int32_t mvirp8_pixmaps(mvabort *hook, mvimregion *region, mvimage *dst,
+                                const uint16_t *table, uint32_t entries);
+MVIP_API int32_t mvirp8_pixmapl(mvabort *hook, mvimregion *region, mvimage *dst,
+                                const uint32_t *table, uint32_t entries);
+MVIP_API int32_t mvirp8_histab(mvabort *hook, mvimregion *region, uint32_t *hist, uint32_t bins);
+MVIP_API int32_t mvirp8_histab2(mvabort *hook, mvimregion *region, uint32_t *hist,
+                                uint32_t bins);
+MVIP_API int32_t mvirp8_histab3(mvabort *hook, mvimregion *region, uint32_t *hist,
+                                uint32_t bins);
+/* src2 is read at the region's window-relative places. */
+MVIP_API int32_t mvirp8_histabpair(mvabort *hook, mvimregion *region, mvimage *src2,
+                                   uint32_t *hist, uint32_t bins);
+MVIP_API int32_t mvirp8_moments(mvabort *hook, mvimregion *region, mvmoments *out);
+MVIP_API int32_t mvirp8_momentsf(mvabort *hook, mvimregion *region, mvmoments *out);
+MVIP_API int32_t mvirp8_masscenter(mvabort *hook, mvimregion *region, double *xc, double *yc);
+MVIP_API int32_t mvirp8_masscenterbin(mvabort *hook, mvimregion *region, double *xc,
+                                      double *yc, uint64_t *area);
+MVIP_API int32_t mvirp8_masscenterpow(mvabort *hook, mvimregion *region, double power,
+                                      double *xc, double *yc);
+
+/* ---- Region views ------------------------------------------------------
+ * mvimmvirprectacc(view, region, fill): a view of kind "MVRPREGD" that
+ * shows the pixels of a MVIMREGSCANLIST region (code 5 exactly; else the
+ * view becomes a null image and -1) at their places in region->image, and
+ * `fill` everywhere else.  The view copies the image's dimensions, pixel
+ * format and geometry, and its window is first the whole image; it keeps
+ * the region (read at every transfer, never owned: the region must stay
+ * in place while the view is used; the view's transfers go through the
+ * slots of region->image, whose access state they set).  Its window is its own: (x, y) of a
+ * transfer is relative to the view's window, the image's pixel at that
+ * place is read or written through the image's own slots (relative to the
+ * image's window).  fill is stored into each pixie as the data type holds
+ * it (truncated to integer containers; converted for float types).
+ *  - ioset(mode, type, mask): -19 unless type's low byte is the image's
+ *    data type, -21 unless mask is 1 (one pixie), the image's own ioset
+ *    (its negative code returned), -11 for y- or z-major modes; then 1.
+ *    Runs may continue across lines (mode 0x0040).
+ *  - ioread: per line, stretches inside the line's runs are read from the
+ *    image, the rest filled; iorite writes only the stretches inside runs
+ *    and drops the rest.  Both answer the pixels handled (iolen's count).
+ *    A line's first run is found by a linear search that stops at the
+ *    first run of a later line; the view remembers where the previous
+ *    request's line began and searches on from there for a later line, so
+ *    a walk down the image costs in proportion to the runs, not runs x
+ *    lines.  Runs of length 0 carry nothing; touching runs read as one
+ *    stretch; a run that starts before the end of the previous one on its
+ *    line is taken from that end on.
+ *  - aeiou: 'b', 'i', 'm' answer 0x800001; 'B', 'I' and (with arg2
+ *    non-zero) 'e' are answered by the image; others 0.
+ *  - xwind: as for every image; setting the window returns the transfer
+ *    slots to no-ops until the next ioset.  Other slots are no-ops.
+ * mvimmvirprectacc2(view, region, option): a read-only view of kind
+ * "MVRPREGE", u8, one pixie, of the dimensions of region->image, showing
+ * a MVIMREGPATH (code 6 exactly; else a null image and -1): a pixel off
+ * the path reads 0, a pixel on it 0x80 | (the number of times the walk of
+ * the path from its origin passes it, modulo 128).  option is handed to
+ * the outline walker (non-zero: the negative flag is ignored, which a
+ * plain path never has).  Its ioset also refuses types other than u8
+ * (-19) and does not consult the image; it has no writer.  Every request
+ * walks the whole path once per line.
+ * Both constructors clear the record first and answer 0; a null view
+ * gives -1. */
+MVIP_API int32_t mvimmvirprectacc(mvimage *view, const mvimregion *region, uint32_t fill);
+MVIP_API int32_t mvimmvirprectacc2(mvimage *view, const mvimregion *region, uint32_t option);
+MVIP_API uint32_t mvrpregd_ioread(mvimage *im, uint32_t flags, void *buffer, uint32_t count,
+                                  int32_t x, int32_t y);
+MVIP_API uint32_t mvrpregd_iorite(mvimage *im, uint32_t flags, void *buffer, uint32_t count,
+                                  int32_t x, int32_t y);
+MVIP_API uint32_t mvrpregd_iolen(mvimage *im, uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvrpregd_ioset(mvimage *im, uint32_t mode, uint32_t type, uint32_t mask);
+MVIP_API uint32_t mvrpregd_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
+MVIP_API mvywindow *mvrpregd_xwind(mvimage *im, mvywindow *window, int32_t code);
+MVIP_API uint32_t mvrprege_ioread(mvimage *im, uint32_t flags, void *buffer, uint32_t count,
+                                  int32_t x, int32_t y);
+MVIP_API uint32_t mvrprege_iolen(mvimage *im, uint32_t count, int32_t x, int32_t y);
+MVIP_API int32_t mvrprege_ioset(mvimage *im, uint32_t mode, uint32_t type, uint32_t mask);
+MVIP_API uint32_t mvrprege_aeiou(mvimage *im, uint32_t code, intptr_t arg1, intptr_t arg2);
+MVIP_API mvywindow *mvrprege_xwind(mvimage *im, mvywindow *window, int32_t code);
 
 /* JPEG (JFIF) files.
  * Writing (mvio8_jpegwrite): a baseline file of `bits` 8 or 12 bits per

@@ -3,7 +3,7 @@
 // when the destination maps the very memory of the source.
 #include "ops/copy.hpp"
 
-#include "ops/frame.hpp"
+#include "ops/bounded.hpp"
 
 #include <cstring>
 
@@ -14,14 +14,37 @@ namespace {
 // Access flag of the copy's write-back of a buffered line.
 constexpr uint32_t kCopyWriteFlag = 0x1000;
 
-Setup copy_setup(mvabort* hook, mvimage* src, mvimage* dst, uint32_t mask) {
+Setup copy_setup(mvabort* hook, mvimage* src, mvimage* dst, uint32_t mask,
+                 const RunList* runs = nullptr) {
     Setup setup;
     setup.hook = hook;
     setup.sources[0] = src;
     setup.destination = dst;
     setup.options = kAllTypes | kColor;
     setup.mask = mask;
+    setup.runs = runs;
     return setup;
+}
+
+// Copies only the runs: each side is its mapped stretch where the image
+// grants one, else the working buffer.
+int32_t copy_runs(Frame& frame) {
+    void* const buffer = frame.buffer(0);
+    const size_t pixel = frame.pixies() * size_t{frame.value_bytes()};
+    return frame.each_stretch([&](uint32_t x, uint32_t y, uint32_t n) {
+        mvmapdesc src_map{}, dst_map{};
+        void* from = frame.map_stretch(0, x, y, n, src_map);
+        if (!from) {
+            frame.read_stretch(0, buffer, x, y, n);
+            from = buffer;
+        }
+        void* to = frame.map_stretch(Frame::kDestination, x, y, n, dst_map);
+        if (!to) to = buffer;
+        if (from != to) std::memmove(to, from, n * pixel);
+        frame.unmap(0, src_map);
+        if (to == buffer) frame.write_stretch(Frame::kDestination, buffer, x, y, n, kCopyWriteFlag);
+        frame.unmap(Frame::kDestination, dst_map);
+    });
 }
 
 // Copies `rows` lines from line y as one run when both images map them as
@@ -43,13 +66,14 @@ bool copy_block(const Frame& frame, uint32_t y, uint32_t rows) {
 
 }  // namespace
 
-int32_t copy_window(mvabort* hook, mvimage* src, mvimage* dst) {
+int32_t bounded::copy(mvabort* hook, mvimage* src, mvimage* dst, R runs) {
     if (!src || !dst) return MVERR_USAGE;
     Frame frame;
     if (const int32_t rc =
-            frame.open(copy_setup(hook, src, dst, all_pixies_mask(src->pixfmt.pixies)));
+            frame.open(copy_setup(hook, src, dst, all_pixies_mask(src->pixfmt.pixies), runs));
         rc < 0)
         return rc;
+    if (runs) return copy_runs(frame);
     const uint32_t height = frame.height();
     const size_t bytes = frame.line_values() * frame.value_bytes();
     void* const buffer = frame.buffer(0);
@@ -83,6 +107,10 @@ int32_t copy_window(mvabort* hook, mvimage* src, mvimage* dst) {
         frame.unmap(Frame::kDestination, dst_map);
     }
     return 0;
+}
+
+int32_t copy_window(mvabort* hook, mvimage* src, mvimage* dst) {
+    return bounded::copy(hook, src, dst, nullptr);
 }
 
 }  // namespace mvip::ops

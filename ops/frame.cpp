@@ -160,27 +160,35 @@ int32_t Frame::poll(uint32_t done, uint32_t total) {
     return setup_.hook->abortfn(setup_.hook, static_cast<int32_t>(done), static_cast<int32_t>(total));
 }
 
-// Lines are as long as the image's own window (windows may differ in size
+// Stretches are cut to the image's own window (windows may differ in size
 // when the operation allows it).
-uint32_t Frame::read_line(int i, void* buf, uint32_t y) const {
+namespace {
+uint32_t cut(const mvimage* im, uint32_t x, uint32_t n) {
+    const uint32_t w = wind_width(im);
+    return x < w ? std::min(n, w - x) : 0;
+}
+}  // namespace
+
+uint32_t Frame::read_stretch(int i, void* buf, uint32_t x, uint32_t y, uint32_t n) const {
     mvimage* im = images_[i];
-    return im->ioread(im, 0, buf, std::min(width_, wind_width(im)), 0, static_cast<int32_t>(y));
+    return im->ioread(im, 0, buf, cut(im, x, n), static_cast<int32_t>(x), static_cast<int32_t>(y));
 }
 
-uint32_t Frame::write_line(int i, const void* buf, uint32_t y, uint32_t flags) const {
+uint32_t Frame::write_stretch(int i, const void* buf, uint32_t x, uint32_t y, uint32_t n,
+                              uint32_t flags) const {
     mvimage* im = images_[i];
-    return im->iorite(im, flags, const_cast<void*>(buf), std::min(width_, wind_width(im)), 0,
+    return im->iorite(im, flags, const_cast<void*>(buf), cut(im, x, n), static_cast<int32_t>(x),
                       static_cast<int32_t>(y));
 }
 
-void* Frame::map_line(int i, uint32_t y, mvmapdesc& desc) const {
+void* Frame::map_stretch(int i, uint32_t x, uint32_t y, uint32_t n, mvmapdesc& desc) const {
     desc.runs = 0;
     mvimage* im = images_[i];
     if (!mappable_[i] || !im) return nullptr;
-    if (im->imap(im, &desc, 0, static_cast<int32_t>(y)) != 1) return nullptr;
+    if (im->imap(im, &desc, static_cast<int32_t>(x), static_cast<int32_t>(y)) != 1) return nullptr;
     void* address = desc.address;
-    // Kernels work on whole lines of naturally aligned values.
-    const bool usable = desc.count >= width_ && desc.stride == pixel_bytes_ &&
+    // Kernels work on whole stretches of naturally aligned values.
+    const bool usable = desc.count >= n && desc.stride == pixel_bytes_ &&
                         reinterpret_cast<uintptr_t>(address) % value_bytes_ == 0;
     if (!usable) {
         im->imapr(im, &desc);
@@ -242,17 +250,16 @@ void Frame::unmap(int i, mvmapdesc& desc) const {
 }
 
 int32_t Frame::walk(Kernel in_place, Kernel buffered, const void* params) {
-    return (setup_.options & kColumns) ? walk_columns(buffered, params)
-                                       : walk_rows(in_place, buffered, params);
+    if (setup_.options & kColumns) return walk_columns(buffered, params);
+    if (!setup_.runs) return walk_rows(in_place, buffered, params);
+    return walk_runs(in_place, buffered, params);
 }
 
 int32_t Frame::walk_rows(Kernel in_place, Kernel buffered, const void* params) {
     const int n = setup_.source_count;
     const int work = n - 1;
     const bool has_destination = images_[kDestination] != nullptr;
-    const size_t values = line_values();
-    const mvimage* first = setup_.sources[0];
-    bool blocks = mapping_ && blockable_[work] &&
+    bool blocks = mapping_ && !(setup_.options & kPerLine) && blockable_[work] &&
                   (!has_destination || blockable_[kDestination]);
     for (int i = 0; i < work; ++i) blocks = blocks && blockable_[i];
     for (uint32_t y = 0; y < height_; ++y) {
@@ -267,58 +274,136 @@ int32_t Frame::walk_rows(Kernel in_place, Kernel buffered, const void* params) {
             }
             blocks = false;
         }
-        const int32_t kx = (setup_.options & kFixedArgs) ? setup_.fixed[0] : first->wind.nw.x;
-        const int32_t ky = (setup_.options & kFixedArgs) ? setup_.fixed[1]
-                                                          : first->wind.nw.y + static_cast<int32_t>(y);
-        void* lines[4] = {};
-        mvmapdesc other[2]{};
-        // Sources other than the working one are only read.
-        for (int i = 0; i < work; ++i) {
-            lines[i] = mapping_ ? map_line(i, y, other[i]) : nullptr;
-            if (!lines[i]) {
-                read_line(i, buffers_[i].get(), y);
-                lines[i] = buffers_[i].get();
-            }
-        }
-        bool done = false;
-        if (mapping_) {
-            mvmapdesc src{}, dst{};
-            void* p = map_line(work, y, src);
-            void* q = (p && has_destination) ? map_line(kDestination, y, dst) : nullptr;
-            if (p && (!has_destination || p == q)) {
-                // Source and destination share this memory (or there is no
-                // destination): work on it directly.
-                lines[work] = lines[kOutLine] = p;
-                in_place(lines, values, kx, ky, params);
-                done = true;
-            } else if (p && q) {
-                // Both lines are memory of their own: the kernel reads the
-                // source line and writes the destination's, unless the
-                // destination line overlaps one of the sources' lines.
-                const size_t bytes = values * value_bytes_;
-                bool overlaps = ranges_overlap(q, p, bytes);
-                for (int i = 0; i < work; ++i) overlaps |= ranges_overlap(q, lines[i], bytes);
-                if (!overlaps) {
-                    lines[work] = p;
-                    lines[kOutLine] = q;
-                    in_place(lines, values, kx, ky, params);
-                    done = true;
-                }
-            } else if (has_destination) {
-                stop_mapping();
-            }
-            unmap(kDestination, dst);
-            unmap(work, src);
-        }
-        if (!done) {
-            read_line(work, buffers_[work].get(), y);
-            lines[work] = lines[kOutLine] = buffers_[work].get();
-            buffered(lines, values, kx, ky, params);
-            if (has_destination) write_line(kDestination, lines[work], y);
-        }
-        for (int i = 0; i < work; ++i) unmap(i, other[i]);
+        walk_stretch(0, y, width_, in_place, buffered, params);
     }
     return 0;
+}
+
+// One stretch of the row walk: n pixels from window-relative (x, y).
+void Frame::walk_stretch(uint32_t x, uint32_t y, uint32_t n, Kernel in_place, Kernel buffered,
+                         const void* params) {
+    const int sources = setup_.source_count;
+    const int work = sources - 1;
+    const bool has_destination = images_[kDestination] != nullptr;
+    const size_t values = size_t{n} * pixies_;
+    const mvimage* first = setup_.sources[0];
+    const int32_t kx = (setup_.options & kFixedArgs) ? setup_.fixed[0]
+                                                      : first->wind.nw.x + static_cast<int32_t>(x);
+    const int32_t ky = (setup_.options & kFixedArgs) ? setup_.fixed[1]
+                                                      : first->wind.nw.y + static_cast<int32_t>(y);
+    void* lines[4] = {};
+    mvmapdesc other[2]{};
+    // Sources other than the working one are only read.
+    for (int i = 0; i < work; ++i) {
+        lines[i] = mapping_ ? map_stretch(i, x, y, n, other[i]) : nullptr;
+        if (!lines[i]) {
+            read_stretch(i, buffers_[i].get(), x, y, n);
+            lines[i] = buffers_[i].get();
+        }
+    }
+    bool done = false;
+    if (mapping_) {
+        mvmapdesc src{}, dst{};
+        void* p = map_stretch(work, x, y, n, src);
+        void* q = (p && has_destination) ? map_stretch(kDestination, x, y, n, dst) : nullptr;
+        if (p && (!has_destination || p == q)) {
+            // Source and destination share this memory (or there is no
+            // destination): work on it directly.
+            lines[work] = lines[kOutLine] = p;
+            in_place(lines, values, kx, ky, params);
+            done = true;
+        } else if (p && q) {
+            // Both stretches are memory of their own: the kernel reads the
+            // source and writes the destination, unless the destination
+            // overlaps one of the sources.
+            const size_t bytes = values * value_bytes_;
+            bool overlaps = ranges_overlap(q, p, bytes);
+            for (int i = 0; i < work; ++i) overlaps |= ranges_overlap(q, lines[i], bytes);
+            if (!overlaps) {
+                lines[work] = p;
+                lines[kOutLine] = q;
+                in_place(lines, values, kx, ky, params);
+                done = true;
+            }
+        } else if (has_destination) {
+            stop_mapping();
+        }
+        unmap(kDestination, dst);
+        unmap(work, src);
+    }
+    if (!done) {
+        read_stretch(work, buffers_[work].get(), x, y, n);
+        lines[work] = lines[kOutLine] = buffers_[work].get();
+        buffered(lines, values, kx, ky, params);
+        if (has_destination) write_stretch(kDestination, lines[work], x, y, n);
+    }
+    for (int i = 0; i < work; ++i) unmap(i, other[i]);
+}
+
+// The run walk: the runs of one line share its mappings where every image
+// maps the line (one mapping per line, not per run); otherwise each run is
+// a stretch of its own.  Polled as each_stretch polls.
+int32_t Frame::walk_runs(Kernel in_place, Kernel buffered, const void* params) {
+    const mvywindow& w = setup_.sources[0]->wind;
+    const mvscanrun* runs = setup_.runs->runs;
+    const size_t count = setup_.runs->count;
+    uint32_t band = UINT32_MAX;
+    for (size_t i = 0, j = 0; i < count; i = j) {
+        for (j = i + 1; j < count && runs[j].coord.y == runs[i].coord.y;) ++j;
+        const uint32_t y = uint32_t(runs[i].coord.y) - uint32_t(w.nw.y);
+        if (y >= height_) continue;
+        if (y / 8 != band) {
+            band = y / 8;
+            if (const int32_t stop = poll(y & ~7u, height_)) return stop;
+        }
+        if (mapping_ && walk_mapped_runs(y, runs + i, j - i, in_place, params)) continue;
+        for (size_t k = i; k < j; ++k) {
+            const uint32_t x = uint32_t(runs[k].coord.x) - uint32_t(w.nw.x);
+            if (runs[k].len <= 0 || x >= width_) continue;
+            walk_stretch(x, y, std::min(uint32_t(runs[k].len), width_ - x), in_place, buffered, params);
+        }
+    }
+    return 0;
+}
+
+// Runs the kernel on every run of line y on mapped memory, when every
+// image maps the line and the destination is the working source's memory
+// or overlaps none of the sources.  False: nothing done.
+bool Frame::walk_mapped_runs(uint32_t y, const mvscanrun* runs, size_t count, Kernel kernel,
+                             const void* params) {
+    const int sources = setup_.source_count;
+    const int work = sources - 1;
+    const bool has_destination = images_[kDestination] != nullptr;
+    const size_t bytes = line_values() * value_bytes_;
+    mvmapdesc maps[4]{};
+    unsigned char* base[4] = {};
+    bool ok = true;
+    for (int i = 0; i < sources && ok; ++i)
+        ok = (base[i] = static_cast<unsigned char*>(map_line(i, y, maps[i]))) != nullptr;
+    unsigned char* out = base[work];
+    if (ok && has_destination) {
+        out = static_cast<unsigned char*>(map_line(kDestination, y, maps[kDestination]));
+        if (!out) stop_mapping();
+        ok = out != nullptr;
+        for (int i = 0; i < sources && ok && out != base[work]; ++i) ok = !ranges_overlap(out, base[i], bytes);
+    }
+    if (ok) {
+        const mvimage* first = setup_.sources[0];
+        for (size_t k = 0; k < count; ++k) {
+            const uint32_t x = uint32_t(runs[k].coord.x) - uint32_t(first->wind.nw.x);
+            if (runs[k].len <= 0 || x >= width_) continue;
+            const uint32_t n = std::min(uint32_t(runs[k].len), width_ - x);
+            const size_t at = size_t{x} * pixel_bytes_;
+            void* lines[4] = {};
+            for (int i = 0; i < sources; ++i) lines[i] = base[i] + at;
+            lines[kOutLine] = out + at;
+            const int32_t kx = (setup_.options & kFixedArgs) ? setup_.fixed[0] : runs[k].coord.x;
+            const int32_t ky = (setup_.options & kFixedArgs) ? setup_.fixed[1] : runs[k].coord.y;
+            kernel(lines, size_t{n} * pixies_, kx, ky, params);
+        }
+    }
+    for (int i = 0; i < 4; ++i) unmap(i, maps[i]);
+    return ok;
 }
 
 int32_t Frame::walk_columns(Kernel buffered, const void* params) {

@@ -24,6 +24,7 @@ enum Option : uint32_t {
     kColumns = 1u << 13,           // walk column by column
     kFixedArgs = 1u << 14,         // kernels get the fixed values for x, y
     kConvert = 1u << 15,           // always access through a type converter
+    kPerLine = 1u << 16,           // kernels take one line (or run) at a time, never a block
 };
 constexpr uint32_t kAllTypes = MVTYPE_U8 | MVTYPE_U16 | MVTYPE_U32 | MVTYPE_FLOAT | MVTYPE_DOUBLE;
 
@@ -50,6 +51,15 @@ bool valid_record(const mvimage* im);
 // or more).
 uint32_t max_value(const mvpixfmt& fmt);
 
+// The runs of a region-bounded walk, in the first source's image
+// coordinates: inside its window, sorted by line and then by x, not
+// overlapping.  The other images are addressed at the same window-relative
+// places.
+struct RunList {
+    const mvscanrun* runs = nullptr;
+    size_t count = 0;
+};
+
 struct Setup {
     mvabort* hook = nullptr;
     mvimage* sources[3] = {nullptr, nullptr, nullptr};
@@ -60,6 +70,7 @@ struct Setup {
     uint32_t mask = 1;               // pixies handled
     uint32_t fixed_type = 0;         // non-zero: open every image in this type
     int32_t fixed[2] = {0, 0};
+    const RunList* runs = nullptr;   // non-null: only these runs are walked
 };
 
 class Frame {
@@ -75,8 +86,17 @@ public:
 
     // Walks every line (or column) with the kernels: the in-place kernel on
     // image memory shared by source and destination, the buffered kernel on
-    // working buffers.  0 or the hook's value.
+    // working buffers.  With a run list, the kernels see each run instead
+    // (its count, x and y).  0 or the hook's value.
     int32_t walk(Kernel in_place, Kernel buffered, const void* params);
+
+    // Calls f(x, y, n) for every stretch of the walk (window-relative start,
+    // n pixels): each whole line, or each run of the run list.  The hook is
+    // polled before every eighth line (with a run list: before the first
+    // run of each band of eight lines that holds one).  0 or the hook's
+    // value.
+    template <class F>
+    int32_t each_stretch(F&& f);
 
     // Primitives for operations that walk themselves.
     int32_t poll(uint32_t done, uint32_t total);  // hook every eighth step
@@ -89,11 +109,20 @@ public:
     mvimage* image(int i) const { return images_[i]; }  // 0-2: sources; 3: destination
     void* buffer(int i) const { return buffers_[i].get(); }
     bool mapping() const { return mapping_; }
-    uint32_t read_line(int i, void* buf, uint32_t y) const;
-    uint32_t write_line(int i, const void* buf, uint32_t y, uint32_t flags = 0) const;
+    uint32_t read_line(int i, void* buf, uint32_t y) const { return read_stretch(i, buf, 0, y, width_); }
+    uint32_t write_line(int i, const void* buf, uint32_t y, uint32_t flags = 0) const {
+        return write_stretch(i, buf, 0, y, width_, flags);
+    }
+    // n pixels from window-relative (x, y), cut to image i's window.
+    uint32_t read_stretch(int i, void* buf, uint32_t x, uint32_t y, uint32_t n) const;
+    uint32_t write_stretch(int i, const void* buf, uint32_t x, uint32_t y, uint32_t n,
+                           uint32_t flags = 0) const;
     // A direct pointer to line y of image i covering the whole width, or
     // null; release it with unmap.
-    void* map_line(int i, uint32_t y, mvmapdesc& desc) const;
+    void* map_line(int i, uint32_t y, mvmapdesc& desc) const { return map_stretch(i, 0, y, width_, desc); }
+    // The same for n pixels from (x, y).
+    void* map_stretch(int i, uint32_t x, uint32_t y, uint32_t n, mvmapdesc& desc) const;
+    bool bounded() const { return setup_.runs != nullptr; }
     // A direct pointer to `rows` whole lines from line y of image i as one
     // contiguous run, or null (also when the image never maps so); release
     // it with unmap.
@@ -112,6 +141,11 @@ public:
 private:
     int32_t open_image(int i, mvimage* im, uint32_t type);
     int32_t walk_rows(Kernel in_place, Kernel buffered, const void* params);
+    void walk_stretch(uint32_t x, uint32_t y, uint32_t n, Kernel in_place, Kernel buffered,
+                      const void* params);
+    int32_t walk_runs(Kernel in_place, Kernel buffered, const void* params);
+    bool walk_mapped_runs(uint32_t y, const mvscanrun* runs, size_t count, Kernel kernel,
+                          const void* params);
     bool walk_block(uint32_t y, uint32_t rows, Kernel kernel, const void* params);
     int32_t walk_columns(Kernel buffered, const void* params);
 
@@ -125,6 +159,31 @@ private:
     uint32_t width_ = 0, height_ = 0, pixies_ = 0, value_bytes_ = 0, type_ = 0;
     uint32_t pixel_bytes_ = 0;
 };
+
+template <class F>
+int32_t Frame::each_stretch(F&& f) {
+    if (!setup_.runs) {
+        for (uint32_t y = 0; y < height_; ++y) {
+            if (const int32_t stop = poll(y, height_)) return stop;
+            f(0u, y, width_);
+        }
+        return 0;
+    }
+    const mvywindow& w = setup_.sources[0]->wind;
+    uint32_t band = UINT32_MAX;
+    for (size_t i = 0; i < setup_.runs->count; ++i) {
+        const mvscanrun& r = setup_.runs->runs[i];
+        const uint32_t x = uint32_t(r.coord.x) - uint32_t(w.nw.x);
+        const uint32_t y = uint32_t(r.coord.y) - uint32_t(w.nw.y);
+        if (r.len <= 0 || x >= width_ || y >= height_) continue;
+        if (y / 8 != band) {
+            band = y / 8;
+            if (const int32_t stop = poll(y & ~7u, height_)) return stop;
+        }
+        f(x, y, std::min(uint32_t(r.len), width_ - x));
+    }
+    return 0;
+}
 
 // Runs a whole operation: entry hook, kernel choice by the source's type
 // (-19 for a missing kernel), open, walk.

@@ -1,5 +1,6 @@
 // Point operations on the bits of a value: negation, shifts, logic masks
 // and the most significant bit.
+#include "ops/bounded.hpp"
 #include "ops/point.hpp"
 
 namespace mvip::ops {
@@ -83,39 +84,63 @@ struct MostSignificantBit {
 };
 
 template <class Op, unsigned Set>
-int32_t point(mvabort* hook, mvimage* src, mvimage* dst, uint64_t arg = 0) {
+int32_t point(mvabort* hook, mvimage* src, mvimage* dst, uint64_t arg, const RunList* runs) {
     static constexpr LevelKernels kernels_levels = kernel_levels<Op, Set>();
     const KernelSet& kernels = for_this_cpu(kernels_levels);
     PointParams p = src ? params_for(src) : PointParams{};
     p.u[0] = arg;
     // These kernels vectorize: a table would only be slower.
-    return point_dispatch(hook, src, dst, kernels, p, false);
+    return point_run(hook, src, dst, kernels, p, false, 0, runs);
 }
 
 }  // namespace
+
+namespace bounded {
+int32_t pixneg(mvabort* hook, mvimage* src, mvimage* dst, R runs) {
+    return point<Negate, kEvery>(hook, src, dst, 0, runs);
+}
+int32_t pixshr(mvabort* hook, mvimage* src, mvimage* dst, uint32_t n, R runs) {
+    return point<ShiftRight, kInts>(hook, src, dst, n, runs);
+}
+int32_t pixshl(mvabort* hook, mvimage* src, mvimage* dst, uint32_t n, R runs) {
+    return point<ShiftLeft, kInts>(hook, src, dst, n, runs);
+}
+int32_t pixand(mvabort* hook, mvimage* src, mvimage* dst, uint32_t m, R runs) {
+    return point<And, kInts>(hook, src, dst, m, runs);
+}
+int32_t pixor(mvabort* hook, mvimage* src, mvimage* dst, uint32_t m, R runs) {
+    return point<Or, kInts>(hook, src, dst, m, runs);
+}
+int32_t pixxor(mvabort* hook, mvimage* src, mvimage* dst, uint32_t m, R runs) {
+    return point<Xor, kInts>(hook, src, dst, m, runs);
+}
+int32_t pixmsb(mvabort* hook, mvimage* src, mvimage* dst, R runs) {
+    return point<MostSignificantBit, kInts>(hook, src, dst, 0, runs);
+}
+}  // namespace bounded
 }  // namespace mvip::ops
 
 using namespace mvip;
 using namespace mvip::ops;
 
 extern "C" MVIP_API int32_t mvip8_pixneg(mvabort* hook, mvimage* src, mvimage* dst) {
-    return point<Negate, kEvery>(hook, src, dst);
+    return whole<bounded::pixneg>(hook, src, dst);
 }
 extern "C" MVIP_API int32_t mvip8_pixshr(mvabort* hook, mvimage* src, mvimage* dst, uint32_t n) {
-    return point<ShiftRight, kInts>(hook, src, dst, n);
+    return whole<bounded::pixshr>(hook, src, dst, n);
 }
 extern "C" MVIP_API int32_t mvip8_pixshl(mvabort* hook, mvimage* src, mvimage* dst, uint32_t n) {
-    return point<ShiftLeft, kInts>(hook, src, dst, n);
+    return whole<bounded::pixshl>(hook, src, dst, n);
 }
 extern "C" MVIP_API int32_t mvip8_pixand(mvabort* hook, mvimage* src, mvimage* dst, uint32_t m) {
-    return point<And, kInts>(hook, src, dst, m);
+    return whole<bounded::pixand>(hook, src, dst, m);
 }
 extern "C" MVIP_API int32_t mvip8_pixor(mvabort* hook, mvimage* src, mvimage* dst, uint32_t m) {
-    return point<Or, kInts>(hook, src, dst, m);
+    return whole<bounded::pixor>(hook, src, dst, m);
 }
 extern "C" MVIP_API int32_t mvip8_pixxor(mvabort* hook, mvimage* src, mvimage* dst, uint32_t m) {
-    return point<Xor, kInts>(hook, src, dst, m);
+    return whole<bounded::pixxor>(hook, src, dst, m);
 }
 extern "C" MVIP_API int32_t mvip8_pixmsb(mvabort* hook, mvimage* src, mvimage* dst) {
-    return point<MostSignificantBit, kInts>(hook, src, dst);
+    return whole<bounded::pixmsb>(hook, src, dst);
 }

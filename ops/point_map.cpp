@@ -4,6 +4,7 @@
 // tables must have that many; u16 and u32 tables may be shorter (a 32-bit
 // image could not be mapped otherwise): a value at or beyond the table's
 // end passes unchanged, so the table remaps the values it covers.
+#include "ops/bounded.hpp"
 #include "ops/cpu.hpp"
 #include "ops/point.hpp"
 #include "views/typeconvert.hpp"
@@ -99,18 +100,17 @@ bool table_acceptable(const mvimage* src, uint64_t entries) {
 }
 
 int32_t map_checked(mvabort* hook, mvimage* src, mvimage* dst, const void* table, uint64_t entries,
-                    uint32_t type) {
-    if (const auto stop = hook_at_entry(hook)) return *stop;
+                    uint32_t type, const RunList* runs) {
     if (!src || !dst || !table) return MVERR_USAGE;
     if (type_of(src->pixfmt.datatype) != type) return MVERR_DATATYPE;
     if (!table_acceptable(src, entries)) return MVERR_USAGE;
-    return map_through_table(hook, src, dst, table, entries);
+    return map_through_table(hook, src, dst, table, entries, runs);
 }
 
 }  // namespace
 
 int32_t map_through_table(mvabort* hook, mvimage* src, mvimage* dst, const void* table,
-                          uint64_t entries) {
+                          uint64_t entries, const RunList* runs) {
     const int slot = type_slot(src->pixfmt.datatype);
     if (slot < 0 || !kMap[slot]) return MVERR_DATATYPE;
     if (!table_acceptable(src, entries)) return MVERR_USAGE;
@@ -124,10 +124,26 @@ int32_t map_through_table(mvabort* hook, mvimage* src, mvimage* dst, const void*
     setup.destination = dst;
     setup.options = MVTYPE_U8 | MVTYPE_U16 | MVTYPE_U32 | kColor;
     setup.mask = all_pixies(src);
+    setup.runs = runs;
     Frame frame;
     if (const int32_t rc = frame.open(setup); rc < 0) return rc;
     return frame.walk(kernels[slot], kernels[slot], &p);
 }
+
+namespace bounded {
+int32_t pixmap(mvabort* hook, mvimage* src, mvimage* dst, const uint8_t* table, uint32_t entries,
+               R runs) {
+    return map_checked(hook, src, dst, table, entries, MVTYPE_U8, runs);
+}
+int32_t pixmaps(mvabort* hook, mvimage* src, mvimage* dst, const uint16_t* table,
+                uint32_t entries, R runs) {
+    return map_checked(hook, src, dst, table, entries, MVTYPE_U16, runs);
+}
+int32_t pixmapl(mvabort* hook, mvimage* src, mvimage* dst, const uint32_t* table,
+                uint32_t entries, R runs) {
+    return map_checked(hook, src, dst, table, entries, MVTYPE_U32, runs);
+}
+}  // namespace bounded
 
 }  // namespace mvip::ops
 
@@ -136,17 +152,17 @@ using namespace mvip::ops;
 
 extern "C" MVIP_API int32_t mvip8_pixmap(mvabort* hook, mvimage* src, mvimage* dst,
                                          const uint8_t* table, uint32_t entries) {
-    return map_checked(hook, src, dst, table, entries, MVTYPE_U8);
+    return whole<bounded::pixmap>(hook, src, dst, table, entries);
 }
 
 extern "C" MVIP_API int32_t mvip8_pixmaps(mvabort* hook, mvimage* src, mvimage* dst,
                                           const uint16_t* table, uint32_t entries) {
-    return map_checked(hook, src, dst, table, entries, MVTYPE_U16);
+    return whole<bounded::pixmaps>(hook, src, dst, table, entries);
 }
 
 extern "C" MVIP_API int32_t mvip8_pixmapl(mvabort* hook, mvimage* src, mvimage* dst,
                                           const uint32_t* table, uint32_t entries) {
-    return map_checked(hook, src, dst, table, entries, MVTYPE_U32);
+    return whole<bounded::pixmapl>(hook, src, dst, table, entries);
 }
 
 extern "C" MVIP_API int32_t mvip8_pixmaplut(mvabort* hook, mvimage* src, mvimage* dst,

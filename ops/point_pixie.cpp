@@ -1,5 +1,6 @@
 // Operations across the pixies of one pixel: copy one pixie into others,
 // minimum, maximum and average, and the colour threshold.
+#include "ops/bounded.hpp"
 #include "ops/point.hpp"
 
 #include <bit>
@@ -95,42 +96,40 @@ struct Threshold3 {  // table: ColorRange
 };
 
 template <class Op, unsigned Set>
-int32_t pixie_op(mvabort* hook, mvimage* src, mvimage* dst, PointParams p) {
+int32_t pixie_op(mvabort* hook, mvimage* src, mvimage* dst, PointParams p, const RunList* runs) {
     static constexpr LevelKernels kernels_levels = kernel_levels<Op, Set>();
     const KernelSet& kernels = for_this_cpu(kernels_levels);
-    return point_dispatch(hook, src, dst, kernels, p, false);
+    return point_run(hook, src, dst, kernels, p, false, 0, runs);
+}
+
+// The checks of pixiecopy, made before anything else.
+bool pixiecopy_args(const mvimage* src, const mvimage* dst, uint32_t from, uint32_t to) {
+    if (!src || !dst) return false;
+    const uint32_t pixies = src->pixfmt.pixies;
+    return from < pixies && (to & all_pixies_mask(pixies)) != 0 && pixies >= 2;
 }
 
 }  // namespace
-}  // namespace mvip::ops
 
-using namespace mvip;
-using namespace mvip::ops;
-
-extern "C" MVIP_API int32_t mvip8_pixiecopy(mvabort* hook, mvimage* src, mvimage* dst,
-                                            uint32_t from, uint32_t to) {
-    if (!src || !dst) return MVERR_USAGE;
-    const uint32_t pixies = src->pixfmt.pixies;
-    if (from >= pixies || (to & all_pixies_mask(pixies)) == 0 || pixies < 2) return MVERR_USAGE;
+namespace bounded {
+int32_t pixiecopy(mvabort* hook, mvimage* src, mvimage* dst, uint32_t from, uint32_t to, R runs) {
+    if (!pixiecopy_args(src, dst, from, to)) return MVERR_USAGE;
     PointParams p = params_for(src);
-    p.u[0] = from, p.u[1] = to & all_pixies_mask(pixies);
-    return pixie_op<PixieCopy, kEvery>(hook, src, dst, p);
+    p.u[0] = from, p.u[1] = to & all_pixies_mask(src->pixfmt.pixies);
+    return pixie_op<PixieCopy, kEvery>(hook, src, dst, p, runs);
 }
-
-extern "C" MVIP_API int32_t mvip8_pixiemin(mvabort* hook, mvimage* src, mvimage* dst) {
-    return pixie_op<PixieMin, kEvery>(hook, src, dst, src ? params_for(src) : PointParams{});
+int32_t pixiemin(mvabort* hook, mvimage* src, mvimage* dst, R runs) {
+    return pixie_op<PixieMin, kEvery>(hook, src, dst, src ? params_for(src) : PointParams{}, runs);
 }
-extern "C" MVIP_API int32_t mvip8_pixiemax(mvabort* hook, mvimage* src, mvimage* dst) {
-    return pixie_op<PixieMax, kEvery>(hook, src, dst, src ? params_for(src) : PointParams{});
+int32_t pixiemax(mvabort* hook, mvimage* src, mvimage* dst, R runs) {
+    return pixie_op<PixieMax, kEvery>(hook, src, dst, src ? params_for(src) : PointParams{}, runs);
 }
-extern "C" MVIP_API int32_t mvip8_pixieave(mvabort* hook, mvimage* src, mvimage* dst) {
-    return pixie_op<PixieAverage, kEvery>(hook, src, dst, src ? params_for(src) : PointParams{});
+int32_t pixieave(mvabort* hook, mvimage* src, mvimage* dst, R runs) {
+    return pixie_op<PixieAverage, kEvery>(hook, src, dst, src ? params_for(src) : PointParams{},
+                                          runs);
 }
-
-extern "C" MVIP_API int32_t mvip8_pixthreshold3(mvabort* hook, mvimage* src, mvimage* dst,
-                                                const uint32_t low[3], const uint32_t high[3],
-                                                const uint32_t value[3]) {
-    if (const auto stop = hook_at_entry(hook)) return *stop;
+int32_t pixthreshold3(mvabort* hook, mvimage* src, mvimage* dst, const uint32_t low[3],
+                      const uint32_t high[3], const uint32_t value[3], R runs) {
     if (!src || !dst || !low || !high || !value) return MVERR_USAGE;
     if (src->pixfmt.pixies < 3) return MVERR_COLORS;
     ColorRange range;
@@ -139,5 +138,31 @@ extern "C" MVIP_API int32_t mvip8_pixthreshold3(mvabort* hook, mvimage* src, mvi
     p.table = &range;
     static constexpr LevelKernels kernels_levels = kernel_levels<Threshold3, kU8U16>();
     const KernelSet& kernels = for_this_cpu(kernels_levels);
-    return point_run(hook, src, dst, kernels, p, false);
+    return point_run(hook, src, dst, kernels, p, false, 0, runs);
+}
+}  // namespace bounded
+}  // namespace mvip::ops
+
+using namespace mvip;
+using namespace mvip::ops;
+
+extern "C" MVIP_API int32_t mvip8_pixiecopy(mvabort* hook, mvimage* src, mvimage* dst,
+                                            uint32_t from, uint32_t to) {
+    // The arguments are checked before the hook is asked.
+    if (!pixiecopy_args(src, dst, from, to)) return MVERR_USAGE;
+    return whole<bounded::pixiecopy>(hook, src, dst, from, to);
+}
+extern "C" MVIP_API int32_t mvip8_pixiemin(mvabort* hook, mvimage* src, mvimage* dst) {
+    return whole<bounded::pixiemin>(hook, src, dst);
+}
+extern "C" MVIP_API int32_t mvip8_pixiemax(mvabort* hook, mvimage* src, mvimage* dst) {
+    return whole<bounded::pixiemax>(hook, src, dst);
+}
+extern "C" MVIP_API int32_t mvip8_pixieave(mvabort* hook, mvimage* src, mvimage* dst) {
+    return whole<bounded::pixieave>(hook, src, dst);
+}
+extern "C" MVIP_API int32_t mvip8_pixthreshold3(mvabort* hook, mvimage* src, mvimage* dst,
+                                                const uint32_t low[3], const uint32_t high[3],
+                                                const uint32_t value[3]) {
+    return whole<bounded::pixthreshold3>(hook, src, dst, low, high, value);
 }

@@ -18,9 +18,6 @@ void clip_runs(const mvscanrun* in, int32_t n, const mvywindow& w, Runs& out) {
     }
 }
 
-namespace {
-
-// The pixels in both of two sorted run lists.
 Runs intersect_runs(const Runs& a, const Runs& b) {
     Runs out;
     size_t i = 0, j = 0;
@@ -37,6 +34,8 @@ Runs intersect_runs(const Runs& a, const Runs& b) {
     }
     return out;
 }
+
+namespace {
 
 // A sector: the pixels its closed outline encloses that also belong to its
 // ring, so that an inner ellipse reaching out of the outer one cuts the

@@ -24,6 +24,9 @@ int32_t general_runs(const mvimregion* r, const mvywindow& w, bool non_zero, Run
 // A scan list's runs cut to the window, empty ones dropped, order kept.
 void clip_runs(const mvscanrun* in, int32_t n, const mvywindow& w, Runs& out);
 
+// The pixels in both of two sorted run lists.
+Runs intersect_runs(const Runs& a, const Runs& b);
+
 // The complement of sorted runs inside the window.  0, or -5 when the runs
 // are out of order or the two passes disagree.
 int32_t complement_runs(const Runs& in, const mvywindow& w, Runs& out);

@@ -530,6 +530,26 @@ TEST(MvTool, DrawPutsTheFigureIntoTheFile) {
     EXPECT_EQ(1, run_tool({"draw", in.str(), out.str(), "line", "1", "2"}).status);
 }
 
+TEST(MvTool, OpWithARegionWorksInsideItOnly) {
+    REQUIRE_MVTOOL();
+    mvtest::OwnedStack blank(20, 10, 1, MVTYPE_U8, 8, 1, MVCS_GREY);
+    TempPath in("plain.tif"), out("negated.tif"), file("box.txt");
+    ASSERT_EQ(mvio8_tifwriteseq(nullptr, &blank.im, nullptr, in.c_str(), 8, 0, 0, nullptr), 0);
+    mvimregion box{};
+    box.regiontype = MVIMREGWINDOW;
+    box.origin = {4, 6};
+    box.region.window = {3, 2};
+    ASSERT_EQ(mvirp_regionexport(nullptr, &box, file.c_str(), nullptr), 0);
+    ToolRun r = run_tool({"op", "--region", file.str(), "pixneg", in.str(), out.str()});
+    ASSERT_EQ(r.status, 0) << r.err;
+    mvtest::OwnedStack got(20, 10, 1, MVTYPE_U8, 8, 1, MVCS_GREY);
+    ASSERT_EQ(mvio8_tifreadseq(nullptr, &got.im, nullptr, out.c_str(), 0, nullptr, 0), 0);
+    for (uint32_t y = 0; y < 10; ++y)
+        for (uint32_t x = 0; x < 20; ++x)
+            ASSERT_EQ(got.flat.pixels[y * 20 + x], x >= 4 && x < 7 && y >= 6 && y < 8 ? 255 : 0) << x << "," << y;
+    EXPECT_EQ(1, run_tool({"op", "--region", file.str(), "3x3median", in.str(), out.str()}).status);
+}
+
 }  // namespace
 
 #endif

@@ -292,6 +292,72 @@ std::vector<std::string> split(const std::string& text) {
     }
 }
 
+// Region forms of the operations, run by `op --region FILE`: the output
+// starts as a copy of IN and the mvirp8_ form works inside the region (laid
+// over IN), so pixels outside the region keep IN's values.
+struct RegionForm {
+    const char* name;
+    int32_t (*run)(const OpCall& c, mvimregion* r);
+};
+const std::vector<RegionForm> kRegionForms = {
+    {"pixneg", [](const OpCall& c, mvimregion* r) { return mvirp8_pixneg(c.hook, r, c.dst); }},
+    {"pixshr", [](const OpCall& c, mvimregion* r) { return mvirp8_pixshr(c.hook, r, c.dst, c.u(0)); }},
+    {"pixshl", [](const OpCall& c, mvimregion* r) { return mvirp8_pixshl(c.hook, r, c.dst, c.u(0)); }},
+    {"pixand", [](const OpCall& c, mvimregion* r) { return mvirp8_pixand(c.hook, r, c.dst, c.u(0)); }},
+    {"pixor", [](const OpCall& c, mvimregion* r) { return mvirp8_pixor(c.hook, r, c.dst, c.u(0)); }},
+    {"pixxor", [](const OpCall& c, mvimregion* r) { return mvirp8_pixxor(c.hook, r, c.dst, c.u(0)); }},
+    {"pixmsb", [](const OpCall& c, mvimregion* r) { return mvirp8_pixmsb(c.hook, r, c.dst); }},
+    {"pixthreshold",
+     [](const OpCall& c, mvimregion* r) { return mvirp8_pixthreshold(c.hook, r, c.dst, c.u(0), c.u(1), c.u(2)); }},
+    {"pixthreshold2",
+     [](const OpCall& c, mvimregion* r) {
+         return mvirp8_pixthreshold2(c.hook, r, c.dst, c.u(0), c.u(1), c.u(2), c.u(3));
+     }},
+    {"pixcontrast", [](const OpCall& c, mvimregion* r) { return mvirp8_pixcontrast(c.hook, r, c.dst, c.s(0), c.s(1)); }},
+    {"pixcontrastpivot",
+     [](const OpCall& c, mvimregion* r) { return mvirp8_pixcontrastpivot(c.hook, r, c.dst, c.u(0), c.d(1)); }},
+    {"pixcontrastperc",
+     [](const OpCall& c, mvimregion* r) {
+         uint32_t low = 0, high = 0;
+         const int32_t rc = mvirp8_pixcontrastperc(c.hook, r, c.dst, c.u(0), c.u(1), &low, &high);
+         if (rc == 0) std::printf("pixcontrastperc: stretched %u .. %u\n", low, high);
+         return rc;
+     }},
+    {"pixadd", [](const OpCall& c, mvimregion* r) { return mvirp8_pixadd(c.hook, r, c.dst, c.s(0), c.s(1)); }},
+    {"pixscale", [](const OpCall& c, mvimregion* r) { return mvirp8_pixscale(c.hook, r, c.dst, c.u(0), c.u(1)); }},
+    {"pixgamma", [](const OpCall& c, mvimregion* r) { return mvirp8_pixgamma(c.hook, r, c.dst, c.d(0)); }},
+    {"pixset",
+     [](const OpCall& c, mvimregion* r) {
+         r->image = *c.dst;
+         return mvirp8_pixset(c.hook, r, c.u(0));
+     }},
+    {"pixset3",
+     [](const OpCall& c, mvimregion* r) {
+         r->image = *c.dst;
+         return mvirp8_pixset3(c.hook, r, c.u(0), c.u(1), c.u(2));
+     }},
+    {"pixiecopy", [](const OpCall& c, mvimregion* r) { return mvirp8_pixiecopy(c.hook, r, c.dst, c.u(0), c.u(1)); }},
+    {"pixiemin", [](const OpCall& c, mvimregion* r) { return mvirp8_pixiemin(c.hook, r, c.dst); }},
+    {"pixiemax", [](const OpCall& c, mvimregion* r) { return mvirp8_pixiemax(c.hook, r, c.dst); }},
+    {"pixieave", [](const OpCall& c, mvimregion* r) { return mvirp8_pixieave(c.hook, r, c.dst); }},
+    {"pixcontrastf",
+     [](const OpCall& c, mvimregion* r) { return mvirpf_pixcontrast(c.hook, r, c.dst, c.d(0), c.d(1)); }},
+    {"pixscalef", [](const OpCall& c, mvimregion* r) { return mvirpf_pixscale(c.hook, r, c.dst, c.d(0)); }},
+    {"pixaddf", [](const OpCall& c, mvimregion* r) { return mvirpf_pixadd(c.hook, r, c.dst, c.d(0)); }},
+};
+
+const RegionForm* find_region_form(const std::string& name) {
+    for (const RegionForm& f : kRegionForms)
+        if (name == f.name) return &f;
+    return nullptr;
+}
+
+// Owns an imported region.
+struct ImportedRegion {
+    mvimregion* p = nullptr;
+    ~ImportedRegion() { mvirp_regionfree(&p); }
+};
+
 std::string synopsis(const Op& op) {
     static const char* const kInputs[] = {"IN", "IN IN2", "IN IN2 IN3"};
     std::string s = std::string(op.name) + " " + kInputs[op.sources - 1] + " OUT";
@@ -304,7 +370,12 @@ void list_ops() {
     for (const Op& op : kOps) std::printf("  %-50s %s\n", synopsis(op).c_str(), op.help);
     std::printf("\nNumbers may be decimal or 0x hexadecimal; lists are comma-separated (1,2,1).\n"
                 "The output has the first input's size and pixel format unless the operation\n"
-                "says otherwise; its file format comes from OUT's extension (.tif, .tiff, .bmp).\n");
+                "says otherwise; its file format comes from OUT's extension (.tif, .tiff, .bmp).\n"
+                "\nWith --region FILE (mvtool op --region FILE NAME IN OUT [ARGS...]) the operation\n"
+                "works only inside the region of FILE laid over IN; OUT keeps IN elsewhere.\n"
+                "Operations with a region form:");
+    for (const RegionForm& f : kRegionForms) std::printf(" %s", f.name);
+    std::printf("\n");
 }
 
 }  // namespace
@@ -409,7 +480,13 @@ void allocate_output(const Op& op, Image* const sources[], const OpValue* v, Ima
     }
 }
 
-int cmd_op(const std::vector<std::string>& args) {
+int cmd_op(const std::vector<std::string>& all_args) {
+    std::vector<std::string> args = all_args;
+    std::string region_path;
+    if (args.size() >= 2 && args[0] == "--region") {
+        region_path = args[1];
+        args.erase(args.begin(), args.begin() + 2);
+    }
     if (args.empty()) throw UsageError("op: expected NAME IN ... OUT, or --list");
     if (args[0] == "--list" || args[0] == "-l") {
         list_ops();
@@ -417,6 +494,13 @@ int cmd_op(const std::vector<std::string>& args) {
     }
     const Op* op = find_op(args[0]);
     if (op == nullptr) throw UsageError("op: unknown operation '" + args[0] + "' (mvtool op --list)");
+    const RegionForm* form = nullptr;
+    ImportedRegion region;
+    if (!region_path.empty()) {
+        form = find_region_form(op->name);
+        if (!form) throw UsageError("op: " + std::string(op->name) + " has no region form (mvtool op --list)");
+        check(mvirp_regionimport(nullptr, &region.p, region_path.c_str(), nullptr), region_path);
+    }
     const size_t files = size_t(op->sources) + 1, params = size_t(op->param_count());
     if (args.size() != 1 + files + params)
         throw UsageError("op: usage: mvtool op " + synopsis(*op) + "\n  " + op->help);
@@ -465,7 +549,15 @@ int cmd_op(const std::vector<std::string>& args) {
         if (depth > 1) call.hook = progress_plane(z, depth);
         for (int k = 0; k < op->sources; ++k) call.src[k] = inputs[k].plane(z, views[k]);
         call.dst = out.plane(z, views[3]);
-        check(op->run(call), depth > 1 ? std::string(op->name) + " (plane " + std::to_string(z + 1) + ")" : op->name);
+        const std::string subject =
+            depth > 1 ? std::string(op->name) + " (plane " + std::to_string(z + 1) + ")" : op->name;
+        if (form) {
+            check(mvip8_copy(call.hook, call.src[0], call.dst), subject);
+            region.p->image = *call.src[0];
+            check(form->run(call, region.p), subject);
+        } else {
+            check(op->run(call), subject);
+        }
     }
     progress_done();
     save(out, out_path);
