@@ -422,3 +422,36 @@ INSTANTIATE_TEST_SUITE_P(All, Twins, ::testing::ValuesIn(twins()),
                          });
 
 }  // namespace
+
+// The pixel search's line kernels: every level against the plain loop, on
+// all starts and lengths up to a few vectors, for tests whose passing
+// pixels are rare, common or absent.
+#include "regions/search.hpp"
+
+TEST(SearchTwins, VectorFormsEqualPlainLoops) {
+    using namespace mvip::regions;
+    std::mt19937 rng(5);
+    std::vector<uint8_t> data(300);
+    for (auto& v : data) v = rng() % 16 ? uint8_t(rng() % 4) : uint8_t(rng());
+    const uint32_t tests[][2] = {{93, 200}, {94, 3}, {221, 0}, {101, 2u | 2u << 16}, {91, 0}};
+    for (const CpuLevel level : {CpuLevel::avx2, CpuLevel::avx512}) {
+        if (mvip::ops::cpu_detected() < level) continue;
+        for (const auto& [code, value] : tests) {
+            PixelTest t;
+            ASSERT_TRUE(make_test(code, value, 255, t));
+            for (size_t at = 0; at < 70; at += 3)
+                for (size_t n = 0; at + n <= data.size(); n += 1 + n / 4) {
+                    const uint8_t* p = data.data() + at;
+                    std::vector<uint8_t> plain(n + 1, 9), wide(n + 1, 9);
+                    binarize_u8_plain(p, plain.data(), n, t);
+                    mvip::ops::cpu_limit(level);
+                    const size_t found = find_u8(p, n, t), set = find_set(plain.data(), n);
+                    binarize_u8(p, wide.data(), n, t);
+                    mvip::ops::cpu_limit(CpuLevel::avx512);
+                    ASSERT_EQ(found, find_u8_plain(p, n, t)) << code << " at " << at << " n " << n;
+                    ASSERT_EQ(set, find_set_plain(plain.data(), n));
+                    ASSERT_EQ(plain, wide);
+                }
+        }
+    }
+}

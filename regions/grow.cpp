@@ -1,0 +1,283 @@
+// The binary plane, the workspace over an image's window, the run grower
+// and the hole filler.
+#include "regions/grow.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <new>
+
+namespace mvip::regions {
+
+namespace {
+
+// The plane holds only 0 and 1, so a byte is zero exactly when its low bit
+// is clear: eight bytes are tested at once.  The zero frame stops every
+// walk; the pads around each line keep the eight-byte reads inside the
+// plane.
+constexpr uint64_t kLowBits = 0x0101010101010101ull;
+constexpr size_t kPad = 16;
+
+inline uint64_t load8(const uint8_t* p) {
+    uint64_t w;
+    std::memcpy(&w, p, 8);
+    return w;
+}
+// The first x' >= x whose byte is 0.
+inline int32_t next_zero(const uint8_t* r, int32_t x) {
+    for (;; x += 8)
+        if (const uint64_t z = ~load8(r + x) & kLowBits) return x + std::countr_zero(z) / 8;
+}
+// The last x' <= x whose byte is 0.
+inline int32_t prev_zero(const uint8_t* r, int32_t x) {
+    for (;; x -= 8)
+        if (const uint64_t z = ~load8(r + x - 7) & kLowBits) return x - 7 + (63 - std::countl_zero(z)) / 8;
+}
+// The first x' in [x, end) whose byte is 1, or end.
+inline int32_t next_set(const uint8_t* r, int32_t x, int32_t end) {
+    for (; x < end; x += 8)
+        if (const uint64_t s = load8(r + x) & kLowBits) return std::min(x + std::countr_zero(s) / 8, end);
+    return end;
+}
+
+}  // namespace
+
+Connect connect_of(uint32_t mode) {
+    switch (mode & 0x300) {
+        case 0x100: return Connect::four;
+        case 0x300: return Connect::filled;
+        default: return Connect::eight;
+    }
+}
+
+int32_t Plane::allocate(uint32_t width, uint32_t height) {
+    width_ = width;
+    height_ = height;
+    stride_ = (size_t{width} + 2 * kPad + 63) & ~size_t{63};
+    const size_t bytes = stride_ * (size_t{height} + 2) + 64;
+    store_.reset(new (std::nothrow) uint8_t[bytes]);
+    if (!store_) return MVERR_MEMORY;
+    auto at = reinterpret_cast<uintptr_t>(store_.get());
+    base_ = reinterpret_cast<uint8_t*>((at + 63) & ~uintptr_t{63}) + kPad;
+    std::memset(row(-1) - kPad, 0, stride_);
+    std::memset(row(int32_t(height)) - kPad, 0, stride_);
+    for (uint32_t y = 0; y < height; ++y) {
+        std::memset(row(int32_t(y)) - kPad, 0, kPad);
+        std::memset(row(int32_t(y)) + width, 0, stride_ - kPad - width);
+    }
+    return 0;
+}
+
+Workspace::~Workspace() {
+    for (mvmapdesc& d : maps_) frame_.unmap(0, d);
+}
+
+int32_t Workspace::open(mvabort* hook, mvimage* image, uint32_t test, uint32_t value) {
+    ops::Setup s;
+    s.hook = hook;
+    s.sources[0] = image;
+    s.destination = image;
+    s.options = MVTYPE_U8 | MVTYPE_U16;
+    if (const int32_t rc = frame_.open(s); rc < 0) return rc;
+    image_ = frame_.image(0);
+    const bool wide = frame_.type() == MVTYPE_U16;
+    const uint32_t top = wide ? 0xFFFF : 0xFF;
+    if (!make_test(test, value, top, test_)) return MVERR_USAGE;
+    can_fail_ = test_.failing_value(top, fail_);
+    const uint32_t w = frame_.width(), h = frame_.height();
+    if (const int32_t rc = plane_.allocate(w, h); rc < 0) return rc;
+    try {
+        maps_.resize(h);
+        lines_.resize(h);
+    } catch (const std::bad_alloc&) {
+        return MVERR_MEMORY;
+    }
+    for (uint32_t y = 0; y < h && !lines_.empty(); ++y) {
+        lines_[y] = frame_.map_line(0, y, maps_[y]);
+        if (!lines_[y]) {
+            for (mvmapdesc& d : maps_) frame_.unmap(0, d);
+            lines_.clear();
+        }
+    }
+    for (uint32_t y = 0; y < h; ++y) {
+        const void* line = lines_.empty() ? nullptr : lines_[y];
+        if (!line) {
+            frame_.read_line(0, frame_.buffer(0), y);
+            line = frame_.buffer(0);
+        }
+        if (wide) binarize_u16(static_cast<const uint16_t*>(line), plane_.row(int32_t(y)), w, test_);
+        else binarize_u8(static_cast<const uint8_t*>(line), plane_.row(int32_t(y)), w, test_);
+    }
+    if (can_fail_ && lines_.empty()) {
+        fill_.reset(new (std::nothrow) unsigned char[size_t{w} * 2 + 2]);
+        if (!fill_) return MVERR_MEMORY;
+        if (wide) std::fill_n(reinterpret_cast<uint16_t*>(fill_.get()), w, uint16_t(fail_));
+        else std::memset(fill_.get(), int(fail_), w);
+    }
+    return 0;
+}
+
+bool Workspace::paint(const mvscanrun* runs, size_t n) {
+    if (!can_fail_) return false;
+    const bool wide = frame_.type() == MVTYPE_U16;
+    mvimage* im = frame_.image(ops::Frame::kDestination);
+    for (size_t i = 0; i < n; ++i) {
+        const mvscanrun& r = runs[i];
+        if (!lines_.empty()) {
+            if (wide)
+                std::fill_n(static_cast<uint16_t*>(lines_[size_t(r.coord.y)]) + r.coord.x, r.len, uint16_t(fail_));
+            else
+                std::memset(static_cast<uint8_t*>(lines_[size_t(r.coord.y)]) + r.coord.x, int(fail_), size_t(r.len));
+        } else {
+            im->iorite(im, 0, fill_.get(), uint32_t(r.len), r.coord.x, r.coord.y);
+        }
+    }
+    return true;
+}
+
+void Blob::clear() {
+    runs.clear();
+    area = 0;
+    sum_x = sum_y = 0;
+    left = top = INT32_MAX;
+    right = bottom = INT32_MIN;
+}
+
+void Blob::add(int32_t x, int32_t y, int32_t len) {
+    runs.push_back({{x, y}, len});
+    area += uint64_t(len);
+    sum_x += int64_t(len) * (2 * int64_t(x) + len - 1) / 2;
+    sum_y += int64_t(len) * y;
+    left = std::min(left, x);
+    right = std::max(right, x + len);
+    top = std::min(top, y);
+    bottom = std::max(bottom, y + 1);
+}
+
+void Blob::recount() {
+    std::vector<mvscanrun> r;
+    r.swap(runs);
+    clear();
+    runs.reserve(r.size());
+    for (const mvscanrun& s : r) add(s.coord.x, s.coord.y, s.len);
+}
+
+void grow(Plane& plane, int32_t x, int32_t y, Connect c, Blob& blob) {
+    blob.clear();
+    const int32_t d = c == Connect::four ? 0 : 1;
+    const int32_t h = int32_t(plane.height());
+    uint8_t* r = plane.row(y);
+    const int32_t s = prev_zero(r, x) + 1, e = next_zero(r, x);
+    std::memset(r + s, 0, size_t(e - s));
+    blob.add(s, y, e - s);
+    // The list of runs found is also the queue of runs still to look round.
+    for (size_t i = 0; i < blob.runs.size(); ++i) {
+        const mvscanrun cur = blob.runs[i];
+        for (const int32_t ny : {cur.coord.y - 1, cur.coord.y + 1}) {
+            if (ny < 0 || ny >= h) continue;
+            uint8_t* nr = plane.row(ny);
+            const int32_t from = cur.coord.x - d, end = cur.coord.x + cur.len + d;
+            int32_t at = next_set(nr, from, end);
+            while (at < end) {
+                // Only a run met at the very start can reach further left.
+                const int32_t a = at == from ? prev_zero(nr, at) + 1 : at;
+                const int32_t b = next_zero(nr, at + 1);
+                std::memset(nr + a, 0, size_t(b - a));
+                blob.add(a, ny, b - a);
+                at = next_set(nr, b + 1, end);
+            }
+        }
+    }
+    if (c == Connect::filled) {
+        sort_runs(blob.runs);
+        std::vector<mvscanrun> filled;
+        fill_holes(blob.runs, Connect::eight, filled);
+        for (const mvscanrun& f : filled) std::memset(plane.row(f.coord.y) + f.coord.x, 0, size_t(f.len));
+        blob.runs.swap(filled);
+        blob.recount();
+    }
+}
+
+void sort_runs(std::vector<mvscanrun>& runs) {
+    if (runs.size() < 2) return;
+    int32_t lo = INT32_MAX, hi = INT32_MIN;
+    for (const mvscanrun& r : runs) {
+        lo = std::min(lo, r.coord.y);
+        hi = std::max(hi, r.coord.y);
+    }
+    std::vector<uint32_t> at(size_t(int64_t(hi) - lo) + 2, 0);
+    for (const mvscanrun& r : runs) ++at[size_t(r.coord.y - lo) + 1];
+    for (size_t i = 1; i < at.size(); ++i) at[i] += at[i - 1];
+    std::vector<mvscanrun> out(runs.size());
+    std::vector<uint32_t> fill(at.begin(), at.end() - 1);
+    for (const mvscanrun& r : runs) out[fill[size_t(r.coord.y - lo)]++] = r;
+    auto by_x = [](const mvscanrun& a, const mvscanrun& b) { return a.coord.x < b.coord.x; };
+    for (size_t line = 0; line + 1 < at.size(); ++line) {
+        mvscanrun* first = out.data() + at[line];
+        mvscanrun* last = out.data() + at[line + 1];
+        if (last - first > 1) std::sort(first, last, by_x);
+    }
+    runs.swap(out);
+}
+
+void fill_holes(const std::vector<mvscanrun>& runs, Connect c, std::vector<mvscanrun>& out) {
+    out.clear();
+    if (runs.empty()) return;
+    int32_t left = INT32_MAX, right = INT32_MIN;
+    for (const mvscanrun& r : runs) {
+        left = std::min(left, r.coord.x);
+        right = std::max(right, r.coord.x + r.len);
+    }
+    const int32_t top = runs.front().coord.y, bottom = runs.back().coord.y + 1;
+    // The gaps of every line inside the box, and where each line's start.
+    std::vector<mvscanrun> gaps;
+    std::vector<size_t> line_at(size_t(bottom - top) + 1, 0);
+    size_t i = 0;
+    for (int32_t y = top; y < bottom; ++y) {
+        line_at[size_t(y - top)] = gaps.size();
+        int32_t x = left;
+        for (; i < runs.size() && runs[i].coord.y == y; ++i) {
+            if (runs[i].coord.x > x) gaps.push_back({{x, y}, runs[i].coord.x - x});
+            x = std::max(x, runs[i].coord.x + runs[i].len);
+        }
+        if (x < right) gaps.push_back({{x, y}, right - x});
+    }
+    line_at.back() = gaps.size();
+    // Gaps connected to each other (the opposite connectivity of the
+    // region's), and whether a group reaches the box's edge.
+    std::vector<uint32_t> parent(gaps.size());
+    for (size_t k = 0; k < parent.size(); ++k) parent[k] = uint32_t(k);
+    auto find = [&](uint32_t k) {
+        while (parent[k] != k) k = parent[k] = parent[parent[k]];
+        return k;
+    };
+    const int32_t reach = c == Connect::four ? 1 : 0;
+    for (int32_t y = top; y + 1 < bottom; ++y) {
+        size_t a = line_at[size_t(y - top)], ae = line_at[size_t(y - top) + 1];
+        size_t b = ae, be = line_at[size_t(y - top) + 2];
+        while (a < ae && b < be) {
+            const mvscanrun &p = gaps[a], &q = gaps[b];
+            if (p.coord.x < q.coord.x + q.len + reach && q.coord.x < p.coord.x + p.len + reach)
+                parent[find(uint32_t(a))] = find(uint32_t(b));
+            (p.coord.x + p.len < q.coord.x + q.len ? a : b)++;
+        }
+    }
+    std::vector<uint8_t> outside(gaps.size(), 0);
+    for (size_t k = 0; k < gaps.size(); ++k) {
+        const mvscanrun& g = gaps[k];
+        if (g.coord.y == top || g.coord.y == bottom - 1 || g.coord.x == left || g.coord.x + g.len == right)
+            outside[find(uint32_t(k))] = 1;
+    }
+    // Each line: the box less the gaps that reach outside.
+    for (int32_t y = top; y < bottom; ++y) {
+        int32_t x = left;
+        for (size_t k = line_at[size_t(y - top)]; k < line_at[size_t(y - top) + 1]; ++k) {
+            if (!outside[find(uint32_t(k))]) continue;
+            if (gaps[k].coord.x > x) out.push_back({{x, y}, gaps[k].coord.x - x});
+            x = gaps[k].coord.x + gaps[k].len;
+        }
+        if (x < right) out.push_back({{x, y}, right - x});
+    }
+}
+
+}  // namespace mvip::regions
