@@ -84,6 +84,8 @@ extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_
         if (x >= w) x = 0, ++y;
         Blob blob;
         std::vector<mvscanrun> filled;
+        const bool paint = !(flags & kKeepImage) && ws.can_fail();
+        const bool keep_runs = (flags & kFillHoles) != 0;
         uint64_t stored = 0;
         while (stored < maxcount) {
             // The next set pixel from (x, y); the hook hears of every
@@ -108,7 +110,20 @@ extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_
             const int32_t sx = int32_t(wind.nw.x + x), sy = int32_t(wind.nw.y + y);
             position[0] = sx;
             position[1] = sy;
-            grow(plane, int32_t(x), int32_t(y), connect, blob);
+            // The blob is painted as its runs are found; its runs are kept
+            // only where they are needed again.
+            if (connect == Connect::filled) {
+                grow(plane, int32_t(x), int32_t(y), connect, blob);
+                if (paint) ws.paint(blob.runs.data(), blob.runs.size());
+            } else {
+                blob.clear();
+                grow_runs(plane, int32_t(x), int32_t(y), connect == Connect::eight, blob.stack,
+                          [&](int32_t a, int32_t line, int32_t len) {
+                              if (keep_runs) blob.add(a, line, len);
+                              else blob.count(a, line, len);
+                              if (paint) ws.paint_run(a, line, len);
+                          });
+            }
             if (rejected_by(blob, wind, flags, limits)) {
                 ++scan.rejected;
             } else {
@@ -119,12 +134,12 @@ extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_
                         std::memset(plane.row(f.coord.y) + f.coord.x, 0, size_t(f.len));
                     blob.runs.swap(filled);
                     blob.recount();
+                    if (paint) ws.paint(blob.runs.data(), blob.runs.size());
                 }
                 if (polled)
                     if (const int32_t stop = hook->abortfn(hook, 0, 0)) return scan.stopped(stop);
                 blobs[stored++] = record_of(blob, sx, sy, wind);
             }
-            if (!(flags & kKeepImage)) ws.paint(blob.runs.data(), blob.runs.size());
         }
         if (stored < maxcount) {
             position[0] = wind.nw.x;

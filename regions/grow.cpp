@@ -11,34 +11,7 @@ namespace mvip::regions {
 
 namespace {
 
-// The plane holds only 0 and 1, so a byte is zero exactly when its low bit
-// is clear: eight bytes are tested at once.  The zero frame stops every
-// walk; the pads around each line keep the eight-byte reads inside the
-// plane.
-constexpr uint64_t kLowBits = 0x0101010101010101ull;
 constexpr size_t kPad = 16;
-
-inline uint64_t load8(const uint8_t* p) {
-    uint64_t w;
-    std::memcpy(&w, p, 8);
-    return w;
-}
-// The first x' >= x whose byte is 0.
-inline int32_t next_zero(const uint8_t* r, int32_t x) {
-    for (;; x += 8)
-        if (const uint64_t z = ~load8(r + x) & kLowBits) return x + std::countr_zero(z) / 8;
-}
-// The last x' <= x whose byte is 0.
-inline int32_t prev_zero(const uint8_t* r, int32_t x) {
-    for (;; x -= 8)
-        if (const uint64_t z = ~load8(r + x - 7) & kLowBits) return x - 7 + (63 - std::countl_zero(z)) / 8;
-}
-// The first x' in [x, end) whose byte is 1, or end.
-inline int32_t next_set(const uint8_t* r, int32_t x, int32_t end) {
-    for (; x < end; x += 8)
-        if (const uint64_t s = load8(r + x) & kLowBits) return std::min(x + std::countr_zero(s) / 8, end);
-    return end;
-}
 
 }  // namespace
 
@@ -108,6 +81,7 @@ int32_t Workspace::open(mvabort* hook, mvimage* image, uint32_t test, uint32_t v
         if (wide) binarize_u16(static_cast<const uint16_t*>(line), plane_.row(int32_t(y)), w, test_);
         else binarize_u8(static_cast<const uint8_t*>(line), plane_.row(int32_t(y)), w, test_);
     }
+    bytes_ = !wide && !lines_.empty();
     if (can_fail_ && lines_.empty()) {
         fill_.reset(new (std::nothrow) unsigned char[size_t{w} * 2 + 2]);
         if (!fill_) return MVERR_MEMORY;
@@ -117,21 +91,21 @@ int32_t Workspace::open(mvabort* hook, mvimage* image, uint32_t test, uint32_t v
     return 0;
 }
 
+void Workspace::paint_other(int32_t x, int32_t y, int32_t len) {
+    if (!lines_.empty()) {
+        if (frame_.type() == MVTYPE_U16)
+            std::fill_n(static_cast<uint16_t*>(lines_[size_t(y)]) + x, len, uint16_t(fail_));
+        else
+            std::memset(static_cast<uint8_t*>(lines_[size_t(y)]) + x, int(fail_), size_t(len));
+    } else {
+        mvimage* im = frame_.image(ops::Frame::kDestination);
+        im->iorite(im, 0, fill_.get(), uint32_t(len), x, y);
+    }
+}
+
 bool Workspace::paint(const mvscanrun* runs, size_t n) {
     if (!can_fail_) return false;
-    const bool wide = frame_.type() == MVTYPE_U16;
-    mvimage* im = frame_.image(ops::Frame::kDestination);
-    for (size_t i = 0; i < n; ++i) {
-        const mvscanrun& r = runs[i];
-        if (!lines_.empty()) {
-            if (wide)
-                std::fill_n(static_cast<uint16_t*>(lines_[size_t(r.coord.y)]) + r.coord.x, r.len, uint16_t(fail_));
-            else
-                std::memset(static_cast<uint8_t*>(lines_[size_t(r.coord.y)]) + r.coord.x, int(fail_), size_t(r.len));
-        } else {
-            im->iorite(im, 0, fill_.get(), uint32_t(r.len), r.coord.x, r.coord.y);
-        }
-    }
+    for (size_t i = 0; i < n; ++i) paint_run(runs[i].coord.x, runs[i].coord.y, runs[i].len);
     return true;
 }
 
@@ -141,17 +115,6 @@ void Blob::clear() {
     sum_x = sum_y = 0;
     left = top = INT32_MAX;
     right = bottom = INT32_MIN;
-}
-
-void Blob::add(int32_t x, int32_t y, int32_t len) {
-    runs.push_back({{x, y}, len});
-    area += uint64_t(len);
-    sum_x += int64_t(len) * (2 * int64_t(x) + len - 1) / 2;
-    sum_y += int64_t(len) * y;
-    left = std::min(left, x);
-    right = std::max(right, x + len);
-    top = std::min(top, y);
-    bottom = std::max(bottom, y + 1);
 }
 
 void Blob::recount() {
@@ -164,30 +127,8 @@ void Blob::recount() {
 
 void grow(Plane& plane, int32_t x, int32_t y, Connect c, Blob& blob) {
     blob.clear();
-    const int32_t d = c == Connect::four ? 0 : 1;
-    const int32_t h = int32_t(plane.height());
-    uint8_t* r = plane.row(y);
-    const int32_t s = prev_zero(r, x) + 1, e = next_zero(r, x);
-    std::memset(r + s, 0, size_t(e - s));
-    blob.add(s, y, e - s);
-    // The list of runs found is also the queue of runs still to look round.
-    for (size_t i = 0; i < blob.runs.size(); ++i) {
-        const mvscanrun cur = blob.runs[i];
-        for (const int32_t ny : {cur.coord.y - 1, cur.coord.y + 1}) {
-            if (ny < 0 || ny >= h) continue;
-            uint8_t* nr = plane.row(ny);
-            const int32_t from = cur.coord.x - d, end = cur.coord.x + cur.len + d;
-            int32_t at = next_set(nr, from, end);
-            while (at < end) {
-                // Only a run met at the very start can reach further left.
-                const int32_t a = at == from ? prev_zero(nr, at) + 1 : at;
-                const int32_t b = next_zero(nr, at + 1);
-                std::memset(nr + a, 0, size_t(b - a));
-                blob.add(a, ny, b - a);
-                at = next_set(nr, b + 1, end);
-            }
-        }
-    }
+    grow_runs(plane, x, y, c != Connect::four, blob.stack,
+              [&](int32_t a, int32_t line, int32_t len) { blob.add(a, line, len); });
     if (c == Connect::filled) {
         sort_runs(blob.runs);
         std::vector<mvscanrun> filled;

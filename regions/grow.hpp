@@ -12,6 +12,9 @@
 #include "regions/record.hpp"
 #include "regions/search.hpp"
 
+#include <algorithm>
+#include <bit>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -21,6 +24,59 @@ namespace mvip::regions {
 // 0x200 (mvip.h).
 enum class Connect { four, eight, filled };
 Connect connect_of(uint32_t mode);
+
+namespace line {
+
+// The plane holds only 0 and 1, so a byte is zero exactly when its low bit
+// is clear: eight bytes are tested at once.  The zero frame stops every
+// walk; the pads around each line keep the eight-byte reads inside the
+// plane.
+constexpr uint64_t kLowBits = 0x0101010101010101ull;
+
+inline uint64_t load8(const uint8_t* p) {
+    uint64_t w;
+    std::memcpy(&w, p, 8);
+    return w;
+}
+// The first x' >= x whose byte is 0.
+inline int32_t next_zero(const uint8_t* r, int32_t x) {
+    for (;; x += 8)
+        if (const uint64_t z = ~load8(r + x) & kLowBits) return x + std::countr_zero(z) / 8;
+}
+// The last x' <= x whose byte is 0.
+inline int32_t prev_zero(const uint8_t* r, int32_t x) {
+    for (;; x -= 8)
+        if (const uint64_t z = ~load8(r + x - 7) & kLowBits) return x - 7 + (63 - std::countl_zero(z)) / 8;
+}
+// The first x' in [x, end) whose byte is 1, or end.
+inline int32_t next_set(const uint8_t* r, int32_t x, int32_t end) {
+    for (; x < end; x += 8)
+        if (const uint64_t s = load8(r + x) & kLowBits) return std::min(x + std::countr_zero(s) / 8, end);
+    return end;
+}
+
+// Sets n bytes to v.  Short runs, the common case in noisy images, are
+// written with two overlapping stores covering exactly [p, p + n) (no call,
+// and nothing beyond the run is touched).
+inline void fill_bytes(uint8_t* p, size_t n, uint8_t v) {
+    const uint64_t w = kLowBits * v;
+    if (n >= 8 && n <= 16) {
+        std::memcpy(p, &w, 8);
+        std::memcpy(p + n - 8, &w, 8);
+    } else if (n >= 4 && n < 8) {
+        std::memcpy(p, &w, 4);
+        std::memcpy(p + n - 4, &w, 4);
+    } else if (n >= 2 && n < 4) {
+        std::memcpy(p, &w, 2);
+        std::memcpy(p + n - 2, &w, 2);
+    } else if (n == 1) {
+        *p = v;
+    } else if (n > 16) {
+        std::memset(p, v, n);
+    }
+}
+
+}  // namespace line
 
 class Plane {
 public:
@@ -49,12 +105,20 @@ public:
     // Writes the test's failing value into window-relative runs of the
     // image (false: no value fails, nothing written).
     bool paint(const mvscanrun* runs, size_t n);
+    // Only when the test can fail.
+    void paint_run(int32_t x, int32_t y, int32_t len) {
+        if (bytes_) line::fill_bytes(static_cast<uint8_t*>(lines_[size_t(y)]) + x, size_t(len), uint8_t(fail_));
+        else paint_other(x, y, len);
+    }
+    bool can_fail() const { return can_fail_; }
     Plane& plane() { return plane_; }
     ops::Frame& frame() { return frame_; }
     const mvimage& image() const { return *image_; }
     const PixelTest& test() const { return test_; }
 
 private:
+    void paint_other(int32_t x, int32_t y, int32_t len);
+    bool bytes_ = false;  // u8 lines mapped
     ops::Frame frame_;
     mvimage* image_ = nullptr;
     Plane plane_;
@@ -68,13 +132,64 @@ private:
 
 struct Blob {
     std::vector<mvscanrun> runs;  // window-relative, in the order found
+    std::vector<mvscanrun> stack;  // the grower's runs still to look round
     uint64_t area = 0;
     int64_t sum_x = 0, sum_y = 0;  // window-relative first moments
     int32_t left = 0, top = 0, right = 0, bottom = 0;  // window-relative box, exclusive
     void clear();
-    void add(int32_t x, int32_t y, int32_t len);
+    void add(int32_t x, int32_t y, int32_t len) {
+        runs.push_back({{x, y}, len});
+        count(x, y, len);
+    }
+    void count(int32_t x, int32_t y, int32_t len) {
+        area += uint64_t(len);
+        sum_x += int64_t(len) * (2 * int64_t(x) + len - 1) / 2;
+        sum_y += int64_t(len) * y;
+        left = std::min(left, x);
+        right = std::max(right, x + len);
+        top = std::min(top, y);
+        bottom = std::max(bottom, y + 1);
+    }
     void recount();  // area, moments and box again from `runs`
 };
+
+
+// Grows the region of the set plane pixel at (x, y), clearing it in the
+// plane, and hands every run to found(x, y, len) once, in no particular
+// order.  Runs wait on `stack` (its capacity is kept for the next call)
+// and the last found is looked round first, which keeps the walk near the
+// lines it has just touched.
+template <class Found>
+void grow_runs(Plane& plane, int32_t x, int32_t y, bool eight, std::vector<mvscanrun>& stack, Found&& found) {
+    using namespace line;
+    const int32_t d = eight ? 1 : 0;
+    const int32_t h = int32_t(plane.height());
+    uint8_t* r = plane.row(y);
+    const int32_t s = prev_zero(r, x) + 1, e = next_zero(r, x);
+    fill_bytes(r + s, size_t(e - s), 0);
+    found(s, y, e - s);
+    stack.clear();
+    stack.push_back({{s, y}, e - s});
+    while (!stack.empty()) {
+        const mvscanrun cur = stack.back();
+        stack.pop_back();
+        for (const int32_t ny : {cur.coord.y - 1, cur.coord.y + 1}) {
+            if (ny < 0 || ny >= h) continue;
+            uint8_t* nr = plane.row(ny);
+            const int32_t from = cur.coord.x - d, end = cur.coord.x + cur.len + d;
+            int32_t at = next_set(nr, from, end);
+            while (at < end) {
+                // Only a run met at the very start can reach further left.
+                const int32_t a = at == from ? prev_zero(nr, at) + 1 : at;
+                const int32_t b = next_zero(nr, at + 1);
+                fill_bytes(nr + a, size_t(b - a), 0);
+                found(a, ny, b - a);
+                stack.push_back({{a, ny}, b - a});
+                at = next_set(nr, b + 1, end);
+            }
+        }
+    }
+}
 
 // Grows the region of the set plane pixel at (x, y) into `blob` (cleared
 // first), clearing it in the plane.  `filled` grows 8-connected and then
