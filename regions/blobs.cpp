@@ -98,10 +98,9 @@ extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_
                         position[1] = int32_t(wind.nw.y + y);
                         return scan.stopped(stop);
                     }
-                const uint8_t* row = plane.row(int32_t(y));
-                const size_t at = find_set(row + x, size_t(w - x));
-                if (at < size_t(w - x)) {
-                    x += int64_t(at);
+                const int32_t at = line::next_set(plane.row(int32_t(y)), int32_t(x), int32_t(w));
+                if (at < w) {
+                    x = at;
                     found = true;
                     break;
                 }
@@ -131,7 +130,7 @@ extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_
                     sort_runs(blob.runs);
                     fill_holes(blob.runs, connect, filled);
                     for (const mvscanrun& f : filled)
-                        std::memset(plane.row(f.coord.y) + f.coord.x, 0, size_t(f.len));
+                        line::fill_bits(plane.row(f.coord.y), f.coord.x, f.coord.x + f.len);
                     blob.runs.swap(filled);
                     blob.recount();
                     if (paint) ws.paint(blob.runs.data(), blob.runs.size());

@@ -36,13 +36,13 @@ void follow(Plane& plane, int32_t x, int32_t y, Connect c, mvpoint& start, std::
     grow(plane, x, y, c == Connect::four ? Connect::four : Connect::eight, blob);
     mvpoint s{INT32_MAX, INT32_MAX};
     for (const mvscanrun& r : blob.runs) {
-        std::memset(plane.row(r.coord.y) + r.coord.x, 1, size_t(r.len));  // put back
+        line::fill_bits<true>(plane.row(r.coord.y), r.coord.x, r.coord.x + r.len);  // put back
         if (r.coord.y < s.y || (r.coord.y == s.y && r.coord.x < s.x)) s = r.coord;
     }
     start = s;
     codes.clear();
     const bool eight = c != Connect::four;
-    auto set = [&](mvpoint p, int d) { return plane.row(p.y + kStepY[d])[p.x + kStepX[d]] != 0; };
+    auto set = [&](mvpoint p, int d) { return line::bit(plane.row(p.y + kStepY[d]), p.x + kStepX[d]); };
     // The next step from p after arriving by `dir`: the neighbours in turn,
     // counter-clockwise as displayed, from the one right of the way in.
     auto next = [&](mvpoint p, int dir) {
@@ -79,7 +79,7 @@ extern "C" MVIP_API int32_t mvirp8_connectregionv(mvabort* hook, mvimage* image,
         if (const int32_t rc = open_at(ws, image, test, value, x, y); rc < 0) return rc;
         Blob blob;
         blob.clear();
-        if (ws.plane().row(y)[x]) grow(ws.plane(), x, y, connect_of(mode), blob);
+        if (line::bit(ws.plane().row(y), x)) grow(ws.plane(), x, y, connect_of(mode), blob);
         sort_runs(blob.runs);
         const mvywindow& w = ws.image().wind;
         for (mvscanrun& r : blob.runs) r.coord = {r.coord.x + w.nw.x, r.coord.y + w.nw.y};
@@ -112,7 +112,7 @@ extern "C" MVIP_API int32_t mvirp8_followregionv(mvabort* hook, mvimage* image, 
         const mvywindow& w = ws.image().wind;
         mvpoint start{x, y};
         std::vector<uint8_t> codes;
-        if (ws.plane().row(y)[x]) follow(ws.plane(), x, y, connect_of(mode), start, codes);
+        if (line::bit(ws.plane().row(y), x)) follow(ws.plane(), x, y, connect_of(mode), start, codes);
         if (codes.size() > size_t(INT32_MAX)) return MVERR_MEMORY;
         mvimregion* out = alloc_region(MVIMREGION_PATHLIST_AT + (codes.size() + 1) / 2);
         if (!out) return MVERR_MEMORY;

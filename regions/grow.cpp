@@ -9,12 +9,6 @@
 
 namespace mvip::regions {
 
-namespace {
-
-constexpr size_t kPad = 16;
-
-}  // namespace
-
 Connect connect_of(uint32_t mode) {
     switch (mode & 0x300) {
         case 0x100: return Connect::four;
@@ -26,18 +20,11 @@ Connect connect_of(uint32_t mode) {
 int32_t Plane::allocate(uint32_t width, uint32_t height) {
     width_ = width;
     height_ = height;
-    stride_ = (size_t{width} + 2 * kPad + 63) & ~size_t{63};
-    const size_t bytes = stride_ * (size_t{height} + 2) + 64;
-    store_.reset(new (std::nothrow) uint8_t[bytes]);
+    // A zero word before each line and at least one after it.
+    stride_ = (size_t{width} + 63) / 64 + 2;
+    store_.reset(new (std::nothrow) uint64_t[stride_ * (size_t{height} + 2)]());
     if (!store_) return MVERR_MEMORY;
-    auto at = reinterpret_cast<uintptr_t>(store_.get());
-    base_ = reinterpret_cast<uint8_t*>((at + 63) & ~uintptr_t{63}) + kPad;
-    std::memset(row(-1) - kPad, 0, stride_);
-    std::memset(row(int32_t(height)) - kPad, 0, stride_);
-    for (uint32_t y = 0; y < height; ++y) {
-        std::memset(row(int32_t(y)) - kPad, 0, kPad);
-        std::memset(row(int32_t(y)) + width, 0, stride_ - kPad - width);
-    }
+    base_ = store_.get() + 1;
     return 0;
 }
 
@@ -72,14 +59,17 @@ int32_t Workspace::open(mvabort* hook, mvimage* image, uint32_t test, uint32_t v
             lines_.clear();
         }
     }
+    std::unique_ptr<uint8_t[]> bytes(new (std::nothrow) uint8_t[size_t{w} + 1]);
+    if (!bytes) return MVERR_MEMORY;
     for (uint32_t y = 0; y < h; ++y) {
         const void* line = lines_.empty() ? nullptr : lines_[y];
         if (!line) {
             frame_.read_line(0, frame_.buffer(0), y);
             line = frame_.buffer(0);
         }
-        if (wide) binarize_u16(static_cast<const uint16_t*>(line), plane_.row(int32_t(y)), w, test_);
-        else binarize_u8(static_cast<const uint8_t*>(line), plane_.row(int32_t(y)), w, test_);
+        if (wide) binarize_u16(static_cast<const uint16_t*>(line), bytes.get(), w, test_);
+        else binarize_u8(static_cast<const uint8_t*>(line), bytes.get(), w, test_);
+        pack_bits(bytes.get(), plane_.row(int32_t(y)), w);
     }
     bytes_ = !wide && !lines_.empty();
     if (can_fail_ && lines_.empty()) {
@@ -133,7 +123,7 @@ void grow(Plane& plane, int32_t x, int32_t y, Connect c, Blob& blob) {
         sort_runs(blob.runs);
         std::vector<mvscanrun> filled;
         fill_holes(blob.runs, Connect::eight, filled);
-        for (const mvscanrun& f : filled) std::memset(plane.row(f.coord.y) + f.coord.x, 0, size_t(f.len));
+        for (const mvscanrun& f : filled) line::fill_bits(plane.row(f.coord.y), f.coord.x, f.coord.x + f.len);
         blob.runs.swap(filled);
         blob.recount();
     }

@@ -27,39 +27,54 @@ Connect connect_of(uint32_t mode);
 
 namespace line {
 
-// The plane holds only 0 and 1, so a byte is zero exactly when its low bit
-// is clear: eight bytes are tested at once.  The zero frame stops every
-// walk; the pads around each line keep the eight-byte reads inside the
-// plane.
-constexpr uint64_t kLowBits = 0x0101010101010101ull;
+// Lines of the plane are bit rows: pixel x is bit x & 63 of word x >> 6
+// (x = -1 lies in the zero word before the line).  The zero frame stops
+// every walk.
 
-inline uint64_t load8(const uint8_t* p) {
-    uint64_t w;
-    std::memcpy(&w, p, 8);
-    return w;
+inline bool bit(const uint64_t* r, int32_t x) { return (r[x >> 6] >> (x & 63)) & 1; }
+// The first x' >= x whose bit is 0.
+inline int32_t next_zero(const uint64_t* r, int32_t x) {
+    int32_t i = x >> 6;
+    uint64_t z = ~r[i] & (~uint64_t{0} << (x & 63));
+    while (!z) z = ~r[++i];
+    return i * 64 + std::countr_zero(z);
 }
-// The first x' >= x whose byte is 0.
-inline int32_t next_zero(const uint8_t* r, int32_t x) {
-    for (;; x += 8)
-        if (const uint64_t z = ~load8(r + x) & kLowBits) return x + std::countr_zero(z) / 8;
+// The last x' <= x whose bit is 0.
+inline int32_t prev_zero(const uint64_t* r, int32_t x) {
+    int32_t i = x >> 6;
+    uint64_t z = ~r[i] & (~uint64_t{0} >> (63 - (x & 63)));
+    while (!z) z = ~r[--i];
+    return i * 64 + 63 - std::countl_zero(z);
 }
-// The last x' <= x whose byte is 0.
-inline int32_t prev_zero(const uint8_t* r, int32_t x) {
-    for (;; x -= 8)
-        if (const uint64_t z = ~load8(r + x - 7) & kLowBits) return x - 7 + (63 - std::countl_zero(z)) / 8;
+// The first x' in [x, end) whose bit is 1, or end.
+inline int32_t next_set(const uint64_t* r, int32_t x, int32_t end) {
+    if (x >= end) return end;
+    int32_t i = x >> 6;
+    const int32_t last = (end - 1) >> 6;
+    uint64_t s = r[i] & (~uint64_t{0} << (x & 63));
+    while (!s) {
+        if (++i > last) return end;
+        s = r[i];
+    }
+    return std::min(i * 64 + std::countr_zero(s), end);
 }
-// The first x' in [x, end) whose byte is 1, or end.
-inline int32_t next_set(const uint8_t* r, int32_t x, int32_t end) {
-    for (; x < end; x += 8)
-        if (const uint64_t s = load8(r + x) & kLowBits) return std::min(x + std::countr_zero(s) / 8, end);
-    return end;
+// Clears (set: sets) the bits of [a, b), a < b.
+template <bool Set = false>
+inline void fill_bits(uint64_t* r, int32_t a, int32_t b) {
+    const int32_t i = a >> 6, j = (b - 1) >> 6;
+    const uint64_t lo = ~uint64_t{0} << (a & 63), hi = ~uint64_t{0} >> (63 - ((b - 1) & 63));
+    auto put = [](uint64_t& w, uint64_t m) { w = Set ? w | m : w & ~m; };
+    if (i == j) return put(r[i], lo & hi);
+    put(r[i], lo);
+    for (int32_t k = i + 1; k < j; ++k) r[k] = Set ? ~uint64_t{0} : 0;
+    put(r[j], hi);
 }
 
 // Sets n bytes to v.  Short runs, the common case in noisy images, are
 // written with two overlapping stores covering exactly [p, p + n) (no call,
 // and nothing beyond the run is touched).
 inline void fill_bytes(uint8_t* p, size_t n, uint8_t v) {
-    const uint64_t w = kLowBits * v;
+    const uint64_t w = 0x0101010101010101ull * v;
     if (n >= 8 && n <= 16) {
         std::memcpy(p, &w, 8);
         std::memcpy(p + n - 8, &w, 8);
@@ -78,18 +93,20 @@ inline void fill_bytes(uint8_t* p, size_t n, uint8_t v) {
 
 }  // namespace line
 
+// One bit a pixel (a 2048-pixel line is 256 bytes, so large windows stay
+// in the processor's caches), framed by zero words and lines.
 class Plane {
 public:
-    // 0 or -2.
+    // A zeroed plane; 0 or -2.
     int32_t allocate(uint32_t width, uint32_t height);
-    uint8_t* row(int32_t y) { return base_ + (int64_t(y) + 1) * int64_t(stride_); }  // y in [-1, height]
+    uint64_t* row(int32_t y) { return base_ + (int64_t(y) + 1) * int64_t(stride_); }  // y in [-1, height]
     uint32_t width() const { return width_; }
     uint32_t height() const { return height_; }
 
 private:
-    std::unique_ptr<uint8_t[]> store_;
-    uint8_t* base_ = nullptr;
-    size_t stride_ = 0;
+    std::unique_ptr<uint64_t[]> store_;
+    uint64_t* base_ = nullptr;
+    size_t stride_ = 0;  // words
     uint32_t width_ = 0, height_ = 0;
 };
 
@@ -164,9 +181,9 @@ void grow_runs(Plane& plane, int32_t x, int32_t y, bool eight, std::vector<mvsca
     using namespace line;
     const int32_t d = eight ? 1 : 0;
     const int32_t h = int32_t(plane.height());
-    uint8_t* r = plane.row(y);
+    uint64_t* r = plane.row(y);
     const int32_t s = prev_zero(r, x) + 1, e = next_zero(r, x);
-    fill_bytes(r + s, size_t(e - s), 0);
+    fill_bits(r, s, e);
     found(s, y, e - s);
     stack.clear();
     stack.push_back({{s, y}, e - s});
@@ -175,14 +192,14 @@ void grow_runs(Plane& plane, int32_t x, int32_t y, bool eight, std::vector<mvsca
         stack.pop_back();
         for (const int32_t ny : {cur.coord.y - 1, cur.coord.y + 1}) {
             if (ny < 0 || ny >= h) continue;
-            uint8_t* nr = plane.row(ny);
+            uint64_t* nr = plane.row(ny);
             const int32_t from = cur.coord.x - d, end = cur.coord.x + cur.len + d;
             int32_t at = next_set(nr, from, end);
             while (at < end) {
                 // Only a run met at the very start can reach further left.
                 const int32_t a = at == from ? prev_zero(nr, at) + 1 : at;
                 const int32_t b = next_zero(nr, at + 1);
-                fill_bytes(nr + a, size_t(b - a), 0);
+                fill_bits(nr, a, b);
                 found(a, ny, b - a);
                 stack.push_back({{a, ny}, b - a});
                 at = next_set(nr, b + 1, end);

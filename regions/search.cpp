@@ -3,6 +3,7 @@
 
 #include "ops/cpu.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <immintrin.h>
@@ -105,30 +106,14 @@ __attribute__((target("avx512f,avx512bw"))) size_t find_u8_avx512(const uint8_t*
     return n;
 }
 
-__attribute__((target("avx2"))) size_t find_set_avx2(const uint8_t* p, size_t n) {
-    size_t i = 0;
-    const __m256i zero = _mm256_setzero_si256();
-    for (; i + 32 <= n; i += 32) {
-        const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + i));
-        const uint32_t m = ~uint32_t(_mm256_movemask_epi8(_mm256_cmpeq_epi8(v, zero)));
-        if (m) return i + size_t(std::countr_zero(m));
-    }
-    return i + find_set_plain(p + i, n - i);
-}
-
-__attribute__((target("avx512f,avx512bw"))) size_t find_set_avx512(const uint8_t* p, size_t n) {
+__attribute__((target("avx2"))) void pack_bits_avx2(const uint8_t* in, uint64_t* out, size_t n) {
     size_t i = 0;
     for (; i + 64 <= n; i += 64) {
-        const __m512i v = _mm512_loadu_si512(p + i);
-        const uint64_t m = _mm512_test_epi8_mask(v, v);
-        if (m) return i + size_t(std::countr_zero(m));
+        const __m256i a = _mm256_slli_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + i)), 7);
+        const __m256i b = _mm256_slli_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + i + 32)), 7);
+        out[i / 64] = uint64_t(uint32_t(_mm256_movemask_epi8(a))) | uint64_t(uint32_t(_mm256_movemask_epi8(b))) << 32;
     }
-    if (i < n) {
-        const __m512i v = _mm512_maskz_loadu_epi8((uint64_t{1} << (n - i)) - 1, p + i);
-        const uint64_t m = _mm512_test_epi8_mask(v, v);
-        if (m) return i + size_t(std::countr_zero(m));
-    }
-    return n;
+    if (i < n) pack_bits_plain(in + i, out + i / 64, n - i);
 }
 
 // The binarizing loops, vectorised by the compiler for each level.
@@ -168,23 +153,17 @@ void binarize_u16(const uint16_t* in, uint8_t* out, size_t n, const PixelTest& t
     binarize_loop(in, out, n, t);
 }
 
-size_t find_set_plain(const uint8_t* p, size_t n) {
-    size_t i = 0;
-    for (; i + 8 <= n; i += 8) {
-        uint64_t w;
-        std::memcpy(&w, p + i, 8);
-        if (w) return i + size_t(std::countr_zero(w) / 8);  // little-endian: the first byte is lowest
+void pack_bits_plain(const uint8_t* in, uint64_t* out, size_t n) {
+    for (size_t i = 0; i < n; i += 64) {
+        uint64_t w = 0;
+        const size_t m = std::min<size_t>(64, n - i);
+        for (size_t k = 0; k < m; ++k) w |= uint64_t(in[i + k] & 1) << k;
+        out[i / 64] = w;
     }
-    for (; i < n; ++i)
-        if (p[i]) return i;
-    return n;
 }
-size_t find_set(const uint8_t* p, size_t n) {
-    switch (ops::cpu_level()) {
-        case ops::CpuLevel::avx512: return find_set_avx512(p, n);
-        case ops::CpuLevel::avx2: return find_set_avx2(p, n);
-        default: return find_set_plain(p, n);
-    }
+void pack_bits(const uint8_t* in, uint64_t* out, size_t n) {
+    if (ops::cpu_has_avx2()) return pack_bits_avx2(in, out, n);
+    pack_bits_plain(in, out, n);
 }
 
 }  // namespace mvip::regions

@@ -54,8 +54,9 @@ void binarize_u8(const uint8_t* in, uint8_t* out, size_t n, const PixelTest& t);
 void binarize_u16(const uint16_t* in, uint8_t* out, size_t n, const PixelTest& t);
 void binarize_u8_plain(const uint8_t* in, uint8_t* out, size_t n, const PixelTest& t);
 
-// Index of the first non-zero byte in [0, n), or n.
-size_t find_set(const uint8_t* p, size_t n);
-size_t find_set_plain(const uint8_t* p, size_t n);
+// Packs n bytes of 0 and 1 into bits, the first byte into bit 0 of out[0];
+// the bits of the last word past n are cleared.
+void pack_bits(const uint8_t* in, uint64_t* out, size_t n);
+void pack_bits_plain(const uint8_t* in, uint64_t* out, size_t n);
 
 }  // namespace mvip::regions

@@ -423,7 +423,8 @@ INSTANTIATE_TEST_SUITE_P(All, Twins, ::testing::ValuesIn(twins()),
 
 }  // namespace
 
-// The pixel search's line kernels: every level against the plain loop, on
+// The pixel search's line kernels (the search, the test of a line, its
+// packing into bits): every level against the plain loop, on
 // all starts and lengths up to a few vectors, for tests whose passing
 // pixels are rare, common or absent.
 #include "regions/search.hpp"
@@ -443,14 +444,17 @@ TEST(SearchTwins, VectorFormsEqualPlainLoops) {
                 for (size_t n = 0; at + n <= data.size(); n += 1 + n / 4) {
                     const uint8_t* p = data.data() + at;
                     std::vector<uint8_t> plain(n + 1, 9), wide(n + 1, 9);
+                    std::vector<uint64_t> bits(n / 64 + 2, 7), wide_bits(n / 64 + 2, 7);
                     binarize_u8_plain(p, plain.data(), n, t);
+                    pack_bits_plain(plain.data(), bits.data(), n);
                     mvip::ops::cpu_limit(level);
-                    const size_t found = find_u8(p, n, t), set = find_set(plain.data(), n);
+                    const size_t found = find_u8(p, n, t);
                     binarize_u8(p, wide.data(), n, t);
+                    pack_bits(wide.data(), wide_bits.data(), n);
                     mvip::ops::cpu_limit(CpuLevel::avx512);
                     ASSERT_EQ(found, find_u8_plain(p, n, t)) << code << " at " << at << " n " << n;
-                    ASSERT_EQ(set, find_set_plain(plain.data(), n));
                     ASSERT_EQ(plain, wide);
+                    ASSERT_EQ(bits, wide_bits);
                 }
         }
     }
