@@ -84,8 +84,17 @@ extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_
         if (x >= w) x = 0, ++y;
         Blob blob;
         std::vector<mvscanrun> filled;
-        const bool paint = !(flags & kKeepImage) && ws.can_fail();
-        const bool keep_runs = (flags & kFillHoles) != 0;
+        // Blobs are painted where the scan leaves them (step 8 below).
+        // Mapped images defer it to one pass when the scan ends, which
+        // paints every pixel the growers took (paint_found); runs are then
+        // kept only to fill holes or to give back the blob that a stop
+        // leaves unpainted.
+        const bool painting = !(flags & kKeepImage) && ws.can_fail();
+        const bool deferred = painting && ws.mapped();
+        const bool keep_runs = (flags & kFillHoles) || connect == Connect::filled || polled || (painting && !deferred);
+        auto paint_found = [&] {
+            if (deferred) ws.paint_found();
+        };
         uint64_t stored = 0;
         while (stored < maxcount) {
             // The next set pixel from (x, y); the hook hears of every
@@ -96,6 +105,7 @@ extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_
                     if (const int32_t stop = hook->abortfn(hook, int32_t(y), int32_t(h))) {
                         position[0] = int32_t(wind.nw.x + x);
                         position[1] = int32_t(wind.nw.y + y);
+                        paint_found();
                         return scan.stopped(stop);
                     }
                 const int32_t at = line::next_set(plane.row(int32_t(y)), int32_t(x), int32_t(w));
@@ -109,20 +119,17 @@ extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_
             const int32_t sx = int32_t(wind.nw.x + x), sy = int32_t(wind.nw.y + y);
             position[0] = sx;
             position[1] = sy;
-            // The blob is painted as its runs are found; its runs are kept
-            // only where they are needed again.
             if (connect == Connect::filled) {
                 grow(plane, int32_t(x), int32_t(y), connect, blob);
-                if (paint) ws.paint(blob.runs.data(), blob.runs.size());
             } else {
                 blob.clear();
                 grow_runs(plane, int32_t(x), int32_t(y), connect == Connect::eight, blob.stack,
                           [&](int32_t a, int32_t line, int32_t len) {
                               if (keep_runs) blob.add(a, line, len);
                               else blob.count(a, line, len);
-                              if (paint) ws.paint_run(a, line, len);
                           });
             }
+            bool holes = connect == Connect::filled;  // the region holds pixels that failed
             if (rejected_by(blob, wind, flags, limits)) {
                 ++scan.rejected;
             } else {
@@ -133,17 +140,26 @@ extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_
                         line::fill_bits(plane.row(f.coord.y), f.coord.x, f.coord.x + f.len);
                     blob.runs.swap(filled);
                     blob.recount();
-                    if (paint) ws.paint(blob.runs.data(), blob.runs.size());
+                    holes = true;
                 }
                 if (polled)
-                    if (const int32_t stop = hook->abortfn(hook, 0, 0)) return scan.stopped(stop);
+                    if (const int32_t stop = hook->abortfn(hook, 0, 0)) {
+                        // This blob is not painted: its pixels are given
+                        // back to the plane before the deferred pass.
+                        for (const mvscanrun& r : blob.runs)
+                            line::fill_bits<true>(plane.row(r.coord.y), r.coord.x, r.coord.x + r.len);
+                        paint_found();
+                        return scan.stopped(stop);
+                    }
                 blobs[stored++] = record_of(blob, sx, sy, wind);
             }
+            if (painting && (!deferred || holes)) ws.paint(blob.runs.data(), blob.runs.size());
         }
         if (stored < maxcount) {
             position[0] = wind.nw.x;
             position[1] = int32_t(wind.nw.y + h);
         }
+        paint_found();
         scan.finish(0);
         if (polled) hook->abortfn(hook, 1, 0);
         return int32_t(stored > INT32_MAX ? INT32_MAX : stored);

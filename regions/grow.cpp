@@ -59,17 +59,19 @@ int32_t Workspace::open(mvabort* hook, mvimage* image, uint32_t test, uint32_t v
             lines_.clear();
         }
     }
-    std::unique_ptr<uint8_t[]> bytes(new (std::nothrow) uint8_t[size_t{w} + 1]);
-    if (!bytes) return MVERR_MEMORY;
+    bytes_line_.reset(new (std::nothrow) uint8_t[size_t{w} + 1]);
+    bits_line_.reset(new (std::nothrow) uint64_t[size_t{w} / 64 + 1]);
+    if (!bytes_line_ || !bits_line_) return MVERR_MEMORY;
+    uint8_t* bytes = bytes_line_.get();
     for (uint32_t y = 0; y < h; ++y) {
         const void* line = lines_.empty() ? nullptr : lines_[y];
         if (!line) {
             frame_.read_line(0, frame_.buffer(0), y);
             line = frame_.buffer(0);
         }
-        if (wide) binarize_u16(static_cast<const uint16_t*>(line), bytes.get(), w, test_);
-        else binarize_u8(static_cast<const uint8_t*>(line), bytes.get(), w, test_);
-        pack_bits(bytes.get(), plane_.row(int32_t(y)), w);
+        if (wide) binarize_u16(static_cast<const uint16_t*>(line), bytes, w, test_);
+        else binarize_u8(static_cast<const uint8_t*>(line), bytes, w, test_);
+        pack_bits(bytes, plane_.row(int32_t(y)), w);
     }
     bytes_ = !wide && !lines_.empty();
     if (can_fail_ && lines_.empty()) {
@@ -90,6 +92,24 @@ void Workspace::paint_other(int32_t x, int32_t y, int32_t len) {
     } else {
         mvimage* im = frame_.image(ops::Frame::kDestination);
         im->iorite(im, 0, fill_.get(), uint32_t(len), x, y);
+    }
+}
+
+void Workspace::paint_found() {
+    if (!can_fail_ || lines_.empty()) return;
+    const bool wide = frame_.type() == MVTYPE_U16;
+    const uint32_t w = plane_.width();
+    uint8_t* bytes = bytes_line_.get();
+    uint64_t* bits = bits_line_.get();
+    for (uint32_t y = 0; y < plane_.height(); ++y) {
+        void* line = lines_[y];
+        if (wide) binarize_u16(static_cast<const uint16_t*>(line), bytes, w, test_);
+        else binarize_u8(static_cast<const uint8_t*>(line), bytes, w, test_);
+        pack_bits(bytes, bits, w);
+        const uint64_t* left = plane_.row(int32_t(y));
+        for (size_t k = 0; k < (size_t{w} + 63) / 64; ++k) bits[k] &= ~left[k];
+        if (wide) store_masked_u16(static_cast<uint16_t*>(line), bits, w, uint16_t(fail_));
+        else store_masked_u8(static_cast<uint8_t*>(line), bits, w, uint8_t(fail_));
     }
 }
 

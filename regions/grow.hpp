@@ -127,6 +127,13 @@ public:
         if (bytes_) line::fill_bytes(static_cast<uint8_t*>(lines_[size_t(y)]) + x, size_t(len), uint8_t(fail_));
         else paint_other(x, y, len);
     }
+    // Whether the image's lines are mapped, so that found pixels can be
+    // painted at the end in one pass (paint_found) rather than run by run.
+    bool mapped() const { return !lines_.empty(); }
+    // Paints every pixel that still passes the test in the image but whose
+    // bit the growers have cleared in the plane: the pixels of every region
+    // grown so far.
+    void paint_found();
     bool can_fail() const { return can_fail_; }
     Plane& plane() { return plane_; }
     ops::Frame& frame() { return frame_; }
@@ -143,6 +150,8 @@ private:
     std::vector<void*> lines_;        // mapped lines; empty when not mapped
     std::vector<mvmapdesc> maps_;
     std::unique_ptr<unsigned char[]> fill_;  // a line of the failing value
+    std::unique_ptr<uint8_t[]> bytes_line_;   // a line of the test's answers
+    std::unique_ptr<uint64_t[]> bits_line_;   // and as bits
     uint32_t fail_ = 0;
     bool can_fail_ = false;
 };

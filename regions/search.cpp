@@ -116,6 +116,37 @@ __attribute__((target("avx2"))) void pack_bits_avx2(const uint8_t* in, uint64_t*
     if (i < n) pack_bits_plain(in + i, out + i / 64, n - i);
 }
 
+__attribute__((target("avx512f,avx512bw"))) void store_masked_u8_avx512(uint8_t* line, const uint64_t* mask,
+                                                                         size_t n, uint8_t v) {
+    const __m512i value = _mm512_set1_epi8(char(v));
+    for (size_t i = 0; i < n; i += 64) {
+        uint64_t m = mask[i / 64];
+        if (n - i < 64) m &= (uint64_t{1} << (n - i)) - 1;
+        if (m) _mm512_mask_storeu_epi8(line + i, m, value);
+    }
+}
+__attribute__((target("avx512f,avx512bw"))) void store_masked_u16_avx512(uint16_t* line, const uint64_t* mask,
+                                                                          size_t n, uint16_t v) {
+    const __m512i value = _mm512_set1_epi16(short(v));
+    for (size_t i = 0; i < n; i += 64) {
+        uint64_t m = mask[i / 64];
+        if (n - i < 64) m &= (uint64_t{1} << (n - i)) - 1;
+        if (uint32_t(m)) _mm512_mask_storeu_epi16(line + i, uint32_t(m), value);
+        if (m >> 32) _mm512_mask_storeu_epi16(line + i + 32, uint32_t(m >> 32), value);
+    }
+}
+
+template <class T>
+void store_masked_loop(T* line, const uint64_t* mask, size_t n, T v) {
+    for (size_t i = 0; i < n; i += 64) {
+        const uint64_t m = mask[i / 64];
+        if (!m) continue;
+        const size_t e = std::min<size_t>(64, n - i);
+        for (size_t k = 0; k < e; ++k)
+            if ((m >> k) & 1) line[i + k] = v;
+    }
+}
+
 // The binarizing loops, vectorised by the compiler for each level.
 __attribute__((target("avx2"), flatten)) void binarize_u8_avx2(const uint8_t* in, uint8_t* out, size_t n,
                                                                const PixelTest& t) {
@@ -160,6 +191,20 @@ void pack_bits_plain(const uint8_t* in, uint64_t* out, size_t n) {
         for (size_t k = 0; k < m; ++k) w |= uint64_t(in[i + k] & 1) << k;
         out[i / 64] = w;
     }
+}
+void store_masked_u8_plain(uint8_t* line, const uint64_t* mask, size_t n, uint8_t v) {
+    store_masked_loop(line, mask, n, v);
+}
+void store_masked_u16_plain(uint16_t* line, const uint64_t* mask, size_t n, uint16_t v) {
+    store_masked_loop(line, mask, n, v);
+}
+void store_masked_u8(uint8_t* line, const uint64_t* mask, size_t n, uint8_t v) {
+    if (ops::cpu_has_avx512()) return store_masked_u8_avx512(line, mask, n, v);
+    store_masked_loop(line, mask, n, v);
+}
+void store_masked_u16(uint16_t* line, const uint64_t* mask, size_t n, uint16_t v) {
+    if (ops::cpu_has_avx512()) return store_masked_u16_avx512(line, mask, n, v);
+    store_masked_loop(line, mask, n, v);
 }
 void pack_bits(const uint8_t* in, uint64_t* out, size_t n) {
     if (ops::cpu_has_avx2()) return pack_bits_avx2(in, out, n);

@@ -59,4 +59,11 @@ void binarize_u8_plain(const uint8_t* in, uint8_t* out, size_t n, const PixelTes
 void pack_bits(const uint8_t* in, uint64_t* out, size_t n);
 void pack_bits_plain(const uint8_t* in, uint64_t* out, size_t n);
 
+// Sets the values of a line whose bit in `mask` (bit i of word i / 64) is
+// set to v.
+void store_masked_u8(uint8_t* line, const uint64_t* mask, size_t n, uint8_t v);
+void store_masked_u16(uint16_t* line, const uint64_t* mask, size_t n, uint16_t v);
+void store_masked_u8_plain(uint8_t* line, const uint64_t* mask, size_t n, uint8_t v);
+void store_masked_u16_plain(uint16_t* line, const uint64_t* mask, size_t n, uint16_t v);
+
 }  // namespace mvip::regions

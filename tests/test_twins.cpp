@@ -457,5 +457,20 @@ TEST(SearchTwins, VectorFormsEqualPlainLoops) {
                     ASSERT_EQ(bits, wide_bits);
                 }
         }
+        // Masked stores of a value (the painting of found pixels).
+        for (size_t n : {size_t{1}, size_t{63}, size_t{64}, size_t{65}, size_t{200}}) {
+            std::vector<uint64_t> mask(n / 64 + 1);
+            for (auto& m : mask) m = uint64_t(rng()) << 32 | rng();
+            std::vector<uint8_t> a(data.begin(), data.begin() + long(n) + 8), b = a;
+            std::vector<uint16_t> c(n + 8, 3), d = c;
+            store_masked_u8_plain(a.data(), mask.data(), n, 77);
+            store_masked_u16_plain(c.data(), mask.data(), n, 777);
+            mvip::ops::cpu_limit(level);
+            store_masked_u8(b.data(), mask.data(), n, 77);
+            store_masked_u16(d.data(), mask.data(), n, 777);
+            mvip::ops::cpu_limit(CpuLevel::avx512);
+            ASSERT_EQ(a, b) << n;
+            ASSERT_EQ(c, d) << n;
+        }
     }
 }
