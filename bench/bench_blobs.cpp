@@ -1,8 +1,8 @@
 // Blob lists against OpenCV's labelling with statistics, single-threaded,
 // on the same binary 8-bit image (0 and 255), the same connectivity:
 //
-//   scene1080  1920 x 1080, 300 discs, boxes and rings (radius 4 to 40)
-//   scene2k    2048 x 2048, 1000 discs, boxes and rings (radius 3 to 25)
+//   scene1080  1920 x 1080, 450 discs, boxes and rings (radius 4 to 30)
+//   scene2k    2048 x 2048, 1500 discs, boxes and rings (radius 3 to 20)
 //   noise2k    2048 x 2048, every pixel set with probability 1/2
 //
 // mvip8_bloblist (pixels >= 128, flag 2: the image is left as it is, as
@@ -46,7 +46,7 @@ Scene make_scene(const std::string& name) {
         for (auto& v : s.pixels) v = rng() & 1 ? 255 : 0;
         return s;
     }
-    const int count = hd ? 300 : 1000, rmin = hd ? 4 : 3, rmax = hd ? 40 : 25;
+    const int count = hd ? 450 : 1500, rmin = hd ? 4 : 3, rmax = hd ? 30 : 20;
     for (int k = 0; k < count; ++k) {
         const int cx = int(rng() % uint32_t(s.w)), cy = int(rng() % uint32_t(s.h));
         const int r = rmin + int(rng() % uint32_t(rmax - rmin + 1)), kind = int(rng() % 3);
