@@ -3029,6 +3029,163 @@ MVIP_API int32_t mvip8_drawbezier(mvabort *hook, mvimage *image, uint32_t npoint
 MVIP_API int32_t mvirp8_drawpath(mvabort *hook, mvimregion *path, uint32_t skip, uint32_t visits, mvpoint *firstpt, mvpoint *lastpt, uint32_t dotspacing, uint32_t width, uint32_t mode, const uint32_t *colour, mvimage *source, uint32_t *state);
 MVIP_API int32_t mvirp8_drawboundary(mvabort *hook, mvimregion *region, uint32_t option, uint32_t dotspacing, uint32_t width, uint32_t mode, const uint32_t *colour, mvimage *source, uint32_t *state);
 
+/* ---- Pixel search, connected regions, blob lists ----------------------
+ * Pixel tests.  A test code and a 32-bit value say which pixels pass; the
+ * image must be one pixie of u8 or u16 (else -19; colour -21), and values
+ * are compared as stored.
+ *   91  p <  v        92  p <= v        93  p == v
+ *   94  p >= v        95  p >  v
+ *   101 lo <= p <= hi, with lo the value's low 16 bits and hi its high 16
+ *       bits (0x00FF0040: 64 .. 255)
+ * The code with bit 0x80 inverted is the opposite test: 221 (93 ^ 0x80)
+ * is p != v, 229 is "outside lo .. hi", 219 is p >= v.  Other codes: -1.
+ * Every test is one range comparison inside the library, which is why 101
+ * names the region growers' mode below.
+ *
+ * mvip8_findpixel: from *position (x, y in image coordinates) onwards in
+ * scan order (the rest of that line, then line after line to the window's
+ * bottom), the first pixel that passes; its coordinates are stored in
+ * *position and the result is 1.  None: 0, and *position becomes (left,
+ * bottom), just past the window.  A position above the window starts at
+ * its first pixel, one left of it at its line's start, one right of it at
+ * the next line.  mvip8_findpixelback searches backwards from the
+ * position (the line's start first, then line after line upwards); none
+ * leaves (right - 1, top - 1).  mvip8_findpixelnot is mvip8_findpixel for
+ * the opposite test: the next pixel that fails (the end of a run of
+ * passing pixels, say).  The hook is asked at entry; then with (line,
+ * height) whenever the search enters a line, counted from the window's
+ * first line (backwards: from its last), that is a multiple of 8; a
+ * non-zero answer is returned at once.  -1 for null arguments. */
+MVIP_API int32_t mvip8_findpixel(mvabort *hook, mvimage *image, int32_t *position, uint32_t test, uint32_t value);
+MVIP_API int32_t mvip8_findpixelback(mvabort *hook, mvimage *image, int32_t *position, uint32_t test, uint32_t value);
+MVIP_API int32_t mvip8_findpixelnot(mvabort *hook, mvimage *image, int32_t *position, uint32_t test, uint32_t value);
+
+/* Connected regions.  The region of a seed is every passing pixel of the
+ * window that a chain of passing neighbours links to it.  Mode: 101 or-ed
+ * with connectivity bits (any other mode: -1):
+ *   101            8 neighbours (edges and corners)
+ *   101 | 0x100    4 neighbours (edges only)
+ *   101 | 0x200    8 neighbours
+ *   101 | 0x300    (869) the boundary-based form: the area inside the outer
+ *                  boundary of the 8-connected region, its holes (and
+ *                  whatever lies in them) included.
+ * The growers test the whole window once, then grow by runs: the seed's run
+ * on its line, then the runs that touch it on the lines above and below
+ * (for 8 neighbours, also diagonally), and so on; any number of runs.
+ * mvirp8_connectregionv(hook, image, x, y, area, test, value, region,
+ * mode): the region of the seed (x, y) (image coordinates, inside the
+ * window, else -1) under the test, as a new MVIMREGSCANLIST in *region
+ * (which must hold null) in image coordinates, sorted by line and x, its
+ * image a copy of *image and its origin the seed; *area (must not be null)
+ * receives its pixel count.  A seed that fails gives an empty list.  -2
+ * memory, -19/-21 as for the tests.
+ * mvirp8_connectregion: the same with the fixed test 93, pixels equal to
+ * `value`; `reserved` is not read.
+ * mvirp8_followregionv: the outer boundary of the seed's region as a new
+ * closed MVIMREGPATH in *path: it starts at the region's first pixel in
+ * scan order and goes round counter-clockwise as displayed (down the left
+ * side first), each step to a neighbour (4 neighbours with 0x100, else 8).
+ * Pixels on the boundary are visited as often as the boundary passes them;
+ * a region of one pixel gives a path of no steps.  *steps (may be null)
+ * receives the number of steps.
+ * mvirp8_paintregion: writes `value` into every pixel of any region
+ * (converted to a scan list as mvirp_xlatetoscanlist does) of a u8 or u16
+ * image, within its window. */
+MVIP_API int32_t mvirp8_connectregion(mvabort *hook, mvimage *image, int32_t x, int32_t y, uint32_t *area, uint32_t reserved, uint32_t value, mvimregion **region, uint32_t mode);
+MVIP_API int32_t mvirp8_connectregionv(mvabort *hook, mvimage *image, int32_t x, int32_t y, uint32_t *area, uint32_t test, uint32_t value, mvimregion **region, uint32_t mode);
+MVIP_API int32_t mvirp8_followregionv(mvabort *hook, mvimage *image, int32_t x, int32_t y, uint32_t *steps, uint32_t test, uint32_t value, mvimregion **path, uint32_t mode);
+MVIP_API int32_t mvirp8_paintregion(mvabort *hook, mvimregion *region, uint32_t value);
+
+/* Blob lists.  mvip8_bloblist(hook, image, position, test, value, flags,
+ * limits, reserved1, reserved2, maxcount, blobs, rejected) finds the
+ * connected regions (blobs) of pixels passing the test one after another:
+ * from *position (image coordinates, as for mvip8_findpixel) it scans for
+ * a passing pixel (the seed), grows its region, measures it, stores a
+ * record unless it is rejected, and paints the region over in the image
+ * with a value that fails the test, so that the scan never meets it again;
+ * then it scans on from the seed.  It stops when maxcount records are
+ * stored (*position is then the last seed, so that a further call goes on
+ * from there) or the window is exhausted (*position becomes (left,
+ * bottom)).  Flags:
+ *   2      the image is not painted (the scan still skips found blobs
+ *          within the call; a further call meets again what lies past the
+ *          position);
+ *   4      a kept blob is replaced by the area inside its outer boundary
+ *          (its holes filled, and what lies in them painted with it)
+ *          before it is measured;
+ *   8      a blob is rejected when left = 0, top = 0, right = the window's
+ *          right or bottom = the window's bottom: the left and top tests
+ *          are against 0, not against the window's own edges;
+ *   0x100, 0x200  connectivity as for the growers' mode (none: 8 neighbours;
+ *          both: the boundary-based form).
+ * limits (null: none) are four int32: minimum width, minimum height,
+ * maximum width, maximum height of the box, inclusive; a blob outside them
+ * is rejected.  Rejected blobs are counted into *rejected (may be null; it
+ * is stored on every return after the entry checks) and painted over too.
+ * A test that every value passes leaves nothing to paint with: the image
+ * is then left as it is (the whole window is one blob).  reserved1 and
+ * reserved2 are not read.  Records: seed (the first pixel met by the
+ * scan), box (left, top inclusive; right, bottom exclusive), area (pixels)
+ * and centre (first moments over the area, exactly summed) in image
+ * coordinates.  Result: the number of records stored, or -1 for a null
+ * image, position or array, -19/-21 for the image's type or pixies, -2 for
+ * memory.  The hook: (0, 0) at entry (a non-zero answer is asked again and
+ * that answer returned); (line, height) whenever the scan enters a window
+ * line that is a multiple of 8 at its first pixel; (0, 0) before each
+ * record is stored; a non-zero answer to either is followed by a call with
+ * (-1, 0) and returned (the records stored so far stay); (1, 0) after a
+ * search that ends normally.
+ * Example: blobs of pixels >= 128 in an 8-bit image, 8 neighbours, the
+ * image left untouched, at most 100 records:
+ *     int32_t pos[2] = {0, 0}; mvblob found[100]; uint32_t rejected;
+ *     int32_t n = mvip8_bloblist(NULL, &im, pos, 94, 128, 2, NULL, NULL, 0,
+ *                                100, found, &rejected);
+ * mvip8_bloblist3: the same into records of nine doubles; it runs
+ * mvip8_bloblist into a zeroed temporary array of maxcount records and
+ * converts all maxcount entries (those not reached are zeros); -1 for a
+ * null array, -2 when the temporary array cannot be had. */
+#pragma pack(push, 4)
+typedef struct mvblob {
+    int32_t seedx, seedy;
+    int32_t left, top, right, bottom;
+    uint32_t area;
+    double centrex, centrey;
+} mvblob;
+typedef struct mvblobf {
+    double seedx, seedy, left, top, right, bottom, area, centrex, centrey;
+} mvblobf;
+#pragma pack(pop)
+MVIP_STATIC_ASSERT(sizeof(mvblob) == 44, "mvblob size");
+MVIP_STATIC_ASSERT(sizeof(mvblobf) == 72, "mvblobf size");
+MVIP_API int32_t mvip8_bloblist(mvabort *hook, mvimage *image, int32_t *position, uint32_t test, uint32_t value, uint32_t flags, const int32_t *limits, void *reserved1, uint32_t reserved2, uint64_t maxcount, mvblob *blobs, uint32_t *rejected);
+MVIP_API int32_t mvip8_bloblist3(mvabort *hook, mvimage *image, int32_t *position, uint32_t test, uint32_t value, uint32_t flags, const int32_t *limits, void *reserved1, uint32_t reserved2, uint64_t maxcount, mvblobf *blobs, uint32_t *rejected);
+
+/* mvirp_regionshapef: shape measures of any region (converted to a scan
+ * list as mvirp_xlatetoscanlist does; overlapping runs count once), from
+ * its pixel centres:
+ *   area         pixels;
+ *   centrex, centrey   the mean pixel centre;
+ *   perimeter    the length of the boundary between the region and the
+ *                rest, in pixel edges (holes' boundaries included): a
+ *                w x h box has 2 (w + h);
+ *   orientation  radians in [-pi/2, pi/2], counter-clockwise as displayed,
+ *                of the axis along which the pixels spread most (from the
+ *                second central moments mu20, mu02, mu11 over the area:
+ *                -atan2(2 mu11, mu20 - mu02) / 2);
+ *   major, minor the full axis lengths of the ellipse with the same second
+ *                moments: 4 sqrt of the larger and smaller eigenvalue of
+ *                the moment matrix (a w x 1 line has major
+ *                4 sqrt((w^2 - 1) / 12) and minor 0);
+ *   elongation   1 - minor / major (0 for a disc or a single pixel, 1 for a
+ *                line);
+ *   compactness  4 pi area / perimeter^2 (pi / 4 for a square).
+ * An empty region gives all zeros.  0, -1 for null arguments or an invalid
+ * image, the conversion's error, -2 memory. */
+typedef struct mvshapemeasures {
+    double area, centrex, centrey, perimeter, orientation, major, minor, elongation, compactness;
+} mvshapemeasures;
+MVIP_API int32_t mvirp_regionshapef(const mvimregion *region, mvshapemeasures *shape);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

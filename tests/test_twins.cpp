@@ -497,4 +497,56 @@ TEST(JpegKernelTwins, VectorFormsEqualPlainForms) {
     }
 }
 
+// The pixel search's line kernels (the search, the test of a line, its
+// packing into bits): every level against the plain loop, on
+// all starts and lengths up to a few vectors, for tests whose passing
+// pixels are rare, common or absent.
+#include "regions/search.hpp"
+
+TEST(SearchTwins, VectorFormsEqualPlainLoops) {
+    using namespace mvip::regions;
+    std::mt19937 rng(5);
+    std::vector<uint8_t> data(300);
+    for (auto& v : data) v = rng() % 16 ? uint8_t(rng() % 4) : uint8_t(rng());
+    const uint32_t tests[][2] = {{93, 200}, {94, 3}, {221, 0}, {101, 2u | 2u << 16}, {91, 0}};
+    for (const CpuLevel level : {CpuLevel::avx2, CpuLevel::avx512}) {
+        if (mvip::ops::cpu_detected() < level) continue;
+        for (const auto& [code, value] : tests) {
+            PixelTest t;
+            ASSERT_TRUE(make_test(code, value, 255, t));
+            for (size_t at = 0; at < 70; at += 3)
+                for (size_t n = 0; at + n <= data.size(); n += 1 + n / 4) {
+                    const uint8_t* p = data.data() + at;
+                    std::vector<uint8_t> plain(n + 1, 9), wide(n + 1, 9);
+                    std::vector<uint64_t> bits(n / 64 + 2, 7), wide_bits(n / 64 + 2, 7);
+                    binarize_u8_plain(p, plain.data(), n, t);
+                    pack_bits_plain(plain.data(), bits.data(), n);
+                    mvip::ops::cpu_limit(level);
+                    const size_t found = find_u8(p, n, t);
+                    binarize_u8(p, wide.data(), n, t);
+                    pack_bits(wide.data(), wide_bits.data(), n);
+                    mvip::ops::cpu_limit(CpuLevel::avx512);
+                    ASSERT_EQ(found, find_u8_plain(p, n, t)) << code << " at " << at << " n " << n;
+                    ASSERT_EQ(plain, wide);
+                    ASSERT_EQ(bits, wide_bits);
+                }
+        }
+        // Masked stores of a value (the painting of found pixels).
+        for (size_t n : {size_t{1}, size_t{63}, size_t{64}, size_t{65}, size_t{200}}) {
+            std::vector<uint64_t> mask(n / 64 + 1);
+            for (auto& m : mask) m = uint64_t(rng()) << 32 | rng();
+            std::vector<uint8_t> a(data.begin(), data.begin() + long(n) + 8), b = a;
+            std::vector<uint16_t> c(n + 8, 3), d = c;
+            store_masked_u8_plain(a.data(), mask.data(), n, 77);
+            store_masked_u16_plain(c.data(), mask.data(), n, 777);
+            mvip::ops::cpu_limit(level);
+            store_masked_u8(b.data(), mask.data(), n, 77);
+            store_masked_u16(d.data(), mask.data(), n, 777);
+            mvip::ops::cpu_limit(CpuLevel::avx512);
+            ASSERT_EQ(a, b) << n;
+            ASSERT_EQ(c, d) << n;
+        }
+    }
+}
+
 }  // namespace

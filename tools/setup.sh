@@ -23,6 +23,8 @@ command -v ffprobe >/dev/null 2>&1 || missing="$missing ffmpeg"
 command -v djpeg >/dev/null 2>&1 || missing="$missing libjpeg-turbo-progs"
 command -v jpeg >/dev/null 2>&1 || missing="$missing libjpeg-tools"
 [ -f /usr/include/jpeglib.h ] || [ -f /usr/include/x86_64-linux-gnu/jpeglib.h ] || missing="$missing libjpeg62-turbo-dev"
+# Blob lists are checked against SciPy's labelling.
+/usr/bin/python3 -c "import scipy.ndimage" >/dev/null 2>&1 || missing="$missing python3-scipy"
 if [ -n "$missing" ]; then
   echo "setup: installing$missing"
   SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
