@@ -93,6 +93,7 @@ std::vector<mvblob> find_blobs(mvabort* hook, mvimage* image, uint32_t test, uin
 void draw_blobs(Image& picture, const std::vector<mvblob>& blobs) {
     static const uint32_t box[4] = {60, 230, 60, 255}, cross[4] = {240, 40, 40, 255}, label[4] = {255, 230, 40, 255};
     mvimage* im = &picture.im;
+    const uint32_t scale = picture.width() >= 800 ? 2 : 1;  // numbers readable on large pictures
     for (size_t i = 0; i < blobs.size(); ++i) {
         const mvblob& b = blobs[i];
         const int32_t corners[4] = {b.left - 1, b.top - 1, b.right, b.bottom};
@@ -103,8 +104,8 @@ void draw_blobs(Image& picture, const std::vector<mvblob>& blobs) {
         check(mvip8_drawline(nullptr, im, h0, h1, 1, 1, 'v', cross, nullptr, nullptr), "drawline");
         check(mvip8_drawline(nullptr, im, v0, v1, 1, 1, 'v', cross, nullptr, nullptr), "drawline");
         const std::string number = std::to_string(i + 1);
-        const int32_t at[2] = {b.left, b.top - 12};
-        check(mvip8_drawchars(nullptr, im, at, number.c_str(), 1, 1, 1, 'v', label, nullptr, nullptr), "drawchars");
+        const int32_t at[2] = {b.left, b.top - int32_t(11 * scale)};
+        check(mvip8_drawchars(nullptr, im, at, number.c_str(), scale, 1, 1, 'v', label, nullptr, nullptr), "drawchars");
     }
 }
 

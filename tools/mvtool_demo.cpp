@@ -172,24 +172,26 @@ int cmd_demo(const std::vector<std::string>& args) {
     });
 
     std::vector<mvblob> blobs;
+    uint32_t specks = 0;
     demo.step("dark parts (bloblist: below 60, at least 3x3)", [&] {
         Image work;  // the scan paints what it found over in its copy
         work.allocate_like(denoised);
         run("copy", [&](mvabort* h) { return mvip8_copy(h, &denoised.im, &work.im); });
         const int32_t limits[4] = {3, 3, INT32_MAX, INT32_MAX};
-        uint32_t rejected = 0;
-        blobs = find_blobs(progress("bloblist"), &work.im, 91, 60, 0x200, limits, UINT64_MAX, &rejected);
+        blobs = find_blobs(progress("bloblist"), &work.im, 91, 60, 0x200, limits, UINT64_MAX, &specks);
         progress_done();
+    });
+    {
         const auto largest = std::max_element(blobs.begin(), blobs.end(),
                                               [](const mvblob& a, const mvblob& b) { return a.area < b.area; });
-        std::printf("  %zu blobs (%u rejected as specks)", blobs.size(), rejected);
+        std::printf("  %zu blobs (%u specks rejected)", blobs.size(), specks);
         if (largest != blobs.end())
             std::printf("; the largest: %u pixels, box %d,%d..%d,%d, centre (%.1f, %.1f)", largest->area,
                         largest->left, largest->top, largest->right, largest->bottom, largest->centrex,
                         largest->centrey);
         std::printf("\n");
         demo.count_check(blobs.size() == 27, "the blob count (a rectangle and 26 dots)");
-    });
+    }
 
     std::printf("\n");
     for (const char* c : {"none", "packbits", "lzw", "lzw-pred", "arith"})
