@@ -433,8 +433,9 @@ TEST(MvTool, DemoWritesFilesThatReadBack) {
     const ToolRun r = run_tool({"demo", dir});
     EXPECT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_NE(r.out.find("read-back checks matched"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("27 blobs"), std::string::npos) << r.out;
     for (const char* name : {"sample.tif", "sample.bmp", "sample.jpg", "edges.tif", "edges.bmp", "grey-arith.tif",
-                             "grey-lzw-pred.tif", "grey-packbits.tif", "mask-1bit.tif"}) {
+                             "grey-lzw-pred.tif", "grey-packbits.tif", "mask-1bit.tif", "blobs.tif"}) {
         const std::string file = dir + "/" + name;
         mvfileinfo info{};
         EXPECT_EQ(mvio8_fileinfo(file.c_str(), &info, 0), 0) << file;
@@ -548,6 +549,36 @@ TEST(MvTool, OpWithARegionWorksInsideItOnly) {
         for (uint32_t x = 0; x < 20; ++x)
             ASSERT_EQ(got.flat.pixels[y * 20 + x], x >= 4 && x < 7 && y >= 6 && y < 8 ? 255 : 0) << x << "," << y;
     EXPECT_EQ(1, run_tool({"op", "--region", file.str(), "3x3median", in.str(), out.str()}).status);
+}
+
+TEST(MvTool, BlobsListsAndMarksTheBlobs) {
+    REQUIRE_MVTOOL();
+    // Two squares and one speck; the second square touches the right edge.
+    mvtest::OwnedStack im(40, 30, 1, MVTYPE_U8, 8, 1, MVCS_GREY);
+    const auto square = [&](int x0, int y0, int n) {
+        for (int y = y0; y < y0 + n; ++y)
+            for (int x = x0; x < x0 + n; ++x) im.flat.pixels[size_t(y) * 40 + x] = 200;
+    };
+    square(3, 4, 5);
+    square(35, 10, 5);
+    square(20, 25, 1);
+    TempPath in("blobs.tif"), picture("marked.tif");
+    ASSERT_EQ(mvio8_tifwriteseq(nullptr, &im.im, nullptr, in.c_str(), 8, 0, 0, nullptr), 0);
+    ToolRun r = run_tool({"blobs", in.str(), "--csv", "--test", "gt", "--value", "100"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out,
+              "blob,seed_x,seed_y,left,top,right,bottom,area,centre_x,centre_y\n"
+              "1,3,4,3,4,8,9,25,5.000,6.000\n"
+              "2,35,10,35,10,40,15,25,37.000,12.000\n"
+              "3,20,25,20,25,21,26,1,20.000,25.000\n");
+    r = run_tool({"blobs", in.str(), "--no-border", "--min", "2,2", "--draw", picture.str()});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("1 blobs, 2 rejected"), std::string::npos) << r.out;
+    const auto marked = read_back(picture.str());
+    ASSERT_TRUE(marked);
+    EXPECT_EQ(3u, marked->im.pixfmt.pixies);
+    EXPECT_NE(0, marked->pixels[(size_t(3) * 40 + 2) * 3 + 1]);  // the box's corner, in green
+    EXPECT_EQ(1, run_tool({"blobs", in.str(), "--connect", "6"}).status);
 }
 
 }  // namespace

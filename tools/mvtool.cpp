@@ -56,6 +56,15 @@ const char kUsage[] =
     "                            curve X0 Y0 X1 Y1 X2 Y2 X3 Y3 [...], text X Y TEXT [SCALE],\n"
     "                            region FILE (its outline); colour words per pixie\n"
     "                            (default 255 each)\n"
+    "  blobs IN [--test NAME|CODE] [--value V] [--connect 4|8] [--min W,H] [--max W,H]\n"
+    "        [--fill-holes] [--no-border] [--count N] [--csv] [--draw OUT]\n"
+    "                            find the blobs (connected passing pixels) of an image and\n"
+    "                            print seed, box (right and bottom exclusive), area and\n"
+    "                            centre of each; tests lt, le, eq, ge, gt, ne against V,\n"
+    "                            in/out for the range V = LO | HI << 16 (default: ne 0,\n"
+    "                            8 neighbours); box size limits inclusive; --no-border\n"
+    "                            rejects blobs touching the image's edge; --draw writes the\n"
+    "                            image in colour with each blob's box, centre and number\n"
     "  demo [OUTDIR]             run the demo pipeline on a built-in sample image; results\n"
     "                            go to OUTDIR (default out/)\n"
     "  help, --help              this text\n"
@@ -73,7 +82,7 @@ struct Command {
 constexpr Command kCommands[] = {
     {"info", mvtool::cmd_info},   {"convert", mvtool::cmd_convert}, {"op", mvtool::cmd_op},
     {"bench", mvtool::cmd_bench}, {"demo", mvtool::cmd_demo},
-    {"region", mvtool::cmd_region}, {"draw", mvtool::cmd_draw},
+    {"region", mvtool::cmd_region}, {"draw", mvtool::cmd_draw}, {"blobs", mvtool::cmd_blobs},
 };
 
 }  // namespace

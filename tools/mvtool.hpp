@@ -251,6 +251,19 @@ long long parse_integer(const std::string& option, const std::string& text, long
 
 int cmd_info(const std::vector<std::string>& args);
 int cmd_draw(const std::vector<std::string>& args);
+int cmd_blobs(const std::vector<std::string>& args);
+
+// ------------------------------------------------------------------ blobs
+// Every blob of a one-pixie u8/u16 image under the test (mvip8_bloblist,
+// called in blocks from the window's first pixel), at most `most`; the
+// rejected count into *rejected when asked.  Throws Failure.
+std::vector<mvblob> find_blobs(mvabort* hook, mvimage* image, uint32_t test, uint32_t value, uint32_t flags,
+                               const int32_t* limits, uint64_t most, uint32_t* rejected = nullptr);
+// An RGB copy of the image (grey spread to three pixies) to draw on.
+void colour_picture(const Image& source, Image& picture);
+// Marks each blob in an RGB picture: its box, a cross-hair at its centre
+// and its number (from 1) above the box.
+void draw_blobs(Image& picture, const std::vector<mvblob>& blobs);
 int cmd_region(const std::vector<std::string>& args);
 int cmd_convert(const std::vector<std::string>& args);
 int cmd_op(const std::vector<std::string>& args);

@@ -1,11 +1,14 @@
 // mvtool demo - a short pipeline on a built-in colour scene: write it, read
 // it back, turn it grey, remove the noise, smooth, find edges, threshold
-// them, and write the results as TIFF (several compressions) and BMP.  Every
+// them, find the dark parts as blobs, and write the results as TIFF (several
+// compressions) and BMP, ending with the scene with the blobs marked.  Every
 // file written is read back and compared with what was written.
 
 #include "mvtool.hpp"
 
+#include <algorithm>
 #include <chrono>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -168,6 +171,28 @@ int cmd_demo(const std::vector<std::string>& args) {
         run("pixthreshold2", [&](mvabort* h) { return mvip8_pixthreshold2(h, &edges.im, &mask.im, 40, 255, 255, 0); });
     });
 
+    std::vector<mvblob> blobs;
+    uint32_t specks = 0;
+    demo.step("dark parts (bloblist: below 60, at least 3x3)", [&] {
+        Image work;  // the scan paints what it found over in its copy
+        work.allocate_like(denoised);
+        run("copy", [&](mvabort* h) { return mvip8_copy(h, &denoised.im, &work.im); });
+        const int32_t limits[4] = {3, 3, INT32_MAX, INT32_MAX};
+        blobs = find_blobs(progress("bloblist"), &work.im, 91, 60, 0x200, limits, UINT64_MAX, &specks);
+        progress_done();
+    });
+    {
+        const auto largest = std::max_element(blobs.begin(), blobs.end(),
+                                              [](const mvblob& a, const mvblob& b) { return a.area < b.area; });
+        std::printf("  %zu blobs (%u specks rejected)", blobs.size(), specks);
+        if (largest != blobs.end())
+            std::printf("; the largest: %u pixels, box %d,%d..%d,%d, centre (%.1f, %.1f)", largest->area,
+                        largest->left, largest->top, largest->right, largest->bottom, largest->centrex,
+                        largest->centrey);
+        std::printf("\n");
+        demo.count_check(blobs.size() == 27, "the blob count (a rectangle and 26 dots)");
+    }
+
     std::printf("\n");
     for (const char* c : {"none", "packbits", "lzw", "lzw-pred", "arith"})
         demo.write_checked(grey, std::string("grey-") + c + ".tif", c);
@@ -190,6 +215,14 @@ int cmd_demo(const std::vector<std::string>& args) {
             run("pixscale", [&](mvabort* h) { return mvip8_pixscale(h, &back.im, &scaled.im, 255, 1); });
             demo.compare(mask, scaled, file);
         });
+    }
+
+    {
+        // The scene with every blob found marked: box, centre, number.
+        Image picture;
+        colour_picture(scene, picture);
+        draw_blobs(picture, blobs);
+        demo.write_checked(picture, "blobs.tif", "lzw");
     }
 
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
