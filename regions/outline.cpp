@@ -291,6 +291,14 @@ bool ellipse_row_extents(const mvimregion* r, int32_t top, int32_t bottom, RowSi
     return true;
 }
 
+std::vector<mvpoint> polygon_corners(const mvimregion* r) {
+    const int32_t n = r->region.polygon.N;
+    std::vector<mvpoint> p(size_t(n > 0 ? n : 0));
+    const mvpoint* v = vertices(r);
+    for (int32_t i = 0; i < n; ++i) p[size_t(i)] = add(r->origin, v[i]);
+    return p;
+}
+
 bool rectangle_corners(const mvimregion* r, mvpoint& origin, mvpoint corners[4]) {
     if (shape_of(r) == MVIMREGRECTANGLEF) {
         const mvregshapef& f = r->region.rectanglef;
@@ -347,11 +355,8 @@ int32_t walk_outline(const mvimregion* r, bool ignore_negative, PointSink sink) 
     case MVIMREGPOLYGON:
     case MVIMREGPOLYGONX:
     case MVIMREGPOLYLINE: {
-        const int32_t n = r->region.polygon.N;
-        std::vector<mvpoint> p(size_t(n > 0 ? n : 0));
-        const mvpoint* v = vertices(r);
-        for (int32_t i = 0; i < n; ++i) p[size_t(i)] = add(o, v[i]);
-        walk_polygon(p.data(), n, shape != MVIMREGPOLYLINE, emit);
+        const std::vector<mvpoint> p = polygon_corners(r);
+        walk_polygon(p.data(), int32_t(p.size()), shape != MVIMREGPOLYLINE, emit);
         break;
     }
     case MVIMREGSCANLIST:

@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <utility>
+#include <vector>
 
 namespace mvip::regions {
 
@@ -53,6 +54,10 @@ private:
 // reported nothing, for other shapes and when an extent's end would lie
 // outside the range of outline points; the caller then walks the outline.
 bool ellipse_row_extents(const mvimregion* r, int32_t top, int32_t bottom, RowSink sink);
+
+// The absolute corners of a polygon or polyline region (origin plus each
+// vertex, wrapping as the outline does), in order.
+std::vector<mvpoint> polygon_corners(const mvimregion* r);
 
 // Walks the outline of `r`.  Without ignore_negative a negative region's
 // outline is the window's (pass 0) followed by the shape's passes, each
