@@ -169,6 +169,9 @@ bool polygon_runs(const std::vector<mvpoint>& p, const mvywindow& w, bool non_ze
     std::unique_ptr<uint32_t[]> active(new uint32_t[m]);
     std::unique_ptr<int64_t[]> crossings(new int64_t[m]);
     std::vector<Span> spans;
+    // Every run holds a pixel of an edge's run on its row, so `total` runs
+    // at most; reserved up to a modest number a row.
+    out.reserve(out.size() + std::min<size_t>(total, size_t(b - t) * 64));
     size_t live = 0;
     for (int32_t y = t; y < b; ++y) {
         const size_t row = size_t(y - t);
