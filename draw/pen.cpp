@@ -44,6 +44,27 @@ void colour_pixel(const mvimage* im, const uint32_t* colour, unsigned char* out)
     }
 }
 
+// n >= 1 bytes of c.  Short runs (a thick line's rows are mostly short)
+// take two overlapping plain stores rather than a call to memset, whose
+// masked vector store costs more than the run on some processors.
+void fill_bytes(unsigned char* at, unsigned char c, size_t n) {
+    if (n > 16) {
+        std::memset(at, c, n);
+    } else if (n >= 8) {
+        const uint64_t v = 0x0101010101010101ull * c;
+        std::memcpy(at, &v, 8);
+        std::memcpy(at + n - 8, &v, 8);
+    } else if (n >= 4) {
+        const uint32_t v = 0x01010101u * c;
+        std::memcpy(at, &v, 4);
+        std::memcpy(at + n - 4, &v, 4);
+    } else {
+        at[0] = c;
+        at[n / 2] = c;
+        at[n - 1] = c;
+    }
+}
+
 }  // namespace
 
 Pen::~Pen() = default;
@@ -174,7 +195,7 @@ void Pen::span(int64_t x0, int64_t x1, int64_t y) {
     x1 = std::min<int64_t>(x1, int64_t(nwx_) + width_ - 1);
     if (x0 > x1 || uint64_t(y - nwy_) >= height_) return;
     if (base_ && pixel_bytes_ == 1) {
-        std::memset(base_ + (y - nwy_) * pitch_ + (x0 - nwx_), colour_[0], size_t(x1 - x0 + 1));
+        fill_bytes(base_ + (y - nwy_) * pitch_ + (x0 - nwx_), colour_[0], size_t(x1 - x0 + 1));
         return;
     }
     for (int64_t x = x0; x <= x1; ++x) put(int32_t(x), int32_t(y));
@@ -237,7 +258,9 @@ void Pen::walk(int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
             });
             return;
         }
-        if (r_ > 0 && !half_walked_.empty()) return walk_thick(x0, y0, x1, y1);
+        // Thick walks in 32-bit window offsets (the levels' sentinels lie
+        // at 2^29).
+        if (r_ > 0 && !half_walked_.empty() && width_ < (1u << 27)) return walk_thick(x0, y0, x1, y1);
     }
     regions::line_walk(x0, y0, x1, y1, true, true, [&](int32_t x, int32_t y) {
         walked(x, y);
@@ -248,53 +271,59 @@ void Pen::walk(int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
 // Every walked point plotted, discs of one radius: along a walk each line
 // of the image meets the union of the discs in one run (neighbouring
 // centres differ by at most one in x), so each line's extent is gathered
-// and written once.  The walk first records, per line it passes (a
-// "level"), its leftmost and rightmost point; a line of the image then
-// takes the extremes of the levels within the radius, each widened by the
-// disc's half-width at that distance.  Levels are kept only within the
-// radius of the window's lines, and x is clamped to just outside the
-// window's columns (which changes nothing inside it), so the arrays stay
-// small and the sums cannot overflow.
+// and written once.  The walk's rows (a "level" each) give their leftmost
+// and rightmost point directly (line_rows); a line of the image then takes
+// the extremes of the levels within the radius, each widened by the disc's
+// half-width at that distance.  Levels are kept only within the radius of
+// the window's lines and x, relative to the window, is clamped to just
+// outside its columns (which changes nothing inside it), so the arrays
+// stay small and 32-bit, and the sweep over levels runs on whole arrays
+// (the compiler makes it vector code).  The row form includes the walk's
+// two ends, which the walk proper skips: every caller plots them itself
+// with a disc at least as large, so the union does not change.
 void Pen::walk_thick(int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
     const int32_t r = r_;
     const int64_t top = std::max<int64_t>(int64_t(std::min(y0, y1)) - r, nwy_);
     const int64_t bottom = std::min<int64_t>(int64_t(std::max(y0, y1)) + r, int64_t(nwy_) + height_ - 1);
     if (top > bottom) return;
-    constexpr int64_t kNone = int64_t(1) << 40;  // no point on a level: far outside any window
+    constexpr int32_t kNone = 1 << 29;  // no point on a level: far outside any window used here
     const int64_t first = top - r, lines = bottom - top + 1, levels = lines + 2 * int64_t(r);
     row_left_.assign(size_t(levels), kNone);
     row_right_.assign(size_t(levels), -kNone);
-    const int64_t xlow = int64_t(nwx_) - r - 1, xhigh = int64_t(nwx_) + width_ + r;
-    int64_t* left = row_left_.data();
-    int64_t* right = row_right_.data();
-    regions::line_walk(x0, y0, x1, y1, true, true, [&](int32_t x, int32_t y) {
-        const uint64_t level = uint64_t(int64_t(y) - first);
-        if (level < uint64_t(levels)) {
-            const int64_t cx = std::clamp<int64_t>(x, xlow, xhigh);
-            left[level] = std::min(left[level], cx);
-            right[level] = std::max(right[level], cx);
-        }
-        return true;
+    const int64_t xlow = -int64_t(r) - 1, xhigh = int64_t(width_) + r;
+    int32_t* left = row_left_.data();
+    int32_t* right = row_right_.data();
+    const bool rows = regions::line_rows(x0, y0, x1, y1, first, first + levels - 1, [&](int32_t y, int32_t f, int32_t l) {
+        const size_t level = size_t(int64_t(y) - first);
+        left[level] = int32_t(std::clamp<int64_t>(int64_t(std::min(f, l)) - nwx_, xlow, xhigh));
+        right[level] = int32_t(std::clamp<int64_t>(int64_t(std::max(f, l)) - nwx_, xlow, xhigh));
     });
-    // Half-widths by distance -r .. r; rows beyond the disc's reach take a
-    // width so negative that their level never wins.
-    int64_t reach[2 * 4096 + 1];
-    for (int32_t d = -r; d <= r; ++d) {
-        const int32_t h = half_walked_[size_t(d < 0 ? -d : d)];
-        reach[d + r] = h < 0 ? -2 * kNone : h;
+    if (!rows) {  // too long for the row form: disc by disc
+        regions::line_walk(x0, y0, x1, y1, true, true, [&](int32_t x, int32_t y) {
+            walked(x, y);
+            return true;
+        });
+        return;
     }
-    for (int64_t i = 0; i < lines; ++i) {
-        // Levels i .. i + 2r lie within the radius of line top + i; level
-        // i + r + d is at distance d.
-        const int64_t* lv = left + i;
-        const int64_t* rv = right + i;
-        int64_t lo = kNone, hi = -kNone;
-        for (int32_t k = 0; k <= 2 * r; ++k) {
-            lo = std::min(lo, lv[k] - reach[2 * r - k]);
-            hi = std::max(hi, rv[k] + reach[2 * r - k]);
+    // Line i takes levels i .. i + 2r; level i + k is at distance k - r.
+    // Rows beyond the disc's reach take a width so negative that their
+    // level never wins.
+    line_low_.assign(size_t(lines), kNone);
+    line_high_.assign(size_t(lines), -kNone);
+    int32_t* lo = line_low_.data();
+    int32_t* hi = line_high_.data();
+    for (int32_t k = 0; k <= 2 * r; ++k) {
+        const int32_t h = half_walked_[size_t(k < r ? r - k : k - r)];
+        const int32_t reach = h < 0 ? -2 * kNone : h;
+        const int32_t* lv = left + k;
+        const int32_t* rv = right + k;
+        for (int64_t i = 0; i < lines; ++i) {
+            lo[i] = std::min(lo[i], lv[i] - reach);
+            hi[i] = std::max(hi[i], rv[i] + reach);
         }
-        if (lo <= hi) span(lo, hi, top + i);
     }
+    for (int64_t i = 0; i < lines; ++i)
+        if (lo[i] <= hi[i]) span(int64_t(lo[i]) + nwx_, int64_t(hi[i]) + nwx_, top + i);
     have_previous_ = false;  // the walk's discs are not one disc
 }
 

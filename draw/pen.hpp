@@ -45,7 +45,8 @@ public:
     }
 
     // The points of the line walk between (x0, y0) and (x1, y1), both ends
-    // skipped, plotted as walked points.
+    // skipped, plotted as walked points.  Callers plot both ends themselves
+    // (as explicit or walked points), which lets a thick walk include them.
     void walk(int32_t x0, int32_t y0, int32_t x1, int32_t y1);
 
     // Writes what is buffered and stores the dot pattern's phase into
@@ -96,7 +97,8 @@ private:
     int32_t r_ = 0;
     int64_t r2_ = 0;
     std::vector<int32_t> half_explicit_, half_walked_;  // per |dy| when r is small
-    std::vector<int64_t> row_left_, row_right_;          // a thick walk's points per line
+    std::vector<int32_t> row_left_, row_right_;          // a thick walk's points per line
+    std::vector<int32_t> line_low_, line_high_;          // and its extent per image line
     bool have_previous_ = false;  // the last disc, whose pixels are written
     int32_t previous_x_ = 0, previous_y_ = 0;
     int64_t previous_reach_ = 0;

@@ -9,15 +9,6 @@ namespace mvip::regions {
 
 namespace {
 
-struct Extent {
-    int32_t lo = INT32_MAX, hi = INT32_MIN;
-    bool any() const { return lo <= hi; }
-    void add(int32_t x) {
-        lo = std::min(lo, x);
-        hi = std::max(hi, x);
-    }
-};
-
 void emit(int64_t a, int64_t b, int32_t y, const mvywindow& w, Runs& out) {  // [a, b] inclusive
     a = std::max<int64_t>(a, w.nw.x);
     b = std::min<int64_t>(b, int64_t(w.se.x) - 1);
@@ -26,7 +17,7 @@ void emit(int64_t a, int64_t b, int32_t y, const mvywindow& w, Runs& out) {  // 
 
 }  // namespace
 
-int32_t banded_runs(const mvimregion* r, const mvywindow& w, Runs& out) {
+int32_t banded_runs(const mvimregion* r, const mvywindow& w, Runs& out, bool walk_outline_points) {
     const uint32_t shape = shape_of(r);
     const int32_t l = w.nw.x, t = w.nw.y, rt = w.se.x, b = w.se.y;
     if (rt <= l || b <= t) return 0;
@@ -45,25 +36,30 @@ int32_t banded_runs(const mvimregion* r, const mvywindow& w, Runs& out) {
         }
         return 0;
     }
+    auto row = [&](int32_t y, RowExtent o, RowExtent in) {
+        if (!in.any() || in.hi < o.lo || in.lo > o.hi) {
+            emit(o.lo, o.hi, y, w, out);
+            return;
+        }
+        emit(o.lo, int64_t(in.lo) - 1, y, w, out);
+        emit(int64_t(in.hi) + 1, o.hi, y, w, out);
+    };
+    if (!walk_outline_points && ellipse_row_extents(r, t, b, row)) return 0;
+    // Any other shape: its outline's points gathered per row.
     const size_t rows = size_t(b - t);
-    std::vector<Extent> outer(rows), inner(is_ring(shape) ? rows : 0);
+    std::vector<RowExtent> outer(rows), inner(is_ring(shape) ? rows : 0);
+    auto add = [](RowExtent& e, int32_t x) {
+        e.lo = std::min(e.lo, x);
+        e.hi = std::max(e.hi, x);
+    };
     auto sink = [&](int32_t x, int32_t y, int pass) {
         if (x == kNoPoint || y < t || y >= b) return;
-        if (pass == 0) outer[size_t(y - t)].add(x);
-        else if (pass == 1 && !inner.empty()) inner[size_t(y - t)].add(x);
+        if (pass == 0) add(outer[size_t(y - t)], x);
+        else if (pass == 1 && !inner.empty()) add(inner[size_t(y - t)], x);
     };
     if (const int32_t rc = walk_outline(r, true, sink); rc < 0) return rc;
-    for (size_t i = 0; i < rows; ++i) {
-        const Extent& o = outer[i];
-        if (!o.any()) continue;
-        const int32_t y = t + int32_t(i);
-        if (inner.empty() || !inner[i].any() || inner[i].hi < o.lo || inner[i].lo > o.hi) {
-            emit(o.lo, o.hi, y, w, out);
-            continue;
-        }
-        emit(o.lo, int64_t(inner[i].lo) - 1, y, w, out);
-        emit(int64_t(inner[i].hi) + 1, o.hi, y, w, out);
-    }
+    for (size_t i = 0; i < rows; ++i)
+        if (outer[i].any()) row(t + int32_t(i), outer[i], inner.empty() ? RowExtent{} : inner[i]);
     return 0;
 }
 

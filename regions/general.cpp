@@ -14,6 +14,7 @@
 #include "regions/scanlist.hpp"
 
 #include <algorithm>
+#include <memory>
 
 namespace mvip::regions {
 
@@ -40,11 +41,188 @@ struct Chain {
 // one integer sort orders crossings by x.
 inline int64_t crossing(int32_t x, bool down) { return int64_t(x) * 2 + (down ? 1 : 0); }
 
+// Polygons give the same pixels and crossings edge by edge: the chain is
+// the walks from corner to corner, so a row's chain pixels are one run
+// per edge that passes it, and its crossings are the ends of those runs
+// next to the row below.  Each edge's runs come from line_rows, for the
+// window's rows only; the rows are then swept with the edges that pass
+// them kept in order of their runs (they change little from row to row,
+// so an insertion sort keeps them in order).  False, having written
+// nothing, when an edge is too long for line_rows.
+struct EdgeRun {
+    int32_t a, e;   // the run's pixels, a <= e
+    int32_t cross;  // the crossing's x, when the row has one
+};
+
+struct Edge {
+    int32_t top, bottom;  // rows in the window
+    int32_t last_cross;   // the last row with a crossing (bottom row of the walk less one)
+    bool down;
+    size_t at;            // first EdgeRun
+};
+
+struct Item {
+    int32_t a, e;
+    int64_t key;  // crossing(x, down), or kNoCrossing
+    uint32_t edge;
+};
+constexpr int64_t kNoCrossing = INT64_MIN;
+
+template <class T, class Less>
+void insertion_sort(T* v, size_t n, Less less) {
+    for (size_t i = 1; i < n; ++i) {
+        if (!less(v[i], v[i - 1])) continue;
+        const T x = v[i];
+        size_t k = i;
+        do {
+            v[k] = v[k - 1];
+            --k;
+        } while (k > 0 && less(x, v[k - 1]));
+        v[k] = x;
+    }
+}
+
+// Appends the union of sorted runs and sorted spans (inclusive ends) on row
+// y, cut to the window's columns.
+class RowMerger {
+public:
+    RowMerger(int32_t y, int32_t l, int32_t rt, Runs& out) : y_(y), l_(l), rt_(rt), out_(out) {}
+    void take(int64_t a, int64_t e) {
+        if (open_ && a <= ce_ + 1) {
+            ce_ = std::max(ce_, e);
+            return;
+        }
+        flush();
+        ca_ = a;
+        ce_ = e;
+        open_ = true;
+    }
+    void flush() {
+        if (!open_) return;
+        const int64_t s = std::max<int64_t>(ca_, l_), f = std::min<int64_t>(ce_, int64_t(rt_) - 1);
+        if (s <= f) out_.push_back({{int32_t(s), y_}, int32_t(f - s + 1)});
+        open_ = false;
+    }
+
+private:
+    int32_t y_, l_, rt_;
+    Runs& out_;
+    int64_t ca_ = 0, ce_ = -2;
+    bool open_ = false;
+};
+
+struct Span { int64_t a, e; };  // inclusive
+
+// The inside spans between consecutive sorted crossings (the crossings' own
+// pixels are chain pixels), by the even-odd or the winding rule.
+void inside_spans(const int64_t* c0, const int64_t* c1, bool non_zero, std::vector<Span>& spans) {
+    spans.clear();
+    int winding = 0;
+    for (const int64_t* c = c0; c != c1 && c + 1 != c1; ++c) {  // c0 may be null when empty
+        winding += non_zero ? ((*c & 1) ? 1 : -1) : 1;
+        if (non_zero ? winding == 0 : (winding & 1) == 0) continue;
+        const int64_t a = (*c >> 1) + 1, e = (c[1] >> 1) - 1;
+        if (a <= e) spans.push_back({a, e});
+    }
+}
+
+bool polygon_runs(const std::vector<mvpoint>& p, const mvywindow& w, bool non_zero, Runs& out) {
+    const int32_t l = w.nw.x, t = w.nw.y, rt = w.se.x, b = w.se.y;
+    const size_t n = p.size();
+    std::vector<Edge> edges;
+    edges.reserve(n);
+    size_t total = 0;
+    for (size_t i = 0; i < n; ++i) {
+        const mvpoint P = p[i], Q = p[i + 1 < n ? i + 1 : 0];
+        const LinePlan plan = line_plan(P.x, P.y, Q.x, Q.y);
+        if (plan.big > (int64_t(1) << 30)) return false;
+        const int32_t lo = std::min(P.y, Q.y), hi = std::max(P.y, Q.y);
+        const int32_t top = std::max(lo, t), bottom = std::min(hi, b - 1);
+        if (top > bottom) continue;
+        edges.push_back({top, bottom, hi - 1, Q.y > P.y, total});
+        total += size_t(bottom - top) + 1;
+    }
+    std::unique_ptr<EdgeRun[]> runs(new EdgeRun[total]);
+    for (size_t i = 0, k = 0; i < n; ++i) {
+        const mvpoint P = p[i], Q = p[i + 1 < n ? i + 1 : 0];
+        const int32_t lo = std::min(P.y, Q.y), hi = std::max(P.y, Q.y);
+        if (std::max(lo, t) > std::min(hi, b - 1)) continue;
+        const Edge& edge = edges[k++];
+        EdgeRun* at = runs.get() + edge.at;
+        line_rows(P.x, P.y, Q.x, Q.y, edge.top, edge.bottom, [&](int32_t y, int32_t first, int32_t last) {
+            at[y - edge.top] = {std::min(first, last), std::max(first, last), edge.down ? last : first};
+        });
+    }
+    // Edges by their first row (a counting sort over the window's rows).
+    const size_t m = edges.size();
+    std::vector<uint32_t> starts(size_t(b - t) + 1, 0), order(m);
+    for (const Edge& edge : edges) ++starts[size_t(edge.top - t) + 1];
+    for (size_t i = 1; i < starts.size(); ++i) starts[i] += starts[i - 1];
+    {
+        std::vector<uint32_t> fill(starts.begin(), starts.end() - 1);
+        for (uint32_t i = 0; i < m; ++i) order[fill[size_t(edges[i].top - t)]++] = i;
+    }
+
+    // Per row: the edges that pass it, in order of their runs, and the
+    // crossings in order of x.
+    std::unique_ptr<Item[]> items(new Item[m]);
+    std::unique_ptr<uint32_t[]> active(new uint32_t[m]);
+    std::unique_ptr<int64_t[]> crossings(new int64_t[m]);
+    std::vector<Span> spans;
+    // Every run holds a pixel of an edge's run on its row, so `total` runs
+    // at most; reserved up to a modest number a row.
+    out.reserve(out.size() + std::min<size_t>(total, size_t(b - t) * 64));
+    size_t live = 0;
+    for (int32_t y = t; y < b; ++y) {
+        const size_t row = size_t(y - t);
+        if (live == 0) {  // jump to the next row where an edge starts
+            const auto at = std::upper_bound(starts.begin() + ptrdiff_t(row), starts.end(), starts[row]);
+            if (at == starts.end()) break;
+            const size_t skip = size_t(at - starts.begin()) - 1;
+            y += int32_t(skip - row);
+        }
+        const size_t r0 = size_t(y - t);
+        size_t count = 0, cross = 0;
+        auto take = [&](uint32_t e, const EdgeRun& r) {
+            const Edge& edge = edges[e];
+            const bool crosses = y <= edge.last_cross;
+            items[count++] = {r.a, r.e, crosses ? crossing(r.cross, edge.down) : kNoCrossing, e};
+        };
+        for (size_t i = 0; i < live; ++i) {
+            const uint32_t e = active[i];
+            const Edge& edge = edges[e];
+            if (edge.bottom >= y) take(e, runs[edge.at + size_t(y - edge.top)]);
+        }
+        for (uint32_t i = starts[r0]; i < starts[r0 + 1]; ++i) take(order[i], runs[edges[order[i]].at]);
+        insertion_sort(items.get(), count, [](const Item& x, const Item& z) { return x.a < z.a; });
+        live = count;
+        for (size_t i = 0; i < count; ++i) {
+            active[i] = items[i].edge;
+            if (items[i].key != kNoCrossing) crossings[cross++] = items[i].key;
+        }
+        if (count == 0) continue;
+        insertion_sort(crossings.get(), cross, [](int64_t x, int64_t z) { return x < z; });
+        inside_spans(crossings.get(), crossings.get() + cross, non_zero, spans);
+        RowMerger merged(y, l, rt, out);
+        size_t k = 0;
+        for (size_t i = 0; i < count; ++i) {
+            for (; k < spans.size() && spans[k].a <= items[i].a; ++k) merged.take(spans[k].a, spans[k].e);
+            merged.take(items[i].a, items[i].e);
+        }
+        for (; k < spans.size(); ++k) merged.take(spans[k].a, spans[k].e);
+        merged.flush();
+    }
+    return true;
+}
+
 }  // namespace
 
-int32_t general_runs(const mvimregion* r, const mvywindow& w, bool non_zero, Runs& out) {
+int32_t general_runs(const mvimregion* r, const mvywindow& w, bool non_zero, Runs& out,
+                     bool walk_outline_points) {
     const int32_t l = w.nw.x, t = w.nw.y, rt = w.se.x, b = w.se.y;
     if (rt <= l || b <= t) return 0;
+    if (!walk_outline_points && shape_of(r) == MVIMREGPOLYGON && polygon_runs(polygon_corners(r), w, non_zero, out))
+        return 0;
     Chain chain;
     auto sink = [&](int32_t x, int32_t y, int) {
         if (x != kNoPoint) chain.add({x, y});
@@ -89,7 +267,6 @@ int32_t general_runs(const mvimregion* r, const mvywindow& w, bool non_zero, Run
     pts.clear();
     pts.shrink_to_fit();
 
-    struct Span { int64_t a, e; };  // inclusive
     std::vector<Span> spans;
     for (size_t row = 0; row < rows; ++row) {
         int64_t* c0 = crossings.data() + cross_at[row];
@@ -99,43 +276,16 @@ int32_t general_runs(const mvimregion* r, const mvywindow& w, bool non_zero, Run
         if (p0 == p1) continue;  // every crossing lies on a chain pixel
         std::sort(c0, c1);
         std::sort(p0, p1);
-        spans.clear();
-        // Inside between consecutive crossings (the crossings' own pixels
-        // are chain pixels).
-        int winding = 0;
-        for (int64_t* c = c0; c != c1 && c + 1 != c1; ++c) {  // c0 may be null when empty
-            winding += non_zero ? ((*c & 1) ? 1 : -1) : 1;
-            if (non_zero ? winding == 0 : (winding & 1) == 0) continue;
-            const int64_t a = (*c >> 1) + 1, e = (c[1] >> 1) - 1;
-            if (a <= e) spans.push_back({a, e});
-        }
+        inside_spans(c0, c1, non_zero, spans);
         // Chain pixels as runs, merged with the inside spans (both sorted).
-        const int32_t y = t + int32_t(row);
-        int64_t ca = 0, ce = -2;
-        bool open = false;
-        auto take = [&](int64_t a, int64_t e) {
-            if (open && a <= ce + 1) {
-                ce = std::max(ce, e);
-                return;
-            }
-            if (open) {
-                const int64_t s = std::max<int64_t>(ca, l), f = std::min<int64_t>(ce, int64_t(rt) - 1);
-                if (s <= f) out.push_back({{int32_t(s), y}, int32_t(f - s + 1)});
-            }
-            ca = a;
-            ce = e;
-            open = true;
-        };
+        RowMerger merged(t + int32_t(row), l, rt, out);
         size_t k = 0;
-        for (int32_t* p = p0; p < p1; ++p) {
-            while (k < spans.size() && spans[k].a <= *p) {
-                take(spans[k].a, spans[k].e);
-                ++k;
-            }
-            take(*p, *p);
+        for (int32_t* q = p0; q < p1; ++q) {
+            for (; k < spans.size() && spans[k].a <= *q; ++k) merged.take(spans[k].a, spans[k].e);
+            merged.take(*q, *q);
         }
-        for (; k < spans.size(); ++k) take(spans[k].a, spans[k].e);
-        take(INT64_MAX - 1, INT64_MAX - 1);  // flush
+        for (; k < spans.size(); ++k) merged.take(spans[k].a, spans[k].e);
+        merged.flush();
     }
     return 0;
 }

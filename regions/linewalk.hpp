@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <algorithm>
 #include <cstdlib>
 
 namespace mvip::regions {
@@ -63,6 +64,55 @@ bool line_walk(int32_t x0, int32_t y0, int32_t x1, int32_t y1, bool skip_first, 
     });
     if (!walked) return false;
     if (!skip_last && !visit(x1, y1)) return false;
+    return true;
+}
+
+// The walk from (x0, y0) to (x1, y1), both ends included, a row at a time:
+// row(y, first, last) for each row the walk passes within [top, bottom],
+// in walk order, with the x of the first and of the last pixel it visits
+// on that row.  With M >= 2 the walk's minor offset after j steps is
+// floor((2mj + M + 1) / 2M) (the error above stays 2m(j + 1) - M + 1 -
+// 2M * offset), so a row is found without walking to it: rows outside
+// [top, bottom] cost nothing and an x-major row costs one division, not
+// one step per pixel.  False, reporting nothing, when the major axis spans
+// more than 2^30 pixels (the products would overflow).
+template <class Row>
+bool line_rows(int32_t x0, int32_t y0, int32_t x1, int32_t y1, int64_t top, int64_t bottom, Row&& row) {
+    const LinePlan p = line_plan(x0, y0, x1, y1);
+    const int64_t big = p.big, small = p.small;
+    if (big > (int64_t(1) << 30)) return false;
+    // Rows as offsets k from y0 in walk order: y = y0 + sy * k.
+    const int64_t rows = p.xmajor ? small : big;
+    const int64_t k0 = std::max<int64_t>(0, p.sy > 0 ? top - y0 : int64_t(y0) - bottom);
+    const int64_t k1 = std::min<int64_t>(rows, p.sy > 0 ? bottom - y0 : int64_t(y0) - top);
+    if (k0 > k1) return true;
+    if (big <= 1) {  // the ends alone
+        if (p.xmajor || big == 0) return row(y0, x0, x1), true;
+        for (int64_t k = k0; k <= k1; ++k) k == 0 ? row(y0, x0, x0) : row(y1, x1, x1);
+        return true;
+    }
+    const int64_t flat = 2 * small, up = 2 * small - 2 * big;
+    if (!p.xmajor) {  // one pixel a row
+        int64_t m = (flat * k0 + big + 1) / (2 * big);
+        int64_t e = flat * (k0 + 1) - big + 1 - 2 * big * m;
+        for (int64_t k = k0; k <= k1; ++k) {
+            const int32_t x = int32_t(x0 + p.sx * m);
+            row(int32_t(y0 + p.sy * k), x, x);
+            const int64_t minor = ~(e >> 63);
+            e += flat + ((up - flat) & minor);
+            m -= minor;
+        }
+        return true;
+    }
+    // Row m holds steps first(m) .. first(m + 1) - 1, where first(m) is the
+    // least j >= 0 whose offset reaches m; the last row ends at the end.
+    auto first = [&](int64_t m) { return m == 0 ? 0 : (2 * big * m - big - 1 + flat - 1) / flat; };
+    int64_t j = first(k0);
+    for (int64_t m = k0; m <= k1; ++m) {
+        const int64_t next = m == small ? big + 1 : first(m + 1);
+        row(int32_t(y0 + p.sy * m), int32_t(x0 + p.sx * j), int32_t(x0 + p.sx * (next - 1)));
+        j = next;
+    }
     return true;
 }
 

@@ -221,7 +221,83 @@ struct Sector {
     }
 };
 
+// The ellipses of the elliptic shapes, as their words give them (inner
+// stays empty for plain ellipses); false for other shapes.
+bool ellipses_of(const mvimregion* r, Ellipse& outer, Ellipse& inner) {
+    const double ox = r->origin.x, oy = r->origin.y;
+    switch (shape_of(r)) {
+    case MVIMREGELLIPSE: {
+        const mvregshape& s = r->region.ellipse;
+        outer = Ellipse(ox, oy, s.width, s.height, s.angle);
+        return true;
+    }
+    case MVIMREGELLIPSEF: {
+        const mvregshapef& s = r->region.ellipsef;
+        outer = Ellipse(ox + s.originf.xf, oy + s.originf.yf, std::max(double(s.width), 0.0),
+                        std::max(double(s.height), 0.0), s.angle);
+        return true;
+    }
+    case MVIMREGANNULUS:
+    case MVIMREGANNULUSARC: {
+        const mvregannulusarc& s = r->region.annulusarc;
+        outer = Ellipse(ox, oy, s.outerwidth, s.outerheight, s.outerangle);
+        inner = Ellipse(ox, oy, s.innerwidth, s.innerheight, s.innerangle);
+        return true;
+    }
+    case MVIMREGANNULUSF:
+    case MVIMREGANNULUSARCF: {
+        const mvregannulusarcf& s = r->region.annulusarcf;
+        const double cx = ox + s.originf.xf, cy = oy + s.originf.yf;
+        outer = Ellipse(cx, cy, std::max(double(s.outerwidth), 0.0), std::max(double(s.outerheight), 0.0),
+                        s.outerangle);
+        inner = Ellipse(cx, cy, std::max(double(s.innerwidth), 0.0), std::max(double(s.innerheight), 0.0),
+                        s.innerangle);
+        return true;
+    }
+    default:
+        return false;
+    }
+}
+
+// True when every run end of `e` lies well inside the range of outline
+// points (the walker drops points beyond it).
+bool ends_fit(const Ellipse& e) {
+    return e.empty || std::fabs(e.cx) + std::max(e.a, e.b) + 2 < double(INT32_MAX) - 2;
+}
+
 }  // namespace
+
+bool ellipse_row_extents(const mvimregion* r, int32_t top, int32_t bottom, RowSink sink) {
+    const uint32_t shape = shape_of(r);
+    if (shape != MVIMREGELLIPSE && shape != MVIMREGELLIPSEF && shape != MVIMREGANNULUS &&
+        shape != MVIMREGANNULUSF)
+        return false;
+    Ellipse outer, inner;
+    ellipses_of(r, outer, inner);
+    if (!ends_fit(outer) || !ends_fit(inner)) return false;
+    if (outer.empty) return true;
+    // Each row of an ellipse is one run, and both its ends are outline
+    // points; a ring's inner extent matters only where the outer has one.
+    const int64_t first = std::max<int64_t>({top, outer.top, int64_t(INT32_MIN) + 1});
+    const int64_t last = std::min<int64_t>(int64_t(bottom) - 1, outer.bottom);
+    for (int64_t y = first; y <= last; ++y) {
+        int64_t lo, hi;
+        if (!outer.span(y, lo, hi)) continue;
+        const RowExtent o{int32_t(lo), int32_t(hi)};
+        RowExtent in;
+        if (inner.span(y, lo, hi)) in = {int32_t(lo), int32_t(hi)};
+        sink(int32_t(y), o, in);
+    }
+    return true;
+}
+
+std::vector<mvpoint> polygon_corners(const mvimregion* r) {
+    const int32_t n = r->region.polygon.N;
+    std::vector<mvpoint> p(size_t(n > 0 ? n : 0));
+    const mvpoint* v = vertices(r);
+    for (int32_t i = 0; i < n; ++i) p[size_t(i)] = add(r->origin, v[i]);
+    return p;
+}
 
 bool rectangle_corners(const mvimregion* r, mvpoint& origin, mvpoint corners[4]) {
     if (shape_of(r) == MVIMREGRECTANGLEF) {
@@ -260,16 +336,11 @@ int32_t walk_outline(const mvimregion* r, bool ignore_negative, PointSink sink) 
             walk_box(o.x, o.y, int32_t(int64_t(o.x) + w.width - 1), int32_t(int64_t(o.y) + w.height - 1), emit);
         break;
     }
-    case MVIMREGELLIPSE: {
-        const mvregshape& s = r->region.ellipse;
-        walk_ellipse(Ellipse(ox, oy, s.width, s.height, s.angle), emit);
-        break;
-    }
+    case MVIMREGELLIPSE:
     case MVIMREGELLIPSEF: {
-        const mvregshapef& s = r->region.ellipsef;
-        walk_ellipse(Ellipse(ox + s.originf.xf, oy + s.originf.yf, std::max(double(s.width), 0.0),
-                             std::max(double(s.height), 0.0), s.angle),
-                     emit);
+        Ellipse e, none;
+        ellipses_of(r, e, none);
+        walk_ellipse(e, emit);
         break;
     }
     case MVIMREGRECTANGLE:
@@ -284,11 +355,8 @@ int32_t walk_outline(const mvimregion* r, bool ignore_negative, PointSink sink) 
     case MVIMREGPOLYGON:
     case MVIMREGPOLYGONX:
     case MVIMREGPOLYLINE: {
-        const int32_t n = r->region.polygon.N;
-        std::vector<mvpoint> p(size_t(n > 0 ? n : 0));
-        const mvpoint* v = vertices(r);
-        for (int32_t i = 0; i < n; ++i) p[size_t(i)] = add(o, v[i]);
-        walk_polygon(p.data(), n, shape != MVIMREGPOLYLINE, emit);
+        const std::vector<mvpoint> p = polygon_corners(r);
+        walk_polygon(p.data(), int32_t(p.size()), shape != MVIMREGPOLYLINE, emit);
         break;
     }
     case MVIMREGSCANLIST:
@@ -307,8 +375,8 @@ int32_t walk_outline(const mvimregion* r, bool ignore_negative, PointSink sink) 
     case MVIMREGANNULUS:
     case MVIMREGANNULUSARC: {
         const mvregannulusarc& s = r->region.annulusarc;
-        const Ellipse outer(ox, oy, s.outerwidth, s.outerheight, s.outerangle);
-        const Ellipse inner(ox, oy, s.innerwidth, s.innerheight, s.innerangle);
+        Ellipse outer, inner;
+        ellipses_of(r, outer, inner);
         if (shape == MVIMREGANNULUS) {
             walk_ellipse(outer, emit);
             pass = base + 1;
@@ -326,10 +394,8 @@ int32_t walk_outline(const mvimregion* r, bool ignore_negative, PointSink sink) 
     case MVIMREGANNULUSARCF: {
         const mvregannulusarcf& s = r->region.annulusarcf;
         const double cx = ox + s.originf.xf, cy = oy + s.originf.yf;
-        const Ellipse outer(cx, cy, std::max(double(s.outerwidth), 0.0),
-                            std::max(double(s.outerheight), 0.0), s.outerangle);
-        const Ellipse inner(cx, cy, std::max(double(s.innerwidth), 0.0),
-                            std::max(double(s.innerheight), 0.0), s.innerangle);
+        Ellipse outer, inner;
+        ellipses_of(r, outer, inner);
         if (shape == MVIMREGANNULUSF) {
             walk_ellipse(outer, emit);
             pass = base + 1;

@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <utility>
+#include <vector>
 
 namespace mvip::regions {
 
@@ -25,6 +26,38 @@ private:
     void* ctx_;
     void (*fn_)(void*, int32_t, int32_t, int);
 };
+
+// A non-owning reference to a row callback: (y, outer, inner), the
+// extents [lo, hi] of the outline's points on row y (lo > hi: none).
+struct RowExtent {
+    int32_t lo = INT32_MAX, hi = INT32_MIN;
+    bool any() const { return lo <= hi; }
+};
+class RowSink {
+public:
+    template <class F>
+    RowSink(F& f)  // NOLINT: implicit on purpose
+        : ctx_(&f), fn_([](void* c, int32_t y, RowExtent outer, RowExtent inner) {
+              (*static_cast<F*>(c))(y, outer, inner);
+          }) {}
+    void operator()(int32_t y, RowExtent outer, RowExtent inner) const { fn_(ctx_, y, outer, inner); }
+
+private:
+    void* ctx_;
+    void (*fn_)(void*, int32_t, RowExtent, RowExtent);
+};
+
+// The extents per row of the outer (pass 0) and inner (pass 1) outlines of
+// ellipses and elliptic rings, for rows top .. bottom - 1 that hold any,
+// in order: the extents that walk_outline's points have, taken from the
+// rows the outline is made from without walking it.  False, having
+// reported nothing, for other shapes and when an extent's end would lie
+// outside the range of outline points; the caller then walks the outline.
+bool ellipse_row_extents(const mvimregion* r, int32_t top, int32_t bottom, RowSink sink);
+
+// The absolute corners of a polygon or polyline region (origin plus each
+// vertex, wrapping as the outline does), in order.
+std::vector<mvpoint> polygon_corners(const mvimregion* r);
 
 // Walks the outline of `r`.  Without ignore_negative a negative region's
 // outline is the window's (pass 0) followed by the shape's passes, each

@@ -12,14 +12,19 @@ using Runs = std::vector<mvscanrun>;
 
 // Runs of shapes that cross each row at most once (twice for rings), from
 // the outline: per row the outer outline's extent less the inner one's.
+// Ellipses and elliptic rings take the extents from their rows unless
+// walk_outline_points (the tests hold the two ways to the same runs).
 // 0 or -1.
-int32_t banded_runs(const mvimregion* r, const mvywindow& w, Runs& out);
+int32_t banded_runs(const mvimregion* r, const mvywindow& w, Runs& out, bool walk_outline_points = false);
 
 // Runs of any closed outline: the pixels of the outline (consecutive points
 // joined by the line walk, the last back to the first) and every pixel
 // whose centre lies inside it by the even-odd rule (non_zero: the winding
-// rule).  0 or -1.
-int32_t general_runs(const mvimregion* r, const mvywindow& w, bool non_zero, Runs& out);
+// rule).  Polygons take their rows' pixels and crossings edge by edge
+// unless walk_outline_points (the tests hold the two ways to the same
+// runs).  0 or -1.
+int32_t general_runs(const mvimregion* r, const mvywindow& w, bool non_zero, Runs& out,
+                     bool walk_outline_points = false);
 
 // A scan list's runs cut to the window, empty ones dropped, order kept.
 void clip_runs(const mvscanrun* in, int32_t n, const mvywindow& w, Runs& out);

@@ -14,6 +14,8 @@
 #include "files/jpeg/colour.hpp"
 #include "files/jpeg/dct.hpp"
 #include "ops/cpu.hpp"
+#include "regions/linewalk.hpp"
+#include "regions/scanlist.hpp"
 #include "test_util.hpp"
 
 #include <algorithm>
@@ -23,7 +25,9 @@
 #include <cstring>
 #include <random>
 #include <functional>
+#include <map>
 #include <memory>
+#include <random>
 #include <tuple>
 #include <string>
 #include <vector>
@@ -425,6 +429,92 @@ INSTANTIATE_TEST_SUITE_P(All, Twins, ::testing::ValuesIn(twins()),
                                  if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
                              return n;
                          });
+
+// Shortcuts that are twins of a walk rather than of a vector form: the
+// line walk's rows from its closed form against the stepped walk, and the
+// scan conversion of ellipses (from their rows) and polygons (edge by
+// edge) against the same conversion from every walked outline point.
+TEST(WalkShortcuts, LineRowsAreTheSteppedWalkGroupedByRow) {
+    std::mt19937 rng(11);
+    for (int i = 0; i < 3000; ++i) {
+        const int32_t span = i % 3 == 0 ? 4 : 300;
+        std::uniform_int_distribution<int32_t> c(-span, span);
+        const int32_t x0 = c(rng), y0 = c(rng), x1 = c(rng), y1 = c(rng);
+        const int64_t top = c(rng), bottom = top + std::uniform_int_distribution<int64_t>(-1, 2 * span)(rng);
+        std::map<int32_t, std::pair<int32_t, int32_t>> want;  // row: first, last
+        std::vector<int32_t> order;
+        mvip::regions::line_walk(x0, y0, x1, y1, false, false, [&](int32_t x, int32_t y) {
+            if (y < top || y > bottom) return true;
+            if (!want.count(y)) order.push_back(y), want[y] = {x, x};
+            want[y].second = x;
+            return true;
+        });
+        std::vector<int32_t> got_order;
+        std::map<int32_t, std::pair<int32_t, int32_t>> got;
+        ASSERT_TRUE(mvip::regions::line_rows(x0, y0, x1, y1, top, bottom, [&](int32_t y, int32_t f, int32_t l) {
+            got_order.push_back(y);
+            got[y] = {f, l};
+        }));
+        ASSERT_EQ(got_order, order) << x0 << "," << y0 << " to " << x1 << "," << y1;
+        ASSERT_EQ(got, want) << x0 << "," << y0 << " to " << x1 << "," << y1;
+    }
+}
+
+TEST(WalkShortcuts, ScanConversionShortcutsGiveTheWalkedOutlinesRuns) {
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<float> u(0.f, 1.f);
+    for (int round = 0; round < 1500; ++round) {
+        const int kind = round % 5;
+        const int32_t n = kind == 0 ? 1 + round % 4 : 3 + int32_t(u(rng) * 40);
+        std::vector<unsigned char> bytes(sizeof(mvimregion) + 8 * size_t(n), 0);
+        auto* r = reinterpret_cast<mvimregion*>(bytes.data());
+        r->reclen = bytes.size();
+        r->origin = {int32_t(u(rng) * 160) - 20, int32_t(u(rng) * 140) - 20};
+        const float w = u(rng) * 150, h = u(rng) * 150, angle = u(rng) * 7 - 3.5f;
+        switch (kind) {
+        case 0:
+        case 1: {  // random corners: self-crossing, spiky, repeated
+            r->regiontype = MVIMREGPOLYGON;
+            r->region.polygon.N = n;
+            std::vector<mvpoint> v(static_cast<size_t>(n));
+            for (auto& q : v) q = {int32_t(u(rng) * 300) - 150, int32_t(u(rng) * 300) - 150};
+            if (n > 2 && round % 7 == 0) v[1] = v[0];
+            std::memcpy(bytes.data() + MVIMREGION_POLYGON_AT, v.data(), v.size() * sizeof(mvpoint));
+            break;
+        }
+        case 2:
+            r->regiontype = MVIMREGELLIPSE;
+            r->region.ellipse = {int32_t(w), int32_t(h), angle};
+            break;
+        case 3:
+            r->regiontype = MVIMREGELLIPSEF;
+            r->region.ellipsef = {{u(rng) - 0.5f, u(rng) - 0.5f}, w, h, angle};
+            break;
+        default:
+            r->regiontype = round % 2 ? MVIMREGANNULUS : MVIMREGANNULUSF;
+            if (round % 2) r->region.annulus = {int32_t(w), int32_t(h), angle, int32_t(w / 2), int32_t(h * u(rng)), -angle};
+            else r->region.annulusf = {{0.25f, -0.5f}, w, h, angle, w * u(rng), h / 2, angle / 2};
+        }
+        const int32_t x0 = int32_t(u(rng) * 120), y0 = int32_t(u(rng) * 100);
+        const mvywindow win = round % 3 ? mvywindow{{x0, y0}, {x0 + 1 + int32_t(u(rng) * 120), y0 + 1 + int32_t(u(rng) * 100)}}
+                                        : mvywindow{{0, 0}, {120, 100}};
+        for (bool non_zero : {false, true}) {
+            SCOPED_TRACE("round " + std::to_string(round) + (non_zero ? " winding" : " even-odd"));
+            mvip::regions::Runs fast, walked;
+            if (kind < 2) {
+                ASSERT_EQ(mvip::regions::general_runs(r, win, non_zero, fast), 0);
+                ASSERT_EQ(mvip::regions::general_runs(r, win, non_zero, walked, true), 0);
+            } else {
+                ASSERT_EQ(mvip::regions::banded_runs(r, win, fast), 0);
+                ASSERT_EQ(mvip::regions::banded_runs(r, win, walked, true), 0);
+            }
+            ASSERT_EQ(fast.size(), walked.size());
+            for (size_t i = 0; i < fast.size(); ++i)
+                ASSERT_TRUE(fast[i].coord.x == walked[i].coord.x && fast[i].coord.y == walked[i].coord.y &&
+                            fast[i].len == walked[i].len) << "run " << i;
+        }
+    }
+}
 
 }  // namespace
 
