@@ -3186,6 +3186,42 @@ typedef struct mvshapemeasures {
 } mvshapemeasures;
 MVIP_API int32_t mvirp_regionshapef(const mvimregion *region, mvshapemeasures *shape);
 
+/* mvip8_bloblist2: the blob list with measurements of each kept blob.
+ * Arguments, in order: hook, image, position, test, value, flags, limits
+ * (as mvip8_bloblist); measure, the image whose values are measured (null:
+ * the scanned image before it is painted; else a one-pixie u8 or u16
+ * image of the same window size, read at the same window-relative places);
+ * minarea and maxarea, pixel counts a kept blob must lie within (inclusive;
+ * maxarea 0: no maximum; counted after holes are filled, and rejected
+ * blobs count into *rejected); erasevalue, written over every kept blob in
+ * the measured image when flag 0x10 is set; lowperc and highperc,
+ * percentiles 0 .. 100 whose values are reported; maxcount; blobs, the
+ * records; recordsize, which must be sizeof(mvblob2) (so a later, longer
+ * record is told apart); rejected (may be null); reserved (not read).
+ * Each record holds the mvip8_bloblist record, then the histogram
+ * statistics of the measured values over the blob (smallest, largest,
+ * median, the most frequent value (the smallest of equals), the values at
+ * the two percentiles, mean and standard deviation over all its pixels),
+ * its moments (mvirp8_momentsf of the measured image over the blob, image
+ * coordinates) and its shape (mvirp_regionshapef).  Result and hook calls
+ * as for mvip8_bloblist; -1 also for a recordsize, percentile or measured
+ * window that does not fit, -19/-21 for a measured image that is not one
+ * pixie of u8 or u16 (of at most 16 bits).  It costs a histogram of 2^bits
+ * counts and a region record per kept blob: for many small blobs
+ * mvip8_bloblist is much faster. */
+#pragma pack(push, 4)
+typedef struct mvblob2 {
+    mvblob blob;
+    uint32_t minimum, maximum, median, mode, lowvalue, highvalue;
+    double mean, stddev;
+    mvmoments moments;
+    mvshapemeasures shape;
+} mvblob2;
+#pragma pack(pop)
+MVIP_STATIC_ASSERT(sizeof(mvblob2) == 332, "mvblob2 size");
+MVIP_STATIC_ASSERT(offsetof(mvblob2, mean) == 68, "mvblob2.mean");
+MVIP_API int32_t mvip8_bloblist2(mvabort *hook, mvimage *image, int32_t *position, uint32_t test, uint32_t value, uint32_t flags, const int32_t *limits, mvimage *measure, uint32_t minarea, uint32_t maxarea, uint32_t erasevalue, uint32_t lowperc, uint32_t highperc, uint64_t maxcount, mvblob2 *blobs, uint32_t recordsize, uint32_t *rejected, void *reserved);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

@@ -5,7 +5,10 @@
 // of the pixel test over the image); the image itself is only painted.
 // Area, box and first moments come from the runs as the grower finds them.
 #include "regions/grow.hpp"
+#include "regions/scanlist.hpp"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <new>
 
@@ -14,7 +17,7 @@ namespace {
 using namespace mvip;
 using namespace mvip::regions;
 
-constexpr uint32_t kKeepImage = 2, kFillHoles = 4, kNoBorder = 8;
+constexpr uint32_t kKeepImage = 2, kFillHoles = 4, kNoBorder = 8, kErase = 0x10;
 
 struct Scan {
     mvabort* hook;
@@ -59,16 +62,15 @@ mvblob record_of(const Blob& b, int32_t sx, int32_t sy, const mvywindow& w) {
     return r;
 }
 
-}  // namespace
-
-extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_t* position, uint32_t test,
-                                           uint32_t value, uint32_t flags, const int32_t* limits,
-                                           void* reserved1, uint32_t reserved2, uint64_t maxcount,
-                                           mvblob* blobs, uint32_t* rejected) {
-    (void)reserved1;
-    (void)reserved2;
-    if (const auto stop = ops::hook_at_entry(hook)) return *stop;
-    if (!image || !position || !blobs) return MVERR_USAGE;
+// The scan-grow-reject loop shared by the blob lists.  keep(blob, seed x,
+// seed y, window) is called for every blob that passes the flags and
+// limits, after its holes are filled and the hook is asked; it answers 0
+// (stored), 1 (rejected after all) or a negative result code, which ends
+// the scan with that code.  need_runs: the blob's runs must be kept for it.
+template <class Keep>
+int32_t scan_blobs(mvabort* hook, mvimage* image, int32_t* position, uint32_t test, uint32_t value,
+                   uint32_t flags, const int32_t* limits, uint64_t maxcount, uint32_t* rejected, bool need_runs,
+                   Keep&& keep) {
     const bool polled = hook && hook->abortfn;
     Scan scan{polled ? hook : nullptr, position, rejected};
     try {
@@ -87,11 +89,12 @@ extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_
         // Blobs are painted where the scan leaves them (step 8 below).
         // Mapped images defer it to one pass when the scan ends, which
         // paints every pixel the growers took (paint_found); runs are then
-        // kept only to fill holes or to give back the blob that a stop
-        // leaves unpainted.
+        // kept only to fill holes, for the caller's measurements, or to give
+        // back the blob that a stop leaves unpainted.
         const bool painting = !(flags & kKeepImage) && ws.can_fail();
         const bool deferred = painting && ws.mapped();
-        const bool keep_runs = (flags & kFillHoles) || connect == Connect::filled || polled || (painting && !deferred);
+        const bool keep_runs =
+            need_runs || (flags & kFillHoles) || connect == Connect::filled || polled || (painting && !deferred);
         auto paint_found = [&] {
             if (deferred) ws.paint_found();
         };
@@ -151,7 +154,13 @@ extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_
                         paint_found();
                         return scan.stopped(stop);
                     }
-                blobs[stored++] = record_of(blob, sx, sy, wind);
+                const int32_t kept = keep(blob, sx, sy, wind, stored);
+                if (kept < 0) {
+                    paint_found();
+                    return scan.finish(kept);
+                }
+                if (kept == 0) ++stored;
+                else ++scan.rejected;
             }
             if (painting && (!deferred || holes)) ws.paint(blob.runs.data(), blob.runs.size());
         }
@@ -166,6 +175,23 @@ extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_
     } catch (const std::bad_alloc&) {
         return scan.finish(MVERR_MEMORY);
     }
+}
+
+}  // namespace
+
+extern "C" MVIP_API int32_t mvip8_bloblist(mvabort* hook, mvimage* image, int32_t* position, uint32_t test,
+                                           uint32_t value, uint32_t flags, const int32_t* limits,
+                                           void* reserved1, uint32_t reserved2, uint64_t maxcount,
+                                           mvblob* blobs, uint32_t* rejected) {
+    (void)reserved1;
+    (void)reserved2;
+    if (const auto stop = ops::hook_at_entry(hook)) return *stop;
+    if (!image || !position || !blobs) return MVERR_USAGE;
+    return scan_blobs(hook, image, position, test, value, flags, limits, maxcount, rejected, false,
+                      [&](const Blob& b, int32_t sx, int32_t sy, const mvywindow& w, uint64_t at) {
+                          blobs[at] = record_of(b, sx, sy, w);
+                          return 0;
+                      });
 }
 
 extern "C" MVIP_API int32_t mvip8_bloblist3(mvabort* hook, mvimage* image, int32_t* position, uint32_t test,
@@ -186,4 +212,85 @@ extern "C" MVIP_API int32_t mvip8_bloblist3(mvabort* hook, mvimage* image, int32
     }
     std::free(found);
     return rc;
+}
+
+namespace {
+
+// The statistics of a histogram of `bins` single values.
+void histogram_stats(const uint32_t* hist, uint32_t bins, uint32_t lowperc, uint32_t highperc, mvblob2& r) {
+    uint64_t n = 0, top = 0;
+    double sum = 0, squares = 0;
+    bool any = false;
+    for (uint32_t v = 0; v < bins; ++v) {
+        if (!hist[v]) continue;
+        if (!any) r.minimum = v, any = true;
+        r.maximum = v;
+        if (hist[v] > top) top = hist[v], r.mode = v;
+        n += hist[v];
+        sum += double(hist[v]) * v;
+        squares += double(hist[v]) * v * double(v);
+    }
+    if (!n) return;
+    r.mean = sum / double(n);
+    r.stddev = std::sqrt(std::max(0.0, squares / double(n) - r.mean * r.mean));
+    uint32_t perc[101];
+    mvip8_histstat2f(hist, bins, perc);
+    r.median = perc[50];
+    r.lowvalue = perc[lowperc];
+    r.highvalue = perc[highperc];
+}
+
+}  // namespace
+
+extern "C" MVIP_API int32_t mvip8_bloblist2(mvabort* hook, mvimage* image, int32_t* position, uint32_t test,
+                                            uint32_t value, uint32_t flags, const int32_t* limits,
+                                            mvimage* measure, uint32_t minarea, uint32_t maxarea,
+                                            uint32_t erasevalue, uint32_t lowperc, uint32_t highperc,
+                                            uint64_t maxcount, mvblob2* blobs, uint32_t recordsize,
+                                            uint32_t* rejected, void* reserved) {
+    (void)reserved;
+    if (const auto stop = ops::hook_at_entry(hook)) return *stop;
+    if (!image || !position || !blobs || recordsize != sizeof(mvblob2) || lowperc > 100 || highperc > 100)
+        return MVERR_USAGE;
+    if (!measure) measure = image;
+    if (!ops::valid_record(measure) || !ops::valid_record(image) ||
+        wind_width(measure) != wind_width(image) || wind_height(measure) != wind_height(image))
+        return MVERR_USAGE;
+    const uint32_t type = type_of(measure->pixfmt.datatype);
+    if (type != MVTYPE_U8 && type != MVTYPE_U16) return MVERR_DATATYPE;
+    if (measure->pixfmt.pixies != 1) return MVERR_COLORS;
+    const uint32_t bits = measure->pixfmt.bits;
+    if (bits == 0 || bits > 16) return MVERR_DATATYPE;
+    const uint32_t bins = 1u << bits;
+    std::vector<uint32_t> hist(bins);
+    std::vector<mvscanrun> runs;
+    // The measured image's window is addressed at the same window-relative
+    // places as the scanned one.
+    mvimregion like{};
+    like.image = *measure;
+    like.regiontype = MVIMREGSCANLIST;
+    return scan_blobs(
+        hook, image, position, test, value, flags, limits, maxcount, rejected, true,
+        [&](const Blob& b, int32_t sx, int32_t sy, const mvywindow& w, uint64_t at) -> int32_t {
+            if (b.area < minarea || (maxarea && b.area > maxarea)) return 1;
+            runs.assign(b.runs.begin(), b.runs.end());
+            sort_runs(runs);
+            for (mvscanrun& r : runs) {
+                r.coord.x += measure->wind.nw.x;
+                r.coord.y += measure->wind.nw.y;
+            }
+            like.origin = {sx - w.nw.x + measure->wind.nw.x, sy - w.nw.y + measure->wind.nw.y};
+            RegionPtr region(make_scanlist(&like, runs));
+            if (!region.p) return MVERR_MEMORY;
+            mvblob2 r{};
+            r.blob = record_of(b, sx, sy, w);
+            int32_t rc = mvirp8_histab2(nullptr, region.p, hist.data(), bins);
+            if (rc >= 0) histogram_stats(hist.data(), bins, lowperc, highperc, r);
+            if (rc >= 0) rc = mvirp8_momentsf(nullptr, region.p, &r.moments);
+            if (rc >= 0) rc = mvirp_regionshapef(region.p, &r.shape);
+            if (rc >= 0 && (flags & kErase)) rc = mvirp8_pixset(nullptr, region.p, erasevalue);
+            if (rc < 0) return rc;
+            blobs[at] = r;
+            return 0;
+        });
 }

@@ -4,7 +4,9 @@
 #include "file_util.hpp"
 #include "test_util.hpp"
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <sstream>
 
 namespace {
@@ -267,6 +269,80 @@ TEST(Blobs, ContinuationPaintingAndResults) {
               std::vector<int64_t>({2, 1, 2, 1, 8, 6, 30}));
     EXPECT_DOUBLE_EQ(one[0].centrex, 4.5);
     EXPECT_DOUBLE_EQ(one[0].centrey, 3.0);
+}
+
+// The measured blob list against plain sums over each blob's pixels (the
+// blobs themselves are those of mvip8_bloblist, held to SciPy above).
+TEST(Blobs, MeasuredListAgainstPlainSums) {
+    Image im(kU8, 64, 48), grey(kU8, 70, 52);
+    im.window(3, 2, 63, 46);
+    grey.window(8, 5, 68, 49);  // the same size elsewhere
+    const std::vector<uint8_t> mask = make_mask(60, 44, 0.4, 11);
+    paint_mask(im, mask, kAtLeast128, 5);
+    grey.randomize(9);
+    const std::vector<mvblob> plain = bloblist(im, kAtLeast128, 2);
+    const std::vector<double> before = grey.values();
+    std::vector<mvblob2> got(plain.size() + 1);
+    int32_t pos[2] = {0, 0};
+    uint32_t rejected = 0;
+    const int32_t n = mvip8_bloblist2(nullptr, im.rec(), pos, 94, 128, 2 | 0x10, nullptr, grey.rec(), 3, 0, 7, 10, 90,
+                                      got.size(), got.data(), sizeof(mvblob2), &rejected, nullptr);
+    size_t small = 0;
+    for (const mvblob& b : plain) small += b.area < 3;
+    ASSERT_EQ(n, int32_t(plain.size() - small));
+    EXPECT_EQ(rejected, small);
+    // Every pixel of the window a kept blob covers, found by flood fill from
+    // its seed in the mask (8 neighbours).
+    std::vector<int> label(mask.size(), 0);
+    size_t k = 0;
+    for (const mvblob& want : plain) {
+        if (want.area < 3) continue;
+        const mvblob2& r = got[k++];
+        ASSERT_EQ(std::memcmp(&r.blob, &want, sizeof want), 0);
+        std::vector<std::pair<int, int>> todo{{want.seedx - 3, want.seedy - 2}}, pixels;
+        label[size_t(todo[0].second) * 60 + size_t(todo[0].first)] = 1;
+        while (!todo.empty()) {
+            const auto [x, y] = todo.back();
+            todo.pop_back();
+            pixels.push_back({x, y});
+            for (int dy = -1; dy <= 1; ++dy)
+                for (int dx = -1; dx <= 1; ++dx) {
+                    const int u = x + dx, v = y + dy;
+                    if (u < 0 || v < 0 || u >= 60 || v >= 44) continue;
+                    const size_t i = size_t(v) * 60 + size_t(u);
+                    if (mask[i] && !label[i]) label[i] = 1, todo.push_back({u, v});
+                }
+        }
+        std::vector<uint32_t> values;
+        double m00 = 0, m10 = 0, m01 = 0;
+        for (const auto& [x, y] : pixels) {
+            const uint32_t v = uint32_t(before[size_t(y + 5) * 70 + size_t(x + 8)]);
+            values.push_back(v);
+            m00 += v, m10 += double(v) * (x + 8), m01 += double(v) * (y + 5);
+            EXPECT_EQ(grey.get(uint32_t(x + 8), uint32_t(y + 5), 0), 7);  // erased
+        }
+        std::sort(values.begin(), values.end());
+        const size_t count = values.size();
+        double mean = 0;
+        for (uint32_t v : values) mean += v;
+        mean /= double(count);
+        EXPECT_EQ(r.minimum, values.front());
+        EXPECT_EQ(r.maximum, values.back());
+        EXPECT_EQ(r.median, values[(count + 1) / 2 - 1]);
+        EXPECT_EQ(r.lowvalue, values[(count * 10 + 99) / 100 - 1]);
+        EXPECT_NEAR(r.mean, mean, 1e-9);
+        EXPECT_NEAR(r.moments.m[0], m00, 1e-6);
+        EXPECT_NEAR(r.moments.m[1], m10, 1e-6 * std::max(1.0, m10));
+        EXPECT_NEAR(r.moments.m[2], m01, 1e-6 * std::max(1.0, m01));
+        EXPECT_DOUBLE_EQ(r.shape.area, double(want.area));
+    }
+    // A record size that does not match, and a measured window of another size.
+    pos[0] = pos[1] = 0;
+    EXPECT_EQ(mvip8_bloblist2(nullptr, im.rec(), pos, 94, 128, 2, nullptr, nullptr, 0, 0, 0, 0, 100, 1, got.data(),
+                              sizeof(mvblob2) - 4, nullptr, nullptr), -1);
+    grey.window(0, 0, 70, 52);
+    EXPECT_EQ(mvip8_bloblist2(nullptr, im.rec(), pos, 94, 128, 2, nullptr, grey.rec(), 0, 0, 0, 0, 100, 1, got.data(),
+                              sizeof(mvblob2), nullptr, nullptr), -1);
 }
 
 TEST(Blobs, HookAndBadInput) {

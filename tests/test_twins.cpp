@@ -16,6 +16,7 @@
 #include "ops/cpu.hpp"
 #include "regions/linewalk.hpp"
 #include "regions/scanlist.hpp"
+#include "regions/search.hpp"
 #include "test_util.hpp"
 
 #include <algorithm>
@@ -27,7 +28,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <random>
 #include <tuple>
 #include <string>
 #include <vector>
@@ -591,7 +591,6 @@ TEST(JpegKernelTwins, VectorFormsEqualPlainForms) {
 // packing into bits): every level against the plain loop, on
 // all starts and lengths up to a few vectors, for tests whose passing
 // pixels are rare, common or absent.
-#include "regions/search.hpp"
 
 TEST(SearchTwins, VectorFormsEqualPlainLoops) {
     using namespace mvip::regions;
