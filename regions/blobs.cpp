@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 namespace {
@@ -286,8 +287,14 @@ extern "C" MVIP_API int32_t mvip8_bloblist2(mvabort* hook, mvimage* image, int32
             r.blob = record_of(b, sx, sy, w);
             int32_t rc = mvirp8_histab2(nullptr, region.p, hist.data(), bins);
             if (rc >= 0) histogram_stats(hist.data(), bins, lowperc, highperc, r);
-            if (rc >= 0) rc = mvirp8_momentsf(nullptr, region.p, &r.moments);
-            if (rc >= 0) rc = mvirp_regionshapef(region.p, &r.shape);
+            // The record is packed to 4 bytes: its doubles may lie off their
+            // natural alignment, so the measures are made aside and copied.
+            mvmoments moments{};
+            mvshapemeasures shape{};
+            if (rc >= 0) rc = mvirp8_momentsf(nullptr, region.p, &moments);
+            if (rc >= 0) rc = mvirp_regionshapef(region.p, &shape);
+            std::memcpy(&r.moments, &moments, sizeof moments);
+            std::memcpy(&r.shape, &shape, sizeof shape);
             if (rc >= 0 && (flags & kErase)) rc = mvirp8_pixset(nullptr, region.p, erasevalue);
             if (rc < 0) return rc;
             blobs[at] = r;
