@@ -81,13 +81,7 @@ mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
             if (!view::set_own_window(v, w)) return nullptr;
             set_idle_slots(v, mvrprege_ioset, noop::bxts, noop::imapset);
             return &v->wind;
-        case 'w':
-            if (w) *w = v->wind;
-            return &v->wind;
-        case 'i':
-            if (w) *w = v->imdim;
-            return &v->imdim;
-        default: return nullptr;
+        default: return view::window_inquiry(v, w, code);
     }
 }
 

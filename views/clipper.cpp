@@ -117,13 +117,7 @@ mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
             set_idle_slots(v, mvimclip_ioset, noop::bxts, noop::imapset);
             return &v->wind;
         }
-        case 'w':
-            if (w) *w = v->wind;
-            return &v->wind;
-        case 'i':
-            if (w) *w = v->imdim;
-            return &v->imdim;
-        default: return nullptr;
+        default: return window_inquiry(v, w, code);
     }
 }
 

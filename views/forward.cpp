@@ -130,13 +130,7 @@ mvywindow* follow_xwind(mvimage* v, mvywindow* w, int32_t code, void (*install_i
             install_idle(v);
             return &v->wind;
         }
-        case 'w':
-            if (w) *w = v->wind;
-            return &v->wind;
-        case 'i':
-            if (w) *w = v->imdim;
-            return &v->imdim;
-        default: return nullptr;
+        default: return window_inquiry(v, w, code);
     }
 }
 

@@ -167,13 +167,7 @@ mvyzwindow* xwind(mvimage3* v, mvyzwindow* w, int32_t code) {
             v->iowait = mvim2to3_iowait;
             return &v->wind;
         }
-        case 'w':
-            if (w) *w = v->wind;
-            return &v->wind;
-        case 'i':
-            if (w) *w = v->imdim;
-            return &v->imdim;
-        default: return nullptr;
+        default: return window_inquiry(v, w, code);
     }
 }
 

@@ -182,13 +182,7 @@ mvyzwindow* xwind(mvimage3* v, mvyzwindow* w, int32_t code) {
             set_idle_slots3(v, mvim3to3_ioset, mvim3to3_bxts, noop::imapset3);
             return &v->wind;
         }
-        case 'w':
-            if (w) *w = v->wind;
-            return &v->wind;
-        case 'i':
-            if (w) *w = v->imdim;
-            return &v->imdim;
-        default: return nullptr;
+        default: return window_inquiry(v, w, code);
     }
 }
 

@@ -206,13 +206,7 @@ mvywindow* xwind(mvimage* v, mvywindow* w, int32_t code) {
             set_idle_slots(v, mvim3to2_ioset, mvim3to2_bxts, mvim3to2_imapset);
             v->iowait = mvim3to2_iowait;
             return &v->wind;
-        case 'w':
-            if (w) *w = v->wind;
-            return &v->wind;
-        case 'i':
-            if (w) *w = v->imdim;
-            return &v->imdim;
-        default: return nullptr;
+        default: return window_inquiry(v, w, code);
     }
 }
 

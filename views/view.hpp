@@ -104,6 +104,15 @@ uint32_t layered(uint32_t parent_answer, uint32_t flag);
 bool set_own_window(mvimage* view, const mvywindow* w);
 bool set_own_window(mvimage3* view, const mvyzwindow* w);
 
+// The window inquiries every view answers alike: 'w' its window, 'i' its
+// image dimensions (copied into *w when w is given); other codes null.
+template <class Record, class Window>
+Window* window_inquiry(Record* v, Window* w, int32_t code) {
+    Window* answer = code == 'w' ? &v->wind : code == 'i' ? &v->imdim : nullptr;
+    if (answer && w) *w = *answer;
+    return answer;
+}
+
 // True when a request (type with flags) suits a view's stored form as a
 // direct mapping would: same data type; for integers not filling their
 // container, a named justification the format has, the tolerance of
