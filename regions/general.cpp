@@ -45,28 +45,23 @@ inline int64_t crossing(int32_t x, bool down) { return int64_t(x) * 2 + (down ? 
 // the walks from corner to corner, so a row's chain pixels are one run
 // per edge that passes it, and its crossings are the ends of those runs
 // next to the row below.  Each edge's runs come from line_rows, for the
-// window's rows only; the rows are then swept with the edges that pass
-// them kept in order of their runs (they change little from row to row,
-// so an insertion sort keeps them in order).  False, having written
-// nothing, when an edge is too long for line_rows.
+// window's rows only, a band of rows at a time (so the runs just made are
+// still in the cache when the sweep reads them); the rows are then swept
+// with the edges that pass them kept in order of their runs (they change
+// little from row to row, so an insertion sort keeps them in order).
+// False, having written nothing, when an edge is too long for line_rows.
 struct EdgeRun {
-    int32_t a, e;   // the run's pixels, a <= e
-    int32_t cross;  // the crossing's x, when the row has one
+    int32_t a, e;  // the run's pixels, a <= e
 };
 
 struct Edge {
+    mvpoint from, to;
     int32_t top, bottom;  // rows in the window
     int32_t last_cross;   // the last row with a crossing (bottom row of the walk less one)
     bool down;
-    size_t at;            // first EdgeRun
 };
 
-struct Item {
-    int32_t a, e;
-    int64_t key;  // crossing(x, down), or kNoCrossing
-    uint32_t edge;
-};
-constexpr int64_t kNoCrossing = INT64_MIN;
+constexpr int32_t kBandRows = 64;
 
 template <class T, class Less>
 void insertion_sort(T* v, size_t n, Less less) {
@@ -139,19 +134,8 @@ bool polygon_runs(const std::vector<mvpoint>& p, const mvywindow& w, bool non_ze
         const int32_t lo = std::min(P.y, Q.y), hi = std::max(P.y, Q.y);
         const int32_t top = std::max(lo, t), bottom = std::min(hi, b - 1);
         if (top > bottom) continue;
-        edges.push_back({top, bottom, hi - 1, Q.y > P.y, total});
+        edges.push_back({P, Q, top, bottom, hi - 1, Q.y > P.y});
         total += size_t(bottom - top) + 1;
-    }
-    std::unique_ptr<EdgeRun[]> runs(new EdgeRun[total]);
-    for (size_t i = 0, k = 0; i < n; ++i) {
-        const mvpoint P = p[i], Q = p[i + 1 < n ? i + 1 : 0];
-        const int32_t lo = std::min(P.y, Q.y), hi = std::max(P.y, Q.y);
-        if (std::max(lo, t) > std::min(hi, b - 1)) continue;
-        const Edge& edge = edges[k++];
-        EdgeRun* at = runs.get() + edge.at;
-        line_rows(P.x, P.y, Q.x, Q.y, edge.top, edge.bottom, [&](int32_t y, int32_t first, int32_t last) {
-            at[y - edge.top] = {std::min(first, last), std::max(first, last), edge.down ? last : first};
-        });
     }
     // Edges by their first row (a counting sort over the window's rows).
     const size_t m = edges.size();
@@ -163,12 +147,34 @@ bool polygon_runs(const std::vector<mvpoint>& p, const mvywindow& w, bool non_ze
         for (uint32_t i = 0; i < m; ++i) order[fill[size_t(edges[i].top - t)]++] = i;
     }
 
-    // Per row: the edges that pass it, in order of their runs, and the
-    // crossings in order of x.
-    std::unique_ptr<Item[]> items(new Item[m]);
-    std::unique_ptr<uint32_t[]> active(new uint32_t[m]);
-    std::unique_ptr<int64_t[]> crossings(new int64_t[m]);
-    std::vector<Span> spans;
+    // Per row: the edges that pass it, in order of their runs.  A row's
+    // pixels are the edges' runs and the gaps between them that the rule
+    // calls inside.  Every crossing lies on its edge's run, so with the runs
+    // in order of their first pixels, the crossings left of a gap are
+    // exactly those of the runs before it: the gap's winding is counted on
+    // the way, and no crossing needs sorting.
+    struct Active {
+        int32_t a, e;
+        int32_t bottom, last_cross;
+        int32_t turn;  // what the edge's crossing adds to the winding
+        uint32_t edge;
+        const EdgeRun* next;
+    };
+    std::unique_ptr<Active[]> active(new Active[m]);
+    std::unique_ptr<EdgeRun[]> band(new EdgeRun[m * size_t(kBandRows)]);
+    size_t band_used = 0;
+    int32_t band_end = t;
+    // The runs of edge `e` from row y to its bottom or the band's end.
+    auto band_runs = [&](uint32_t e, int32_t y) {
+        const Edge& edge = edges[e];
+        EdgeRun* at = band.get() + band_used;
+        band_used += size_t(std::min(edge.bottom, band_end - 1) - y) + 1;
+        line_rows(edge.from.x, edge.from.y, edge.to.x, edge.to.y, y, std::min(edge.bottom, band_end - 1),
+                  [&](int32_t row, int32_t first, int32_t last) {
+                      at[row - y] = {std::min(first, last), std::max(first, last)};
+                  });
+        return at;
+    };
     // Every run holds a pixel of an edge's run on its row, so `total` runs
     // at most; reserved up to a modest number a row.
     out.reserve(out.size() + std::min<size_t>(total, size_t(b - t) * 64));
@@ -181,36 +187,47 @@ bool polygon_runs(const std::vector<mvpoint>& p, const mvywindow& w, bool non_ze
             const size_t skip = size_t(at - starts.begin()) - 1;
             y += int32_t(skip - row);
         }
+        if (y >= band_end) {  // a new band: the live edges' runs for it
+            band_end = int32_t(std::min<int64_t>(int64_t(y) + kBandRows, b));
+            band_used = 0;
+            for (size_t i = 0; i < live; ++i)
+                if (active[i].bottom >= y) active[i].next = band_runs(active[i].edge, y);
+        }
         const size_t r0 = size_t(y - t);
-        size_t count = 0, cross = 0;
-        auto take = [&](uint32_t e, const EdgeRun& r) {
-            const Edge& edge = edges[e];
-            const bool crosses = y <= edge.last_cross;
-            items[count++] = {r.a, r.e, crosses ? crossing(r.cross, edge.down) : kNoCrossing, e};
-        };
+        size_t count = 0;
         for (size_t i = 0; i < live; ++i) {
-            const uint32_t e = active[i];
-            const Edge& edge = edges[e];
-            if (edge.bottom >= y) take(e, runs[edge.at + size_t(y - edge.top)]);
+            if (active[i].bottom < y) continue;
+            if (count != i) active[count] = active[i];
+            Active& edge = active[count++];
+            edge.a = edge.next->a, edge.e = edge.next->e;
+            ++edge.next;
         }
-        for (uint32_t i = starts[r0]; i < starts[r0 + 1]; ++i) take(order[i], runs[edges[order[i]].at]);
-        insertion_sort(items.get(), count, [](const Item& x, const Item& z) { return x.a < z.a; });
+        for (uint32_t i = starts[r0]; i < starts[r0 + 1]; ++i) {
+            const Edge& edge = edges[order[i]];
+            const EdgeRun* run = band_runs(order[i], y);
+            const int32_t turn = non_zero && !edge.down ? -1 : 1;
+            active[count++] = {run->a, run->e, edge.bottom, edge.last_cross, turn, order[i], run + 1};
+        }
         live = count;
-        for (size_t i = 0; i < count; ++i) {
-            active[i] = items[i].edge;
-            if (items[i].key != kNoCrossing) crossings[cross++] = items[i].key;
-        }
         if (count == 0) continue;
-        insertion_sort(crossings.get(), cross, [](int64_t x, int64_t z) { return x < z; });
-        inside_spans(crossings.get(), crossings.get() + cross, non_zero, spans);
-        RowMerger merged(y, l, rt, out);
-        size_t k = 0;
-        for (size_t i = 0; i < count; ++i) {
-            for (; k < spans.size() && spans[k].a <= items[i].a; ++k) merged.take(spans[k].a, spans[k].e);
-            merged.take(items[i].a, items[i].e);
+        insertion_sort(active.get(), count, [](const Active& x, const Active& z) { return x.a < z.a; });
+        const int32_t inside_mask = non_zero ? -1 : 1;  // winding & mask: non-zero inside
+        int32_t winding = 0;
+        int64_t from = active[0].a, to = active[0].e;
+        auto emit = [&] {
+            const int64_t s = std::max<int64_t>(from, l), f = std::min<int64_t>(to, int64_t(rt) - 1);
+            if (s <= f) out.push_back({{int32_t(s), y}, int32_t(f - s + 1)});
+        };
+        for (size_t i = 0;;) {
+            if (y <= active[i].last_cross) winding += active[i].turn;
+            if (++i == count) break;
+            if (active[i].a > to + 1 && (winding & inside_mask) == 0) {
+                emit();
+                from = active[i].a;
+            }
+            to = std::max<int64_t>(to, active[i].e);
         }
-        for (; k < spans.size(); ++k) merged.take(spans[k].a, spans[k].e);
-        merged.flush();
+        emit();
     }
     return true;
 }

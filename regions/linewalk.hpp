@@ -106,12 +106,20 @@ bool line_rows(int32_t x0, int32_t y0, int32_t x1, int32_t y1, int64_t top, int6
     }
     // Row m holds steps first(m) .. first(m + 1) - 1, where first(m) is the
     // least j >= 0 whose offset reaches m; the last row ends at the end.
-    auto first = [&](int64_t m) { return m == 0 ? 0 : (2 * big * m - big - 1 + flat - 1) / flat; };
-    int64_t j = first(k0);
+    // For m >= 1, first(m) = ceil((2Mm - M - 1) / 2m): the numerator grows
+    // by 2M a row, so the quotient is stepped with its remainder instead of
+    // dividing anew.
+    if (small == 0) return row(y0, x0, x1), true;
+    const int64_t m1 = k0 + 1, dq = 2 * big / flat, dr = 2 * big % flat;
+    int64_t q = (2 * big * m1 - big - 1 + flat - 1) / flat, r = (2 * big * m1 - big - 1 + flat - 1) % flat;
+    int64_t j = k0 == 0 ? 0 : (2 * big * k0 - big - 1 + flat - 1) / flat;
     for (int64_t m = k0; m <= k1; ++m) {
-        const int64_t next = m == small ? big + 1 : first(m + 1);
+        const int64_t next = m == small ? big + 1 : q;
         row(int32_t(y0 + p.sy * m), int32_t(x0 + p.sx * j), int32_t(x0 + p.sx * (next - 1)));
         j = next;
+        q += dq;
+        r += dr;
+        if (r >= flat) r -= flat, ++q;
     }
     return true;
 }
