@@ -25,12 +25,23 @@ constexpr double kEps = 1e-9;
 
 bool sane(double v) { return std::isfinite(v) && std::fabs(v) <= kLimit; }
 
+// Floor and ceiling of values well inside the 64-bit range, without a
+// call into the maths library (the row extents need two a row).
+inline int64_t floor_int(double v) {
+    const int64_t t = int64_t(v);
+    return t - (double(t) > v);
+}
+inline int64_t ceil_int(double v) {
+    const int64_t t = int64_t(v);
+    return t + (double(t) < v);
+}
+
 // An ellipse by centre, semi-axes and angle.
 struct Ellipse {
     double cx = 0, cy = 0, a = 0, b = 0, c = 1, s = 0;
     bool empty = true;
     // Coefficients of the row quadratic A X^2 + B' dy X + C' dy^2 - 1 <= 0.
-    double qa = 0, qb = 0, qc = 0;
+    double qa = 0, qb = 0, qc = 0, half_qa = 0, tol = 0;  // half_qa = 1 / (2 qa)
     int64_t top = 0, bottom = -1;  // rows that may hold pixels
 
     Ellipse() = default;
@@ -45,26 +56,26 @@ struct Ellipse {
         qa = c * c * ia + s * s * ib;
         qb = 2 * (s * c * ib - c * s * ia);
         qc = s * s * ia + c * c * ib;
+        half_qa = 0.5 / qa;
+        tol = kEps * (1 + std::max(a, b));
         const double half = std::sqrt(a * a * s * s + b * b * c * c);
         top = int64_t(std::ceil(cy - half - 1e-7));
         bottom = int64_t(std::floor(cy + half + 1e-7));
         empty = false;
     }
-    // The run of row y; false when the row holds no pixel.
+    // The run of row y; false when the row holds no pixel.  Branch-free
+    // past the row check (lo > hi for no pixel), so that rows computed in
+    // a batch overlap in the processor.
     bool span(int64_t y, int64_t& lo, int64_t& hi) const {
         if (empty || y < top || y > bottom) return false;
         const double dy = double(y) - cy;
         const double B = qb * dy, C = qc * dy * dy - 1;
-        double disc = B * B - 4 * qa * C;
-        if (disc < 0) {
-            if (disc > -1e-12) disc = 0;
-            else return false;
-        }
-        const double r = std::sqrt(disc);
-        const double x1 = (-B - r) / (2 * qa), x2 = (-B + r) / (2 * qa);
-        const double tol = kEps * (1 + std::max(a, b));
-        lo = int64_t(std::ceil(cx + x1 - tol));
-        hi = int64_t(std::floor(cx + x2 + tol));
+        const double disc = B * B - 4 * qa * C;
+        const double r = std::sqrt(std::max(disc, 0.0));
+        const double x1 = (-B - r) * half_qa, x2 = (-B + r) * half_qa;
+        const bool real = disc > -1e-12;
+        lo = real ? ceil_int(cx + x1 - tol) : 1;
+        hi = real ? floor_int(cx + x2 + tol) : 0;
         return lo <= hi;
     }
 };
@@ -280,13 +291,23 @@ bool ellipse_row_extents(const mvimregion* r, int32_t top, int32_t bottom, RowSi
     // points; a ring's inner extent matters only where the outer has one.
     const int64_t first = std::max<int64_t>({top, outer.top, int64_t(INT32_MIN) + 1});
     const int64_t last = std::min<int64_t>(int64_t(bottom) - 1, outer.bottom);
-    for (int64_t y = first; y <= last; ++y) {
-        int64_t lo, hi;
-        if (!outer.span(y, lo, hi)) continue;
-        const RowExtent o{int32_t(lo), int32_t(hi)};
-        RowExtent in;
-        if (inner.span(y, lo, hi)) in = {int32_t(lo), int32_t(hi)};
-        sink(int32_t(y), o, in);
+    // A batch of rows is computed before any is reported.
+    constexpr int64_t kBatch = 64;
+    RowExtent o[kBatch], in[kBatch];
+    for (int64_t y0 = first; y0 <= last; y0 += kBatch) {
+        const int64_t n = std::min(kBatch, last - y0 + 1);
+        for (int64_t i = 0; i < n; ++i) {
+            int64_t lo = 1, hi = 0;
+            outer.span(y0 + i, lo, hi);
+            o[i] = {int32_t(std::min<int64_t>(lo, INT32_MAX)), int32_t(std::max<int64_t>(hi, INT32_MIN))};
+        }
+        if (!inner.empty)
+            for (int64_t i = 0; i < n; ++i) {
+                int64_t lo = 1, hi = 0;
+                in[i] = inner.span(y0 + i, lo, hi) ? RowExtent{int32_t(lo), int32_t(hi)} : RowExtent{};
+            }
+        for (int64_t i = 0; i < n; ++i)
+            if (o[i].any()) sink(int32_t(y0 + i), o[i], inner.empty ? RowExtent{} : in[i]);
     }
     return true;
 }
