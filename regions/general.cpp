@@ -219,7 +219,7 @@ bool polygon_runs(const std::vector<mvpoint>& p, const mvywindow& w, bool non_ze
             if (s <= f) out.push_back({{int32_t(s), y}, int32_t(f - s + 1)});
         };
         for (size_t i = 0;;) {
-            if (y <= active[i].last_cross) winding += active[i].turn;
+            winding += active[i].turn & -int32_t(y <= active[i].last_cross);
             if (++i == count) break;
             if (active[i].a > to + 1 && (winding & inside_mask) == 0) {
                 emit();
