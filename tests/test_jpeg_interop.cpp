@@ -17,6 +17,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstring>
+#include <fstream>
 #include <sstream>
 
 using mvtest::OwnedImage;
@@ -186,17 +187,27 @@ TEST_F(JpegInterop, CjpegFilesDecodeHereAsInDjpeg) {
     fill_photo(rgb, 255, 5);
     TempPath ppm("src.ppm");
     write_pnm(ppm.str(), rgb, 255);
-    const char* options[] = {
+    // A table for each component (table numbers 0, 1 and 2).
+    TempPath tables("qtables.txt");
+    {
+        std::ofstream q(tables.str());
+        for (int t : {12, 20, 33}) {
+            for (int k = 0; k < 64; ++k) q << t + k / 8 << ' ';
+            q << '\n';
+        }
+    }
+    const std::string options[] = {
         "-grayscale -quality 75", "-sample 1x1 -quality 90", "-quality 75",  // 4:2:0
         "-sample 2x1 -quality 80", "-sample 1x2 -quality 80", "-sample 4x1 -quality 70",
         "-restart 1 -quality 60", "-restart 2 -sample 2x2 -quality 85", "-optimize -quality 85",
         "-grayscale -restart 1B -optimize -quality 95", "-quality 20", "-quality 100 -sample 1x1",
+        "-qtables " + quoted(tables) + " -qslots 0,1,2 -sample 1x1",
     };
-    for (const char* opt : options) {
+    for (const std::string& opt : options) {
         SCOPED_TRACE(opt);
         TempPath jpg("cjpeg.jpg");
         std::string log;
-        ASSERT_EQ(mvtest::run_command(std::string("cjpeg ") + opt + " -outfile " + quoted(jpg) + " " + quoted(ppm), &log), 0)
+        ASSERT_EQ(mvtest::run_command("cjpeg " + opt + " -outfile " + quoted(jpg) + " " + quoted(ppm), &log), 0)
             << log;
         uint32_t w = 0, h = 0, n = 0;
         int32_t rc = 0;

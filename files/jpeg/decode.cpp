@@ -45,7 +45,7 @@ public:
             if (const int32_t rc = dc[i].init(h.huff[di])) return rc;
             if (const int32_t rc = ac[i].init(h.huff[ai])) return rc;
             const uint32_t q = f_.comp[s.index[i]].table;
-            if (q > 1 || !h.have_quant[q]) return MVERR_FORMAT;
+            if (q > 3 || !h.have_quant[q]) return MVERR_FORMAT;
             inverse_multipliers(h.quant[q], mult[i]);
         }
         for (int k = 0; k < 64; ++k) order_[k] = transposed(kZigzag[k]);

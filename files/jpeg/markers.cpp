@@ -64,7 +64,7 @@ int32_t read_quant(Header& h, const uint8_t* p, size_t n) {
     while (n > 0) {
         const uint32_t precision = p[0] >> 4, id = p[0] & 15;
         const size_t bytes = 1 + (precision != 0 ? 128 : 64);
-        if (precision > 1 || id > 1 || n < bytes) return MVERR_FORMAT;
+        if (precision > 1 || id > 3 || n < bytes) return MVERR_FORMAT;
         for (int k = 0; k < 64; ++k)
             h.quant[id][kZigzag[k]] = uint16_t(precision != 0 ? u16(p + 1 + 2 * k) : p[1 + k]);
         h.have_quant[id] = true;
