@@ -2441,7 +2441,10 @@ MVIP_API int32_t mvio8_aviwriteseqdone(mvabort *hook, mvavifile **handle, const 
  * "Y8  ", "GREY" (top line first, rows not padded); anything else -11,
  * frames of 2 GiB or more -11.  The file must hold first + planes frames,
  * else -10 before any plane is touched; a frame chunk smaller than a
- * frame, and index entries or chunks outside the file, -10.  The hook is
+ * frame, and index entries or chunks outside the file, -10.  A frame
+ * chunk of no bytes (a dropped frame, as ffmpeg writes where time stamps
+ * jump) shows the frame before it again; as the first frame it is -10.
+ * fileinfo counts such frames as frames.  The hook is
  * called as by the whole-stack writers.  mode as for the reading frame.
  * 0; -1 for a null image or filename, or a window of no planes; -13. */
 MVIP_API int32_t mvio8_avireadseq(mvabort *hook, mvimage3 *im, const char *filename, uint32_t first, uint32_t mode);

@@ -121,6 +121,28 @@ TEST_F(AviInterop, WeReadFfmpegFiles) {
     }
 }
 
+// Where time stamps jump, ffmpeg writes frame chunks of no bytes: each
+// shows the frame before it again, so every third frame of ten is new.
+TEST_F(AviInterop, DroppedFramesRepeatTheFrameBefore) {
+    TempPath path("dropped.avi");
+    std::string out;
+    ASSERT_EQ(mvtest::run_command("ffmpeg -v error -y -f lavfi -i testsrc=size=13x7:rate=10 -t 1 -vf "
+                                  "\"select='not(mod(n\\,3))'\" -fps_mode passthrough -c:v rawvideo -pix_fmt bgr24 '" +
+                                      path.str() + "'",
+                                  &out),
+              0)
+        << out;
+    const std::vector<uint8_t> kept = decode(path.str(), "bgr24", "1");  // the four frames stored
+    ASSERT_EQ(kept.size(), 4u * 13 * 7 * 3);
+    OwnedStack got(13, 7, 10, MVTYPE_U8, 8, 3, MVCS_BGR);
+    ASSERT_EQ(mvio8_avireadseq(nullptr, &got.im, path.c_str(), 0, 0), 0);
+    const size_t frame = 13 * 7 * 3;
+    for (size_t i = 0; i < 10; ++i)
+        EXPECT_TRUE(std::equal(kept.begin() + ptrdiff_t(i / 3 * frame), kept.begin() + ptrdiff_t((i / 3 + 1) * frame),
+                               got.flat.pixels.begin() + ptrdiff_t(i * frame)))
+            << "frame " << i;
+}
+
 // An OpenDML file beyond 1 GiB: 1 MiB frames go 1,024 to a RIFF list, so
 // 1,100 frames make two lists.  ffprobe counts them all; ffmpeg and our
 // reader agree on frames on both sides of the list boundary.

@@ -240,23 +240,8 @@ int32_t walk_movi(Stream& s, const Chunk& list, Movie& m) {
     });
 }
 
-}  // namespace
-
-bool Movie::fourcc_grey() const {
-    return bitcount == 8 && (compression == fourcc("Y800") || compression == fourcc("Y8  ") ||
-                             compression == fourcc("GREY"));
-}
-
-bool Movie::decodable() const {
-    if (fourcc_grey()) return true;
-    return compression == 0 && (bitcount == 8 || bitcount == 24 || bitcount == 32);
-}
-
-uint64_t Movie::row_bytes() const {
-    return fourcc_grey() ? width : dib_row_bytes(width, bitcount);
-}
-
-int32_t read_movie(Stream& s, Movie& m) {
+// Every frame chunk of the file, by its index or by walking the lists.
+int32_t find_frames(Stream& s, Movie& m) {
     const uint64_t len = s.length();
     Chunk riff;
     if (!chunk_at(s, 0, len, riff) || riff.id != kRiff || list_type(s, riff) != kAvi) return MVERR_FORMAT;
@@ -284,6 +269,36 @@ int32_t read_movie(Stream& s, Movie& m) {
     for (const Chunk& movi : l.movi)
         if (const int32_t rc = walk_movi(s, movi, m); rc != 0) return rc;
     return 0;
+}
+
+// A frame chunk of no bytes is a frame the writer dropped (ffmpeg writes
+// them where time stamps jump): it shows the frame before it again.  A
+// first frame of no bytes stays empty, and reading it fails.
+void repeat_dropped_frames(Movie& m) {
+    for (size_t i = 1; i < m.frame_size.size(); ++i)
+        if (m.frame_size[i] == 0) m.frame_pos[i] = m.frame_pos[i - 1], m.frame_size[i] = m.frame_size[i - 1];
+}
+
+}  // namespace
+
+bool Movie::fourcc_grey() const {
+    return bitcount == 8 && (compression == fourcc("Y800") || compression == fourcc("Y8  ") ||
+                             compression == fourcc("GREY"));
+}
+
+bool Movie::decodable() const {
+    if (fourcc_grey()) return true;
+    return compression == 0 && (bitcount == 8 || bitcount == 24 || bitcount == 32);
+}
+
+uint64_t Movie::row_bytes() const {
+    return fourcc_grey() ? width : dib_row_bytes(width, bitcount);
+}
+
+int32_t read_movie(Stream& s, Movie& m) {
+    const int32_t rc = find_frames(s, m);
+    if (rc == 0) repeat_dropped_frames(m);
+    return rc;
 }
 
 }  // namespace mvip::files::avi
