@@ -11,6 +11,8 @@
 #include "regions/linewalk.hpp"
 #include "regions/path.hpp"
 
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <limits>
 #include <vector>
@@ -77,6 +79,35 @@ struct Ellipse {
         lo = real ? ceil_int(cx + x1 - tol) : 1;
         hi = real ? floor_int(cx + x2 + tol) : 0;
         return lo <= hi;
+    }
+    // span() for the n rows from y0 (n <= 64), all within [top, bottom],
+    // into extents (none: lo > hi).  The same arithmetic in the same order,
+    // so the same extents, but in loops with no branch that the compiler
+    // does two rows at a time (the square root by hand: the library's sqrt
+    // may set errno, which stops the compiler).
+    void spans(int64_t y0, int64_t n, RowExtent* out) const {
+        constexpr int32_t kMax = 64;
+        alignas(16) double b_at[kMax], disc_at[kMax], root_at[kMax];
+        const double base = double(y0);
+        const int32_t rows = int32_t(n);
+        for (int32_t i = 0; i < rows; ++i) {  // 32-bit, so that it converts two at a time
+            const double dy = (base + double(i)) - cy;
+            const double B = qb * dy, C = qc * dy * dy - 1;
+            b_at[i] = B;
+            disc_at[i] = B * B - 4 * qa * C;
+        }
+        if (rows & 1) disc_at[rows] = 0;  // the pair's unused half
+        for (int32_t i = 0; i < rows; i += 2) {
+            const __m128d d = _mm_load_pd(disc_at + i);
+            _mm_store_pd(root_at + i, _mm_sqrt_pd(_mm_max_pd(d, _mm_setzero_pd())));
+        }
+        for (int32_t i = 0; i < rows; ++i) {
+            const double B = b_at[i], r = root_at[i];
+            const bool real = disc_at[i] > -1e-12;
+            out[i] = real ? RowExtent{int32_t(ceil_int(cx + (-B - r) * half_qa - tol)),
+                                      int32_t(floor_int(cx + (-B + r) * half_qa + tol))}
+                          : RowExtent{};
+        }
     }
 };
 
@@ -296,18 +327,13 @@ bool ellipse_row_extents(const mvimregion* r, int32_t top, int32_t bottom, RowSi
     RowExtent o[kBatch], in[kBatch];
     for (int64_t y0 = first; y0 <= last; y0 += kBatch) {
         const int64_t n = std::min(kBatch, last - y0 + 1);
-        for (int64_t i = 0; i < n; ++i) {
-            int64_t lo = 1, hi = 0;
-            outer.span(y0 + i, lo, hi);
-            o[i] = {int32_t(std::min<int64_t>(lo, INT32_MAX)), int32_t(std::max<int64_t>(hi, INT32_MIN))};
-        }
+        outer.spans(y0, n, o);
         if (!inner.empty)
             for (int64_t i = 0; i < n; ++i) {
                 int64_t lo = 1, hi = 0;
                 in[i] = inner.span(y0 + i, lo, hi) ? RowExtent{int32_t(lo), int32_t(hi)} : RowExtent{};
             }
-        for (int64_t i = 0; i < n; ++i)
-            if (o[i].any()) sink(int32_t(y0 + i), o[i], inner.empty ? RowExtent{} : in[i]);
+        sink(y0, n, o, inner.empty ? nullptr : in);
     }
     return true;
 }

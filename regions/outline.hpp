@@ -28,7 +28,9 @@ private:
 };
 
 // A non-owning reference to a row callback: (y, outer, inner), the
-// extents [lo, hi] of the outline's points on row y (lo > hi: none).
+// extents [lo, hi] of the outline's points on row y (lo > hi: none).  Rows
+// are handed over in batches, so that the callback is inlined in the loop
+// over a batch rather than called through a pointer a row.
 struct RowExtent {
     int32_t lo = INT32_MAX, hi = INT32_MIN;
     bool any() const { return lo <= hi; }
@@ -37,14 +39,19 @@ class RowSink {
 public:
     template <class F>
     RowSink(F& f)  // NOLINT: implicit on purpose
-        : ctx_(&f), fn_([](void* c, int32_t y, RowExtent outer, RowExtent inner) {
-              (*static_cast<F*>(c))(y, outer, inner);
+        : ctx_(&f), fn_([](void* c, int64_t y0, int64_t n, const RowExtent* outer, const RowExtent* inner) {
+              F& row = *static_cast<F*>(c);
+              for (int64_t i = 0; i < n; ++i)
+                  if (outer[i].any()) row(int32_t(y0 + i), outer[i], inner ? inner[i] : RowExtent{});
           }) {}
-    void operator()(int32_t y, RowExtent outer, RowExtent inner) const { fn_(ctx_, y, outer, inner); }
+    // Rows y0 .. y0 + n - 1; inner may be null (no inner outline).
+    void operator()(int64_t y0, int64_t n, const RowExtent* outer, const RowExtent* inner) const {
+        fn_(ctx_, y0, n, outer, inner);
+    }
 
 private:
     void* ctx_;
-    void (*fn_)(void*, int32_t, RowExtent, RowExtent);
+    void (*fn_)(void*, int64_t, int64_t, const RowExtent*, const RowExtent*);
 };
 
 // The extents per row of the outer (pass 0) and inner (pass 1) outlines of
