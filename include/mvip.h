@@ -3138,6 +3138,10 @@ MVIP_API int32_t mvirp8_paintregion(mvabort *hook, mvimregion *region, uint32_t 
  * record is stored; a non-zero answer to either is followed by a call with
  * (-1, 0) and returned (the records stored so far stay); (1, 0) after a
  * search that ends normally.
+ * Cost: a call tests the window's lines only as the scan or a growing
+ * region first reaches them, so a caller that asks for one blob a call
+ * and goes on from *position pays for about one pass over the window in
+ * all, not one a call.
  * Example: blobs of pixels >= 128 in an 8-bit image, 8 neighbours, the
  * image left untouched, at most 100 records:
  *     int32_t pos[2] = {0, 0}; mvblob found[100]; uint32_t rejected;

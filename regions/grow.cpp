@@ -17,13 +17,17 @@ Connect connect_of(uint32_t mode) {
     }
 }
 
-int32_t Plane::allocate(uint32_t width, uint32_t height) {
+int32_t Plane::allocate(uint32_t width, uint32_t height, Filler filler, void* context) {
     width_ = width;
     height_ = height;
+    filler_ = filler;
+    context_ = context;
     // A zero word before each line and at least one after it.
     stride_ = (size_t{width} + 63) / 64 + 2;
     store_.reset(new (std::nothrow) uint64_t[stride_ * (size_t{height} + 2)]());
-    if (!store_) return MVERR_MEMORY;
+    filled_.reset(new (std::nothrow) uint8_t[size_t{height} + 2]());
+    if (!store_ || !filled_) return MVERR_MEMORY;
+    filled_[0] = filled_[size_t{height} + 1] = 1;  // the zero frame
     base_ = store_.get() + 1;
     return 0;
 }
@@ -45,7 +49,8 @@ int32_t Workspace::open(mvabort* hook, mvimage* image, uint32_t test, uint32_t v
     if (!make_test(test, value, top, test_)) return MVERR_USAGE;
     can_fail_ = test_.failing_value(top, fail_);
     const uint32_t w = frame_.width(), h = frame_.height();
-    if (const int32_t rc = plane_.allocate(w, h); rc < 0) return rc;
+    auto filler = [](void* ws, int32_t y, uint64_t* line) { static_cast<Workspace*>(ws)->fill_line(y, line); };
+    if (const int32_t rc = plane_.allocate(w, h, filler, this); rc < 0) return rc;
     try {
         maps_.resize(h);
         lines_.resize(h);
@@ -62,17 +67,6 @@ int32_t Workspace::open(mvabort* hook, mvimage* image, uint32_t test, uint32_t v
     bytes_line_.reset(new (std::nothrow) uint8_t[size_t{w} + 1]);
     bits_line_.reset(new (std::nothrow) uint64_t[size_t{w} / 64 + 1]);
     if (!bytes_line_ || !bits_line_) return MVERR_MEMORY;
-    uint8_t* bytes = bytes_line_.get();
-    for (uint32_t y = 0; y < h; ++y) {
-        const void* line = lines_.empty() ? nullptr : lines_[y];
-        if (!line) {
-            frame_.read_line(0, frame_.buffer(0), y);
-            line = frame_.buffer(0);
-        }
-        if (wide) binarize_u16(static_cast<const uint16_t*>(line), bytes, w, test_);
-        else binarize_u8(static_cast<const uint8_t*>(line), bytes, w, test_);
-        pack_bits(bytes, plane_.row(int32_t(y)), w);
-    }
     bytes_ = !wide && !lines_.empty();
     if (can_fail_ && lines_.empty()) {
         fill_.reset(new (std::nothrow) unsigned char[size_t{w} * 2 + 2]);
@@ -81,6 +75,19 @@ int32_t Workspace::open(mvabort* hook, mvimage* image, uint32_t test, uint32_t v
         else std::memset(fill_.get(), int(fail_), w);
     }
     return 0;
+}
+
+void Workspace::fill_line(int32_t y, uint64_t* bits) {
+    const uint32_t w = frame_.width();
+    const void* line = lines_.empty() ? nullptr : lines_[size_t(y)];
+    if (!line) {
+        frame_.read_line(0, frame_.buffer(0), uint32_t(y));
+        line = frame_.buffer(0);
+    }
+    uint8_t* bytes = bytes_line_.get();
+    if (frame_.type() == MVTYPE_U16) binarize_u16(static_cast<const uint16_t*>(line), bytes, w, test_);
+    else binarize_u8(static_cast<const uint8_t*>(line), bytes, w, test_);
+    pack_bits(bytes, bits, w);
 }
 
 void Workspace::paint_other(int32_t x, int32_t y, int32_t len) {
@@ -102,6 +109,7 @@ void Workspace::paint_found() {
     uint8_t* bytes = bytes_line_.get();
     uint64_t* bits = bits_line_.get();
     for (uint32_t y = 0; y < plane_.height(); ++y) {
+        if (!plane_.filled(int32_t(y))) continue;
         void* line = lines_[y];
         if (wide) binarize_u16(static_cast<const uint16_t*>(line), bytes, w, test_);
         else binarize_u8(static_cast<const uint8_t*>(line), bytes, w, test_);

@@ -94,20 +94,37 @@ inline void fill_bytes(uint8_t* p, size_t n, uint8_t v) {
 }  // namespace line
 
 // One bit a pixel (a 2048-pixel line is 256 bytes, so large windows stay
-// in the processor's caches), framed by zero words and lines.
+// in the processor's caches), framed by zero words and lines.  A line is
+// filled by its filler when it is first asked for, so that a search that
+// stops early (a blob list of one blob a call) pays for the lines it
+// touched, not for the whole window.
 class Plane {
 public:
-    // A zeroed plane; 0 or -2.
-    int32_t allocate(uint32_t width, uint32_t height);
-    uint64_t* row(int32_t y) { return base_ + (int64_t(y) + 1) * int64_t(stride_); }  // y in [-1, height]
+    using Filler = void (*)(void* context, int32_t y, uint64_t* line);
+    // A zeroed plane whose lines are filled by filler(context, y, line) on
+    // first use (none: they stay zero); 0 or -2.
+    int32_t allocate(uint32_t width, uint32_t height, Filler filler = nullptr, void* context = nullptr);
+    uint64_t* row(int32_t y) {  // y in [-1, height]
+        uint64_t* r = base_ + (int64_t(y) + 1) * int64_t(stride_);
+        if (!filled_[size_t(y + 1)]) fill(y, r);
+        return r;
+    }
+    bool filled(int32_t y) const { return filled_[size_t(y + 1)] != 0; }
     uint32_t width() const { return width_; }
     uint32_t height() const { return height_; }
 
 private:
+    void fill(int32_t y, uint64_t* r) {
+        filled_[size_t(y + 1)] = 1;
+        if (filler_) filler_(context_, y, r);
+    }
     std::unique_ptr<uint64_t[]> store_;
+    std::unique_ptr<uint8_t[]> filled_;  // per line, the frame lines included
     uint64_t* base_ = nullptr;
     size_t stride_ = 0;  // words
     uint32_t width_ = 0, height_ = 0;
+    Filler filler_ = nullptr;
+    void* context_ = nullptr;
 };
 
 // The window of an image opened for reading and writing (ops::Frame, u8 or
@@ -116,8 +133,9 @@ private:
 class Workspace {
 public:
     ~Workspace();
-    // Opens the image and fills the plane for `test` (a code and value of
-    // the pixel search).  0 or a negative result code.
+    // Opens the image and sets up the plane for `test` (a code and value of
+    // the pixel search; each line is tested when the plane is first asked
+    // for it).  0 or a negative result code.
     int32_t open(mvabort* hook, mvimage* image, uint32_t test, uint32_t value);
     // Writes the test's failing value into window-relative runs of the
     // image (false: no value fails, nothing written).
@@ -132,7 +150,8 @@ public:
     bool mapped() const { return !lines_.empty(); }
     // Paints every pixel that still passes the test in the image but whose
     // bit the growers have cleared in the plane: the pixels of every region
-    // grown so far.
+    // grown so far (on the lines the plane has filled: no other was grown
+    // on).
     void paint_found();
     bool can_fail() const { return can_fail_; }
     Plane& plane() { return plane_; }
@@ -142,6 +161,7 @@ public:
 
 private:
     void paint_other(int32_t x, int32_t y, int32_t len);
+    void fill_line(int32_t y, uint64_t* line);
     bool bytes_ = false;  // u8 lines mapped
     ops::Frame frame_;
     mvimage* image_ = nullptr;
