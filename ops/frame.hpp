@@ -157,7 +157,10 @@ private:
     std::array<bool, 4> blockable_{};  // one mapping may cover many whole lines
     bool mapping_ = false;
     uint32_t width_ = 0, height_ = 0, pixies_ = 0, value_bytes_ = 0, type_ = 0;
-    uint32_t pixel_bytes_ = 0;
+    // Each image's own value size (operations that allow types to differ
+    // see each image's memory in its own type).
+    std::array<uint32_t, 4> image_value_bytes_{};
+    uint32_t image_pixel_bytes(int i) const { return pixies_ * image_value_bytes_[i]; }
 };
 
 template <class F>
