@@ -80,6 +80,19 @@ void BM_moments_mvip(benchmark::State& state, bool binary) {
     }
     bytes(state, kPixels);
 }
+void BM_momentsf_mvip(benchmark::State& state) {
+    std::vector<float> data(kPixels);
+    for (size_t i = 0; i < kPixels; ++i) data[i] = float((i * 2654435761u) >> 24) / 255.0f;
+    mvimage im{};
+    const uint32_t dims[2] = {kSide, kSide};
+    mvimage_memory(&im, data.data(), dims, 0, MVTYPE_FLOAT, 0, 1, MVCS_GREY, 0);
+    mvmoments m{};
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(mvip8_momentsf(nullptr, &im, &m));
+        benchmark::ClobberMemory();
+    }
+    bytes(state, kPixels * sizeof(float));
+}
 void BM_exchange_mvip(benchmark::State& state) {
     Plane<uint8_t> a(1, false), b(2, false);
     for (auto _ : state) {
@@ -143,6 +156,17 @@ void BM_moments_opencv(benchmark::State& state, bool binary) {
     }
     bytes(state, kPixels);
 }
+void BM_momentsf_opencv(benchmark::State& state) {
+    cv::setNumThreads(0);
+    std::vector<float> data(kPixels);
+    for (size_t i = 0; i < kPixels; ++i) data[i] = float((i * 2654435761u) >> 24) / 255.0f;
+    cv::Mat m(kSide, kSide, CV_32FC1, data.data());
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(cv::moments(m, false));
+        benchmark::ClobberMemory();
+    }
+    bytes(state, kPixels * sizeof(float));
+}
 void BM_accumulate_opencv(benchmark::State& state) {
     cv::setNumThreads(0);
     Plane<uint8_t> a(1, false);
@@ -178,6 +202,10 @@ const bool registered = [] {
         reg(name + "/opencv", [binary](benchmark::State& s) { BM_moments_opencv(s, binary); });
 #endif
     }
+    reg("momentsf/float/mvip", BM_momentsf_mvip);
+#ifdef MVIP_HAVE_OPENCV
+    reg("momentsf/float/opencv", BM_momentsf_opencv);
+#endif
     reg("copyexchange/u8/mvip", BM_exchange_mvip);
     reg("copyexchange/u8/swap_ranges", BM_exchange_loop);
     reg("pairadd_accumulate/u8_u16/mvip", BM_accumulate_mvip);

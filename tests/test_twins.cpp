@@ -696,6 +696,16 @@ TEST(MeasureTwins, FastFormsEqualPlainForms) {
         {"moments u8", kU8, kU8, moments(mvip8_moments)},
         {"moments u16", kU16, kU8, moments(mvip8_moments)},
         {"moments u16 12 bits", kU16Short, kU8, moments(mvip8_moments)},
+        {"momentsf float", kFloat, kU8, moments(mvip8_momentsf)},
+        {"momentsf double", kDouble, kU8, moments(mvip8_momentsf)},
+        {"momentsf u32", kU32Short, kU8, moments(mvip8_momentsf)},
+        {"masscenterpow u16", kU16Short, kU8,
+         [](mvimage* a, mvimage*) {
+             double c[2] = {};
+             Numbers out{uint64_t(mvip8_masscenterpow(nullptr, a, 1.5, &c[0], &c[1]))};
+             append(out, c, 2);
+             return out;
+         }},
         {"masscenterbin u16", kU16, kU8,
          [](mvimage* a, mvimage*) {
              double c[2] = {};
