@@ -35,11 +35,12 @@ struct Add {
                 const double s = double(b[i]) + a[i];
                 out[i] = static_cast<T>(s > p.hi ? p.hi : s);
             } else {
-                // In the container's own width: a wrapped sum is smaller than
-                // either term.  This is the form that becomes a saturating add.
+                // In the container's own width: b is first cut to what is
+                // left above a (~a = all ones - a), so the sum cannot wrap;
+                // a minimum and an add per vector, no compare.
                 const T top = static_cast<T>(p.maxval);
-                T s = static_cast<T>(a[i] + b[i]);
-                s = s < a[i] ? static_cast<T>(~T(0)) : s;
+                const T room = static_cast<T>(~a[i]);
+                const T s = static_cast<T>(a[i] + (b[i] < room ? b[i] : room));
                 out[i] = s < top ? s : top;
             }
         }
