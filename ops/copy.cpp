@@ -1,4 +1,4 @@
-// Whole-window copies: mvip8_copy and mvip8_copyexchange.  No kernel
+// Whole-window copies: mvip8_copy.  No kernel
 // touches the values; a line is one memory copy, and nothing moves at all
 // when the destination maps the very memory of the source.
 #include "ops/copy.hpp"
@@ -13,18 +13,6 @@ namespace {
 
 // Access flag of the copy's write-back of a buffered line.
 constexpr uint32_t kCopyWriteFlag = 0x1000;
-
-Setup copy_setup(mvabort* hook, mvimage* src, mvimage* dst, uint32_t mask,
-                 const RunList* runs = nullptr) {
-    Setup setup;
-    setup.hook = hook;
-    setup.sources[0] = src;
-    setup.destination = dst;
-    setup.options = kAllTypes | kColor;
-    setup.mask = mask;
-    setup.runs = runs;
-    return setup;
-}
 
 // Copies only the runs: each side is its mapped stretch where the image
 // grants one, else the working buffer.
@@ -70,7 +58,7 @@ int32_t bounded::copy(mvabort* hook, mvimage* src, mvimage* dst, R runs) {
     if (!src || !dst) return MVERR_USAGE;
     Frame frame;
     if (const int32_t rc =
-            frame.open(copy_setup(hook, src, dst, all_pixies_mask(src->pixfmt.pixies), runs));
+            frame.open(window_copy_setup(hook, src, dst, all_pixies_mask(src->pixfmt.pixies), runs));
         rc < 0)
         return rc;
     if (runs) return copy_runs(frame);
@@ -109,6 +97,17 @@ int32_t bounded::copy(mvabort* hook, mvimage* src, mvimage* dst, R runs) {
     return 0;
 }
 
+Setup window_copy_setup(mvabort* hook, mvimage* src, mvimage* dst, uint32_t mask, const RunList* runs) {
+    Setup setup;
+    setup.hook = hook;
+    setup.sources[0] = src;
+    setup.destination = dst;
+    setup.options = kAllTypes | kColor;
+    setup.mask = mask;
+    setup.runs = runs;
+    return setup;
+}
+
 int32_t copy_window(mvabort* hook, mvimage* src, mvimage* dst) {
     return bounded::copy(hook, src, dst, nullptr);
 }
@@ -121,27 +120,4 @@ using namespace mvip::ops;
 extern "C" MVIP_API int32_t mvip8_copy(mvabort* hook, mvimage* src, mvimage* dst) {
     if (const auto stop = hook_at_entry(hook)) return *stop;
     return copy_window(hook, src, dst);
-}
-
-// Two frames, one each way, so that each image is opened for reading and
-// for writing.  Both lines are read before either is written: the exchange
-// is exact also when the images share memory line by line.
-extern "C" MVIP_API int32_t mvip8_copyexchange(mvabort* hook, mvimage* first, mvimage* second) {
-    if (const auto stop = hook_at_entry(hook)) return *stop;
-    if (!first || !second) return MVERR_USAGE;
-    const uint32_t mask = all_pixies_mask(first->pixfmt.pixies);
-    Frame to_second, to_first;
-    if (const int32_t rc = to_second.open(copy_setup(hook, first, second, mask)); rc < 0) return rc;
-    if (const int32_t rc = to_first.open(copy_setup(hook, second, first, mask)); rc < 0) return rc;
-    const uint32_t height = to_second.height();
-    void* const one = to_second.buffer(0);
-    void* const two = to_first.buffer(0);
-    for (uint32_t y = 0; y < height; ++y) {
-        if (const int32_t stop = to_second.poll(y, height)) return stop;
-        to_second.read_line(0, one, y);
-        to_first.read_line(0, two, y);
-        to_second.write_line(Frame::kDestination, one, y);
-        to_first.write_line(Frame::kDestination, two, y);
-    }
-    return 0;
 }

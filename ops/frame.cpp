@@ -117,6 +117,7 @@ int32_t Frame::open(const Setup& setup, int extra_buffers) {
         width_ = std::max(width_, wind_width(im));
         height_ = std::max(height_, wind_height(im));
         value_bytes_ = std::max(value_bytes_, pixie_bytes(type));
+        image_value_bytes_[i] = pixie_bytes(type);
         max_pixies = std::max(max_pixies, im->pixfmt.pixies);
         const uint32_t along = (setup.options & kColumns) ? wind_height(im) : wind_width(im);
         const uint64_t sized = image_sizing(im, along);
@@ -144,7 +145,6 @@ int32_t Frame::open(const Setup& setup, int extra_buffers) {
 
     pixies_ = (setup.options & kPixiesFromImages) ? max_pixies
                                                   : static_cast<uint32_t>(std::popcount(setup.mask));
-    pixel_bytes_ = pixies_ * value_bytes_;
     const double bytes = double(line_length) * pixies_ * value_bytes_;
     const size_t size = bytes < 9.2e18 ? size_t(line_length) * pixies_ * value_bytes_ : 0;
     for (int i = 0; i < buffers; ++i) {
@@ -188,8 +188,8 @@ void* Frame::map_stretch(int i, uint32_t x, uint32_t y, uint32_t n, mvmapdesc& d
     if (im->imap(im, &desc, static_cast<int32_t>(x), static_cast<int32_t>(y)) != 1) return nullptr;
     void* address = desc.address;
     // Kernels work on whole stretches of naturally aligned values.
-    const bool usable = desc.count >= n && desc.stride == pixel_bytes_ &&
-                        reinterpret_cast<uintptr_t>(address) % value_bytes_ == 0;
+    const bool usable = desc.count >= n && desc.stride == image_pixel_bytes(i) &&
+                        reinterpret_cast<uintptr_t>(address) % image_value_bytes_[i] == 0;
     if (!usable) {
         im->imapr(im, &desc);
         return nullptr;
@@ -203,8 +203,8 @@ void* Frame::map_block(int i, uint32_t y, uint32_t rows, mvmapdesc& desc) const 
     if (!blockable_[i] || !im) return nullptr;
     if (im->imap(im, &desc, 0, static_cast<int32_t>(y)) != 1) return nullptr;
     void* address = desc.address;
-    const bool usable = desc.count >= uint64_t{rows} * width_ && desc.stride == pixel_bytes_ &&
-                        reinterpret_cast<uintptr_t>(address) % value_bytes_ == 0;
+    const bool usable = desc.count >= uint64_t{rows} * width_ && desc.stride == image_pixel_bytes(i) &&
+                        reinterpret_cast<uintptr_t>(address) % image_value_bytes_[i] == 0;
     if (!usable) {
         im->imapr(im, &desc);
         return nullptr;
@@ -393,10 +393,9 @@ bool Frame::walk_mapped_runs(uint32_t y, const mvscanrun* runs, size_t count, Ke
             const uint32_t x = uint32_t(runs[k].coord.x) - uint32_t(first->wind.nw.x);
             if (runs[k].len <= 0 || x >= width_) continue;
             const uint32_t n = std::min(uint32_t(runs[k].len), width_ - x);
-            const size_t at = size_t{x} * pixel_bytes_;
             void* lines[4] = {};
-            for (int i = 0; i < sources; ++i) lines[i] = base[i] + at;
-            lines[kOutLine] = out + at;
+            for (int i = 0; i < sources; ++i) lines[i] = base[i] + size_t{x} * image_pixel_bytes(i);
+            lines[kOutLine] = out + size_t{x} * image_pixel_bytes(has_destination ? kDestination : work);
             const int32_t kx = (setup_.options & kFixedArgs) ? setup_.fixed[0] : runs[k].coord.x;
             const int32_t ky = (setup_.options & kFixedArgs) ? setup_.fixed[1] : runs[k].coord.y;
             kernel(lines, size_t{n} * pixies_, kx, ky, params);

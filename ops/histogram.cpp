@@ -1,6 +1,7 @@
 // Histograms of integer images, their percentiles, and the percentile
 // contrast stretch built on them.
 #include "ops/bounded.hpp"
+#include "ops/histogram_split.hpp"
 #include "ops/point.hpp"
 
 #include <memory>
@@ -41,6 +42,38 @@ struct Binned {  // u[0] bins; u[1] pixies counted apart (1: all into one)
             for (size_t j = 0; j < k; ++j) ++h[j * bins + bin_of(v[i + j] & mask, bins, bits)];
     }
 };
+
+// The 8-bit forms with split counters, chosen with the vector forms (and
+// held to the plain ones by the same tests); short runs go the plain way.
+void count_u8(void* const* lines, size_t count, int32_t x, int32_t y, const void* params) {
+    const auto& p = *static_cast<const PointParams*>(params);
+    if (count < kSplitMinimum) return typed_kernel<Histogram, uint8_t>(lines, count, x, y, params);
+    uint16_t bin[256];
+    for (uint32_t v = 0; v < 256; ++v) bin[v] = uint16_t(v & p.maxval);
+    count_split_u8<1>(static_cast<const uint8_t*>(lines[kOutLine]), count, p.maxval + 1,
+                      p.maxval == 255 ? nullptr : bin, bins_of(p));
+}
+void count_binned_u8(void* const* lines, size_t count, int32_t x, int32_t y, const void* params) {
+    const auto& p = *static_cast<const PointParams*>(params);
+    const uint32_t per = p.u[1] <= 1 ? 1 : uint32_t(p.u[1]);
+    if (count < kSplitMinimum || per == 2 || per > 3)
+        return typed_kernel<Binned, uint8_t>(lines, count, x, y, params);
+    uint16_t bin[256];
+    for (uint32_t v = 0; v < 256; ++v) bin[v] = uint16_t(bin_of(v & p.maxval, p.u[0], p.bits));
+    const auto* v = static_cast<const uint8_t*>(lines[kOutLine]);
+    const uint32_t bins = uint32_t(p.u[0]);
+    if (per == 1) count_split_u8<1>(v, count, bins, bin, bins_of(p));
+    else count_split_u8<3>(v, count, bins, bin, bins_of(p));
+}
+
+// Kernel sets by level: the plain kernels, with the 8-bit one replaced
+// from the vector levels on.
+template <class Op>
+constexpr LevelKernels counting_levels(Kernel u8) {
+    KernelSet fast = kernels_for<Op, kInts>();
+    fast[0] = u8;
+    return {kernels_for<Op, kInts>(), fast, fast};
+}
 
 // Two sources: lines[0] the first, lines[kOutLine] the second, value by
 // value; bin (first) * bins + bin (second).
@@ -94,8 +127,8 @@ int32_t count_values(mvabort* hook, mvimage* src, uint32_t* hist, uint64_t bins,
     std::fill(hist, hist + (uint64_t{1} << bits), 0u);
     PointParams p = params_for(src);
     p.table = hist;
-    static constexpr KernelSet kernels = kernels_for<Histogram, kInts>();
-    return count_walk(hook, src, nullptr, all_pixies(src), kernels, p, runs);
+    static constexpr LevelKernels kernels = counting_levels<Histogram>(count_u8);
+    return count_walk(hook, src, nullptr, all_pixies(src), for_this_cpu(kernels), p, runs);
 }
 
 // Binned histograms: `per` histograms of `bins` bins each, cleared first.
@@ -110,8 +143,8 @@ int32_t count_binned(mvabort* hook, mvimage* src, mvimage* src2, uint32_t* hist,
     p.table = hist;
     p.u[0] = bins;
     p.u[1] = per;
-    static constexpr KernelSet binned = kernels_for<Binned, kInts>();
-    return count_walk(hook, src, src2, mask, src2 ? kPairHistogram : binned, p, runs);
+    static constexpr LevelKernels binned = counting_levels<Binned>(count_binned_u8);
+    return count_walk(hook, src, src2, mask, src2 ? kPairHistogram : for_this_cpu(binned), p, runs);
 }
 
 }  // namespace

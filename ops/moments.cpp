@@ -11,6 +11,7 @@
 #include "ops/bounded.hpp"
 
 #include <cmath>
+#include <type_traits>
 #include <memory>
 #include <new>
 
@@ -44,52 +45,141 @@ inline void add_line(V* m, const V s[4], V y) {
     m[9] += s[0] * y * y * y;
 }
 
+// Powers of the place within a piece: i, i^2 and i^3 for i < 64.
+struct PiecePowers {
+    uint32_t p1[64], p2[64], p3[64];
+};
+constexpr PiecePowers make_powers() {
+    PiecePowers k{};
+    for (uint32_t i = 0; i < 64; ++i) k.p1[i] = i, k.p2[i] = i * i, k.p3[i] = i * i * i;
+    return k;
+}
+constexpr PiecePowers kPowers = make_powers();
+
+// t[p] = sum w i^p over one piece of n <= 64 values.  Weights below 2^8
+// keep every product and sum under 2^32 (255 * sum i^3 < 2^30), so those
+// are summed in 32-bit lanes; 16-bit weights need 64 bits from i^2 on.
 template <class T, bool Binary>
-void exact_kernel(void* const* lines, size_t count, int32_t x, int32_t y, const void* params) {
+[[gnu::always_inline]] inline void piece_sums(const T* v, size_t n, uint32_t maxval, uint64_t t[4]) {
+    constexpr bool narrow = Binary || sizeof(T) == 1;
+    using S = std::conditional_t<narrow, uint32_t, uint64_t>;
+    uint32_t t0 = 0, t1 = 0;
+    S t2 = 0, t3 = 0;
+    for (size_t i = 0; i < n; ++i) {
+        const uint32_t w = Binary ? uint32_t(v[i] != 0) : uint32_t(v[i] & maxval);
+        t0 += w, t1 += w * kPowers.p1[i];
+        t2 += S(w) * kPowers.p2[i], t3 += S(w) * kPowers.p3[i];
+    }
+    t[0] = t0, t[1] = t1, t[2] = t2, t[3] = t3;
+}
+
+template <class T, bool Binary>
+[[gnu::always_inline]] inline void exact_line(void* const* lines, size_t count, int32_t x, int32_t y,
+                                              const void* params) {
     const auto& p = *static_cast<const MomentParams*>(params);
     const T* v = static_cast<const T*>(lines[kOutLine]);
     const uint64_t x0 = uint32_t(x) - uint32_t(p.ox);
     u128 s[4] = {};
     for (size_t c = 0; c < count; c += 64) {
-        const size_t n = std::min<size_t>(64, count - c);
-        uint64_t t0 = 0, t1 = 0, t2 = 0, t3 = 0;
-        for (size_t i = 0; i < n; ++i) {
-            const uint64_t w = Binary ? uint64_t(v[c + i] != 0) : uint64_t(v[c + i] & p.maxval);
-            t0 += w, t1 += w * i, t2 += w * i * i, t3 += w * i * i * i;
-        }
+        uint64_t t[4];
+        // Whole pieces with a fixed count, which the compiler unrolls.
+        if (count - c >= 64) piece_sums<T, Binary>(v + c, 64, p.maxval, t);
+        else piece_sums<T, Binary>(v + c, count - c, p.maxval, t);
         const u128 a = x0 + c;
-        s[0] += t0;
-        s[1] += a * t0 + t1;
-        s[2] += a * a * t0 + 2 * a * t1 + t2;
-        s[3] += a * a * a * t0 + 3 * a * a * t1 + 3 * a * t2 + t3;
+        s[0] += t[0];
+        s[1] += a * t[0] + t[1];
+        s[2] += a * a * t[0] + 2 * a * t[1] + t[2];
+        s[3] += a * a * a * t[0] + 3 * a * a * t[1] + 3 * a * t[2] + t[3];
     }
     add_line<u128>(p.sums->exact, s, uint32_t(y) - uint32_t(p.oy));
 }
+template <class T, bool Binary>
+void exact_kernel(void* const* lines, size_t count, int32_t x, int32_t y, const void* params) {
+    exact_line<T, Binary>(lines, count, x, y, params);
+}
+template <class T, bool Binary>
+__attribute__((target("avx2"))) void exact_kernel_avx2(void* const* lines, size_t count, int32_t x, int32_t y,
+                                                       const void* params) {
+    exact_line<T, Binary>(lines, count, x, y, params);
+}
+template <class T, bool Binary>
+__attribute__((target("avx512f,avx512bw,avx512vl,avx2"))) void exact_kernel_avx512(
+    void* const* lines, size_t count, int32_t x, int32_t y, const void* params) {
+    exact_line<T, Binary>(lines, count, x, y, params);
+}
+
+// Sums in doubles, in eight lanes (value i in lane i % 8, two vectors of
+// four) that are added together in a fixed order at the end of the run: no
+// sum waits on the one before it, and every level adds the same numbers in
+// the same order (the plain build does each vector's arithmetic in halves).
+typedef double Lanes __attribute__((vector_size(32)));
 
 template <class T, bool Binary>
-void real_kernel(void* const* lines, size_t count, int32_t x, int32_t y, const void* params) {
+[[gnu::always_inline]] inline void real_line(void* const* lines, size_t count, int32_t x, int32_t y,
+                                             const void* params) {
     const auto& p = *static_cast<const MomentParams*>(params);
     const T* v = static_cast<const T*>(lines[kOutLine]);
     const double x0 = double(uint32_t(x) - uint32_t(p.ox));
-    double s[4] = {};
-    for (size_t i = 0; i < count; ++i) {
-        double w;
-        if constexpr (Binary) w = v[i] != 0;
-        else if constexpr (std::is_floating_point_v<T>) w = v[i];
-        else w = p.weights ? p.weights[v[i] & p.maxval] : double(v[i] & p.maxval);
-        const double xr = x0 + double(i);
-        s[0] += w, s[1] += w * xr, s[2] += w * xr * xr, s[3] += w * xr * xr * xr;
+    auto weight = [&](T value) {
+        if constexpr (Binary) return double(value != 0);
+        else if constexpr (std::is_floating_point_v<T>) return double(value);
+        else return p.weights ? p.weights[value & p.maxval] : double(value & p.maxval);
+    };
+    Lanes s0[2] = {}, s1[2] = {}, s2[2] = {}, s3[2] = {};
+    Lanes xs[2] = {Lanes{x0, x0 + 1, x0 + 2, x0 + 3}, Lanes{x0 + 4, x0 + 5, x0 + 6, x0 + 7}};  // exact
+    size_t i = 0;
+    for (; i + 8 <= count; i += 8)
+        for (int h = 0; h < 2; ++h) {
+            const T* q = v + i + 4 * h;
+            const Lanes w = {weight(q[0]), weight(q[1]), weight(q[2]), weight(q[3])};
+            const Lanes wx = w * xs[h], wxx = wx * xs[h];
+            s0[h] += w, s1[h] += wx, s2[h] += wxx, s3[h] += wxx * xs[h];
+            xs[h] += 8.0;
+        }
+    for (int k = 0; i < count; ++i, ++k) {
+        const double w = weight(v[i]), xr = xs[k / 4][k % 4], wx = w * xr, wxx = wx * xr;
+        s0[k / 4][k % 4] += w, s1[k / 4][k % 4] += wx, s2[k / 4][k % 4] += wxx, s3[k / 4][k % 4] += wxx * xr;
     }
+    auto total = [](const Lanes* l) {
+        return ((l[0][0] + l[0][1]) + (l[0][2] + l[0][3])) + ((l[1][0] + l[1][1]) + (l[1][2] + l[1][3]));
+    };
+    const double s[4] = {total(s0), total(s1), total(s2), total(s3)};
     add_line<double>(p.sums->real, s, double(uint32_t(y) - uint32_t(p.oy)));
 }
+template <class T, bool Binary>
+void real_kernel(void* const* lines, size_t count, int32_t x, int32_t y, const void* params) {
+    real_line<T, Binary>(lines, count, x, y, params);
+}
+template <class T, bool Binary>
+__attribute__((target("avx2"))) void real_kernel_avx2(void* const* lines, size_t count, int32_t x, int32_t y,
+                                                      const void* params) {
+    real_line<T, Binary>(lines, count, x, y, params);
+}
+template <class T, bool Binary>
+__attribute__((target("avx512f,avx512bw,avx512vl,avx2"))) void real_kernel_avx512(
+    void* const* lines, size_t count, int32_t x, int32_t y, const void* params) {
+    real_line<T, Binary>(lines, count, x, y, params);
+}
 
+// The exact kernels by level (plain, AVX2, AVX-512): the same sums.
 template <bool Binary>
-constexpr KernelSet kExact = {exact_kernel<uint8_t, Binary>, exact_kernel<uint16_t, Binary>,
-                              exact_kernel<uint32_t, Binary>, nullptr, nullptr};
+constexpr LevelKernels kExact = {
+    KernelSet{exact_kernel<uint8_t, Binary>, exact_kernel<uint16_t, Binary>, exact_kernel<uint32_t, Binary>,
+              nullptr, nullptr},
+    KernelSet{exact_kernel_avx2<uint8_t, Binary>, exact_kernel_avx2<uint16_t, Binary>,
+              exact_kernel_avx2<uint32_t, Binary>, nullptr, nullptr},
+    KernelSet{exact_kernel_avx512<uint8_t, Binary>, exact_kernel_avx512<uint16_t, Binary>,
+              exact_kernel_avx512<uint32_t, Binary>, nullptr, nullptr}};
 template <bool Binary>
-constexpr KernelSet kReal = {real_kernel<uint8_t, Binary>, real_kernel<uint16_t, Binary>,
-                             real_kernel<uint32_t, Binary>, real_kernel<float, Binary>,
-                             real_kernel<double, Binary>};
+constexpr LevelKernels kReal = {
+    KernelSet{real_kernel<uint8_t, Binary>, real_kernel<uint16_t, Binary>, real_kernel<uint32_t, Binary>,
+              real_kernel<float, Binary>, real_kernel<double, Binary>},
+    KernelSet{real_kernel_avx2<uint8_t, Binary>, real_kernel_avx2<uint16_t, Binary>,
+              real_kernel_avx2<uint32_t, Binary>, real_kernel_avx2<float, Binary>,
+              real_kernel_avx2<double, Binary>},
+    KernelSet{real_kernel_avx512<uint8_t, Binary>, real_kernel_avx512<uint16_t, Binary>,
+              real_kernel_avx512<uint32_t, Binary>, real_kernel_avx512<float, Binary>,
+              real_kernel_avx512<double, Binary>}};
 
 enum class Weight { value, binary, power };
 
@@ -107,8 +197,8 @@ int32_t sum_moments(mvabort* hook, mvimage* src, uint32_t types, Weight weight,
                                       : (type == MVTYPE_U8 || type == MVTYPE_U16)) &&
             small;
     const bool binary = weight == Weight::binary;
-    const KernelSet& kernels = exact ? (binary ? kExact<true> : kExact<false>)
-                                     : (binary ? kReal<true> : kReal<false>);
+    const KernelSet& kernels = exact ? for_this_cpu(binary ? kExact<true> : kExact<false>)
+                                     : for_this_cpu(binary ? kReal<true> : kReal<false>);
     MomentParams p;
     p.sums = &sums;
     p.ox = src->wind.nw.x;

@@ -35,11 +35,12 @@ struct Add {
                 const double s = double(b[i]) + a[i];
                 out[i] = static_cast<T>(s > p.hi ? p.hi : s);
             } else {
-                // In the container's own width: a wrapped sum is smaller than
-                // either term.  This is the form that becomes a saturating add.
+                // In the container's own width: b is first cut to what is
+                // left above a (~a = all ones - a), so the sum cannot wrap;
+                // a minimum and an add per vector, no compare.
                 const T top = static_cast<T>(p.maxval);
-                T s = static_cast<T>(a[i] + b[i]);
-                s = s < a[i] ? static_cast<T>(~T(0)) : s;
+                const T room = static_cast<T>(~a[i]);
+                const T s = static_cast<T>(a[i] + (b[i] < room ? b[i] : room));
                 out[i] = s < top ? s : top;
             }
         }
@@ -53,6 +54,33 @@ void accumulate(void* const* lines, size_t count, int32_t, int32_t, const void*)
     const B* b = static_cast<const B*>(lines[1]);
     B* out = static_cast<B*>(lines[kOutLine]);
     for (size_t i = 0; i < count; ++i) out[i] = static_cast<B>(b[i] + static_cast<B>(a[i]));
+}
+// The same loop with widening vector adds; a long line is taken in two
+// parts, the second starting where the output reaches a 64-byte boundary
+// (as in_two_parts does for kernels of one type).
+template <class A, class B>
+[[gnu::always_inline]] inline void accumulate_split(void* const* lines, size_t count, const void* params) {
+    const size_t head = aligned_head<B>(lines[kOutLine], count, *static_cast<const PairParams*>(params));
+    const A* a = static_cast<const A*>(lines[0]);
+    const B* b = static_cast<const B*>(lines[1]);
+    B* out = static_cast<B*>(lines[kOutLine]);
+    for (size_t i = 0; i < head; ++i) out[i] = static_cast<B>(b[i] + static_cast<B>(a[i]));
+    for (size_t i = head; i < count; ++i) out[i] = static_cast<B>(b[i] + static_cast<B>(a[i]));
+}
+template <class A, class B>
+__attribute__((target("avx2"))) void accumulate_avx2(void* const* lines, size_t count, int32_t, int32_t,
+                                                     const void* params) {
+    accumulate_split<A, B>(lines, count, params);
+}
+template <class A, class B>
+__attribute__((target(MVIP_TARGET_AVX512_PAIRS))) void accumulate_avx512(void* const* lines, size_t count,
+                                                                         int32_t, int32_t, const void* params) {
+    accumulate_split<A, B>(lines, count, params);
+}
+template <class A, class B>
+Kernel accumulating() {
+    static constexpr Kernel k[] = {accumulate<A, B>, accumulate_avx2<A, B>, accumulate_avx512<A, B>};
+    return k[static_cast<size_t>(cpu_level())];
 }
 
 template <int Mode>
@@ -179,10 +207,10 @@ using AllSubModes = SubModes<1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 100, 101, 10
 
 // The accumulation forms: first source narrower than the second.
 Kernel accumulation_kernel(uint32_t from, uint32_t into) {
-    if (from == MVTYPE_U8 && into == MVTYPE_U16) return accumulate<uint8_t, uint16_t>;
-    if (from == MVTYPE_U8 && into == MVTYPE_U32) return accumulate<uint8_t, uint32_t>;
-    if (from == MVTYPE_U16 && into == MVTYPE_U32) return accumulate<uint16_t, uint32_t>;
-    if (from == MVTYPE_FLOAT && into == MVTYPE_DOUBLE) return accumulate<float, double>;
+    if (from == MVTYPE_U8 && into == MVTYPE_U16) return accumulating<uint8_t, uint16_t>();
+    if (from == MVTYPE_U8 && into == MVTYPE_U32) return accumulating<uint8_t, uint32_t>();
+    if (from == MVTYPE_U16 && into == MVTYPE_U32) return accumulating<uint16_t, uint32_t>();
+    if (from == MVTYPE_FLOAT && into == MVTYPE_DOUBLE) return accumulating<float, double>();
     return nullptr;
 }
 

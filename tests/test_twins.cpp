@@ -639,3 +639,119 @@ TEST(SearchTwins, VectorFormsEqualPlainLoops) {
 }
 
 }  // namespace
+
+// Counting, sums and exchanges, whose results are numbers or both images:
+// each operation at every vector level against the plain level, on whole
+// images (one long run: the forms that need length) and on windows at odd
+// columns (line by line), widths leaving tails of every vector step.
+namespace {
+
+using Numbers = std::vector<uint64_t>;
+using Measure = std::function<Numbers(mvimage* a, mvimage* b)>;
+
+template <class T>
+void append(Numbers& out, const T* v, size_t n) {
+    for (size_t i = 0; i < n; ++i) {
+        uint64_t bits = 0;
+        std::memcpy(&bits, v + i, sizeof(T));
+        out.push_back(bits);
+    }
+}
+
+Measure histogram(int32_t (*fn)(mvabort*, mvimage*, uint32_t*, uint32_t), uint32_t bins, uint32_t cells) {
+    return [=](mvimage* a, mvimage*) {
+        Numbers out(cells + 1);
+        std::vector<uint32_t> h(cells, 7);
+        out[0] = uint64_t(fn(nullptr, a, h.data(), bins));
+        append(out, h.data(), cells);
+        return out;
+    };
+}
+
+TEST(MeasureTwins, FastFormsEqualPlainForms) {
+    const Format u6{MVTYPE_U8, 6, 1}, rgb{MVTYPE_U8, 8, 3, 0.f, 1.f, MVCS_RGB};
+    struct Case {
+        const char* name;
+        Format a, b;
+        Measure run;
+    };
+    const auto moments = [](int32_t (*fn)(mvabort*, mvimage*, mvmoments*)) {
+        return [fn](mvimage* a, mvimage*) {
+            mvmoments m{};
+            Numbers out{uint64_t(fn(nullptr, a, &m))};
+            append(out, m.m, 10);  // bit for bit
+            append(out, m.mu, 10);
+            append(out, &m.xc, 1);
+            append(out, &m.yc, 1);
+            return out;
+        };
+    };
+    const std::vector<Case> cases = {
+        {"histab2 u8", kU8, kU8, histogram(mvip8_histab2, 256, 256)},
+        {"histab2 u8 6 bits", u6, kU8, histogram(mvip8_histab2, 64, 64)},
+        {"histab u8 10 bins", kU8, kU8, histogram(mvip8_histab, 10, 10)},
+        {"histab u8 6 bits 64 bins", u6, kU8, histogram(mvip8_histab, 64, 64)},
+        {"histab3 rgb 256 bins", rgb, kU8, histogram(mvip8_histab3, 256, 768)},
+        {"histab3 rgb 7 bins", rgb, kU8, histogram(mvip8_histab3, 7, 21)},
+        {"moments u8", kU8, kU8, moments(mvip8_moments)},
+        {"moments u16", kU16, kU8, moments(mvip8_moments)},
+        {"moments u16 12 bits", kU16Short, kU8, moments(mvip8_moments)},
+        {"momentsf float", kFloat, kU8, moments(mvip8_momentsf)},
+        {"momentsf double", kDouble, kU8, moments(mvip8_momentsf)},
+        {"momentsf u32", kU32Short, kU8, moments(mvip8_momentsf)},
+        {"masscenterpow u16", kU16Short, kU8,
+         [](mvimage* a, mvimage*) {
+             double c[2] = {};
+             Numbers out{uint64_t(mvip8_masscenterpow(nullptr, a, 1.5, &c[0], &c[1]))};
+             append(out, c, 2);
+             return out;
+         }},
+        {"masscenterbin u16", kU16, kU8,
+         [](mvimage* a, mvimage*) {
+             double c[2] = {};
+             uint64_t area = 0;
+             Numbers out{uint64_t(mvip8_masscenterbin(nullptr, a, &c[0], &c[1], &area)), area};
+             append(out, c, 2);
+             return out;
+         }},
+        {"copyexchange u8", kU8, kU8, [](mvimage* a, mvimage* b) { return Numbers{uint64_t(mvip8_copyexchange(nullptr, a, b))}; }},
+        {"copyexchange rgb", rgb, rgb, [](mvimage* a, mvimage* b) { return Numbers{uint64_t(mvip8_copyexchange(nullptr, a, b))}; }},
+    };
+    // Accumulation: a narrower first source added into the second.
+    std::vector<Case> all = cases;
+    for (auto [a, b] : {std::pair{kU8, kU16}, {kU8, kU32}, {kU16, kU32}, {kFloat, kDouble}})
+        all.push_back({"pairadd accumulate", a, b, [](mvimage* x, mvimage* y) {
+                           return Numbers{uint64_t(mvip8_pairadd(nullptr, x, y, y, 1))};
+                       }});
+    for (const Case& c : all)
+        for (uint32_t width : {1u, 33u, 100u, 1029u, 1500u, 4099u})
+            for (bool whole : {false, true}) {
+                SCOPED_TRACE(std::string(c.name) + " width " + std::to_string(width) + (whole ? " whole" : ""));
+                Numbers results[3];
+                for (CpuLevel level : {CpuLevel::plain, CpuLevel::avx2, CpuLevel::avx512}) {
+                    if (mvip::ops::cpu_detected() < level) continue;
+                    Placed a(c.a, width, whole), b(c.b, width, whole);
+                    a.im.randomize(width * 3 + 1);
+                    b.im.randomize(width * 3 + 2);
+                    a.place(kSrcX, width, whole);
+                    b.place(kOtherX, width, whole);
+                    mvip::ops::cpu_limit(level);
+                    Numbers& r = results[int(level)];
+                    const Numbers a0 = a.im.raw(), b0 = b.im.raw();
+                    r = c.run(a.im.rec(), b.im.rec());
+                    // Whole images of one format trade their very memory.
+                    if (whole && std::string(c.name).starts_with("copyexchange")) {
+                        ASSERT_TRUE(a.im.raw() == b0 && b.im.raw() == a0);
+                    }
+                    mvip::ops::cpu_limit(CpuLevel::avx512);
+                    for (const Image* im : {&a.im, &b.im})  // the images, changed or not
+                        for (uint64_t v : im->raw()) r.push_back(v);
+                    ASSERT_EQ(results[int(level)][0], 0u);
+                    if (level != CpuLevel::plain) {
+                        ASSERT_EQ(r, results[0]) << int(level);
+                    }
+                }
+            }
+}
+
+}  // namespace
