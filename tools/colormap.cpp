@@ -1,8 +1,8 @@
-// mvtool - colour maps for pseudo-colour, built in code as piecewise
+// Colour maps for pseudo-colour, built in code as piecewise
 // linear ramps between a few key colours, and their application through a
 // table-mapping view (one table per output pixie) and a copy.
 
-#include "mvtool.hpp"
+#include "optable.hpp"
 
 #include <cmath>
 #include <cstring>
