@@ -20,15 +20,16 @@ struct Info {
     bool is(const char* format) const { return std::strcmp(r.format, format) == 0; }
 };
 
-// Colour images are presented as RGB whatever the file stores (BGR, YCrCb,
-// a palette); grey and four-pixie images as stored.
+// Colour images are presented as RGB when the file stores BGR, YCrCb or a
+// palette; everything else (grey, RGB, CMYK, samples of no colour code) as
+// stored.
 constexpr uint32_t kConvertColour = 0x100;
 
 mvpixfmt presented_format(const Info& info, const std::string& path) {
     mvpixfmt fmt = info.r.pixfmt;
     if (fmt.datatype == 0) throw LibraryError(path, MVERR_UNSUPPORTED);  // described, not readable
     if (fmt.colorspace == MVCS_PALETTE) mvpixfmt_set(&fmt, MVTYPE_U8, 8, 3, MVCS_RGB);
-    else if (fmt.pixies == 3) fmt.colorspace = MVCS_RGB;
+    else if (fmt.colorspace == MVCS_BGR || fmt.colorspace == MVCS_YCRCB) fmt.colorspace = MVCS_RGB;
     return fmt;
 }
 

@@ -33,7 +33,7 @@ mvpixfmt format_of(const py::array& a, int pixie_axis, const char* what, uint32_
                                     " is not one of uint8, uint16, uint32, float32, float64");
     const uint32_t pixies = a.ndim() > pixie_axis ? uint32_t(a.shape(pixie_axis)) : 1;
     const bool real = datatype == MVTYPE_FLOAT || datatype == MVTYPE_DOUBLE;
-    if (colorspace == 0) colorspace = default_colorspace(pixies);
+    if (colorspace == kDefaultSpace) colorspace = default_colorspace(pixies);
     mvpixfmt fmt{};
     if (mvpixfmt_set(&fmt, datatype, real ? 0 : bits, pixies, colorspace) < 0)
         refuse(PyExc_ValueError, std::string(what) + ": " + std::to_string(pixies) + " pixies of " +

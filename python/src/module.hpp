@@ -83,6 +83,7 @@ uint32_t datatype_of(const py::dtype& dtype);
 py::dtype dtype_of(uint32_t datatype);
 // The default colour code for a pixie count: 1 grey, 3 RGB, 4 RGBX.
 uint32_t default_colorspace(uint32_t pixies);
+constexpr uint32_t kDefaultSpace = 0xFFFFFFFFu;
 
 // A numpy array seen as a memory image.  A 2-D array is (height, width);
 // a 3-D array (height, width, pixies).  Pixies and pixels must lie
@@ -91,15 +92,18 @@ uint32_t default_colorspace(uint32_t pixies);
 // included.  A source in another layout (or byte order) is copied once
 // into a packed array; a destination must fit as it is.
 struct ArrayImage {
-    // bits 0: the whole container; colorspace 0: default_colorspace().
-    ArrayImage(py::handle object, const char* what, bool writable, uint32_t bits = 0, uint32_t colorspace = 0);
+    // bits 0: the whole container; colorspace kDefaultSpace:
+    // default_colorspace().
+    ArrayImage(py::handle object, const char* what, bool writable, uint32_t bits = 0,
+               uint32_t colorspace = kDefaultSpace);
     py::array array;
     mvimage im{};
 };
 // A numpy array as a stack: (depth, height, width[, pixies]), planes
 // apart by their stride (which must not be negative).
 struct ArrayStack {
-    ArrayStack(py::handle object, const char* what, bool writable, uint32_t bits = 0, uint32_t colorspace = 0);
+    ArrayStack(py::handle object, const char* what, bool writable, uint32_t bits = 0,
+               uint32_t colorspace = kDefaultSpace);
     py::array array;
     mvimage3 im{};
 };
