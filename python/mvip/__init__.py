@@ -58,6 +58,7 @@ class Error(Exception):
 from . import _mvip  # noqa: E402  (needs Error defined)
 
 CANCELED = _mvip.MVERR_CANCELED
+_run = _mvip.run
 
 # ------------------------------------------------------------------ files
 
@@ -177,7 +178,11 @@ def op(name, *args, out=None, abort=None, bits=0, region=None, **params):
 def _make_function(entry):
     name, sources, pspec, output, help_text, results, has_region = entry
 
+    count = sources + len(pspec)
+
     def function(*args, out=None, abort=None, bits=0, region=None, **params):
+        if len(args) == count and not params and region is None:  # all positional: straight to the library
+            return _run(name, args[:sources], args[sources:], out, abort, bits, None)
         return op(name, *args, out=out, abort=abort, bits=bits, region=region, **params)
 
     P = _inspect.Parameter

@@ -9,8 +9,10 @@ namespace mvpy {
 
 namespace {
 
-// Pending signals are looked at this often on the main thread.
+// Pending signals are looked at this often on the main thread; the clock
+// is read every few polls only (a poll comes every eighth line).
 constexpr auto kSignalInterval = std::chrono::milliseconds(20);
+constexpr uint32_t kPollsPerClockRead = 8;
 
 unsigned long main_thread_ident() {
     static const unsigned long ident =
@@ -26,8 +28,6 @@ Hook::Hook(py::object callable) : callable_(std::move(callable)) {
     if (callable_.is_none()) callable_ = py::object();
     main_thread_ = PyThread_get_thread_ident() == main_thread_ident();
     active_ = bool(callable_) || main_thread_;
-    // The first signal check waits a while: short calls never take the lock.
-    next_signal_check_ = std::chrono::steady_clock::now() + kSignalInterval;
 }
 
 Hook::~Hook() {
@@ -43,9 +43,13 @@ int32_t Hook::poll(mvabort* hook, int32_t done, int32_t total) {
 int32_t Hook::ask(int32_t done, int32_t total) {
     if (failed_) return MVERR_CANCELED;
     bool signals = false;
-    if (main_thread_) {
+    if (main_thread_ && ++polls_ % kPollsPerClockRead == 0) {
+        // The first reading only starts the interval: short calls never
+        // take the lock.
         const auto now = std::chrono::steady_clock::now();
-        if (now >= next_signal_check_) {
+        if (next_signal_check_ == std::chrono::steady_clock::time_point{}) {
+            next_signal_check_ = now + kSignalInterval;
+        } else if (now >= next_signal_check_) {
             signals = true;
             next_signal_check_ = now + kSignalInterval;
         }

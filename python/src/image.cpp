@@ -5,6 +5,7 @@
 
 #include <pybind11/stl.h>
 
+#include <bit>
 #include <climits>
 
 namespace mvpy {
@@ -45,7 +46,9 @@ mvpixfmt format_of(const py::array& a, int pixie_axis, const char* what, uint32_
 // stride (axis x - 1) fits a pitch.
 bool fits(const py::array& a, int x) {
     const py::ssize_t item = a.itemsize();
-    if (!a.dtype().attr("isnative").cast<bool>()) return false;
+    const char order = a.dtype().byteorder();
+    const char native = std::endian::native == std::endian::little ? '<' : '>';
+    if (order != '=' && order != '|' && order != native) return false;
     py::ssize_t pixel = item;
     if (a.ndim() > x + 1) {
         if (a.shape(x + 1) > 1 && a.strides(x + 1) != item) return false;
@@ -142,7 +145,9 @@ py::array new_array(uint32_t width, uint32_t height, const mvpixfmt& fmt, uint32
     shape.push_back(height);
     shape.push_back(width);
     if (fmt.pixies > 1) shape.push_back(fmt.pixies);
-    return py::array(py::module_::import("numpy").attr("zeros")(py::tuple(py::cast(shape)), dtype_of(fmt.datatype)));
+    // numpy.zeros: memory the system hands out zeroed costs nothing to clear.
+    static PyObject* zeros = py::object(py::module_::import("numpy").attr("zeros")).release().ptr();
+    return py::array(py::reinterpret_borrow<py::object>(zeros)(py::tuple(py::cast(shape)), dtype_of(fmt.datatype)));
 }
 
 }  // namespace mvpy

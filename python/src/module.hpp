@@ -61,6 +61,7 @@ private:
     bool active_ = false, main_thread_ = false;
     bool failed_ = false;
     PyObject *type_ = nullptr, *value_ = nullptr, *trace_ = nullptr;
+    uint32_t polls_ = 0;
     std::chrono::steady_clock::time_point next_signal_check_{};
 };
 
