@@ -46,31 +46,30 @@ def overlap_of(name, *params, **kwparams):
     return None
 
 
-def _as_dask(array, chunks):
-    if isinstance(array, da.Array):
-        return array if chunks is None else array.rechunk(chunks)
-    return da.from_array(array, chunks=chunks if chunks is not None else "auto")
-
-
 def filter(array, name, *params, chunks=None, depth=None, bits=0, **kwparams):
     """Operation ``name`` of the table over a 2-D or 3-D (height, width,
     pixies) array of one image, tile by tile: ``filter(a, '3x3median')``,
-    ``filter(a, 'NxNconvolve', 5, coef, 0, 0, 0)``.
+    ``filter(a, 'NxNconvolve', 5, coef, 0, 0, 0)``.  Answers a lazy dask
+    array equal to the plain call.
 
-    ``array`` is a dask array or a numpy array (cut into tiles of
-    ``chunks``, default dask's choice); the pixie axis is never split.
-    ``depth`` overrides the overlap (see :func:`overlap_of`); operations
-    whose pixels depend on the whole image are refused (ValueError).
-    Answers a lazy dask array."""
+    A numpy array is cut into tiles of ``chunks`` (rows, columns; default
+    eight bands of whole lines): each task filters a view of its tile with
+    the overlap around it, without copying the source.  A dask array keeps
+    its chunks (or is rechunked to ``chunks``) and goes through
+    ``map_overlap``.  The pixie axis is never split.  ``depth`` overrides
+    the overlap (see :func:`overlap_of`); operations whose pixels depend on
+    the whole image are refused (ValueError)."""
     if depth is None:
         depth = overlap_of(name, *params, **kwparams)
         if depth is None:
             raise ValueError(f"{name}: not a neighbourhood or pixel-wise operation; "
                              "run it on the whole image (or give depth=)")
-    a = _as_dask(array, chunks)
+    run = functools.partial(_tile, name, params, kwparams, bits)
+    if isinstance(array, np.ndarray):
+        return _tiles_of_views(array, run, depth, chunks)
+    a = array if chunks is None else array.rechunk(tuple(chunks[:2]) + (-1,) * (array.ndim - 2))
     if a.ndim == 3 and a.numblocks[2] != 1:
         a = a.rechunk({2: -1})
-    run = functools.partial(_tile, name, params, kwparams, bits)
     if depth == 0:
         return a.map_blocks(run, dtype=a.dtype)
     overlap = {0: depth, 1: depth, 2: 0}
@@ -80,6 +79,29 @@ def filter(array, name, *params, chunks=None, depth=None, bits=0, **kwparams):
 
 def _tile(name, params, kwparams, bits, tile):
     return mvip.op(name, tile, *params, bits=bits, **kwparams)
+
+
+def _trimmed(run, view, top, left, height, width):
+    return run(view)[top:top + height, left:left + width]
+
+
+def _tiles_of_views(a, run, depth, chunks):
+    height, width = a.shape[:2]
+    rows, cols = (chunks[0], chunks[1]) if chunks is not None else (max(1, -(-height // 8)), width)
+    task = dask.delayed(_trimmed, pure=False)
+    grid = []
+    for y in range(0, height, rows):
+        y1 = min(y + rows, height)
+        lo_y, hi_y = max(0, y - depth), min(height, y1 + depth)
+        line = []
+        for x in range(0, width, cols):
+            x1 = min(x + cols, width)
+            lo_x, hi_x = max(0, x - depth), min(width, x1 + depth)
+            shape = (y1 - y, x1 - x) + a.shape[2:]
+            view = a[lo_y:hi_y, lo_x:hi_x]  # no copy: the library works on the view
+            line.append(da.from_delayed(task(run, view, y - lo_y, x - lo_x, y1 - y, x1 - x), shape, a.dtype))
+        grid.append(da.concatenate(line, axis=1))
+    return da.concatenate(grid, axis=0)
 
 
 def _function(operation, params, kwparams):

@@ -4,6 +4,7 @@ import subprocess
 import sys
 
 import dask
+import dask.array as da
 import numpy as np
 import pytest
 
@@ -18,11 +19,13 @@ def test_filter_equals_the_plain_call(rng):
     grey = rng.integers(0, 256, (103, 77), dtype=np.uint8)
     colour = rng.integers(0, 256, (45, 38, 3), dtype=np.uint8)
     with dask.config.set(scheduler="threads"):
-        for name, params in FILTERS:
-            got = md.filter(grey, name, *params, chunks=(25, 20)).compute()
-            assert np.array_equal(got, mvip.op(name, grey, *params)), name
-        got = md.filter(colour, "3x3median", chunks=(10, 9, 1)).compute()
-        assert np.array_equal(got, mvip.median3x3(colour))
+        for name, params in FILTERS:  # tiles as views of a numpy array, and map_overlap
+            for source in (grey, da.from_array(grey, chunks=(25, 20))):
+                got = md.filter(source, name, *params, chunks=(25, 20)).compute()
+                assert np.array_equal(got, mvip.op(name, grey, *params)), name
+        for source in (colour, da.from_array(colour, chunks=(10, 9, 1))):
+            got = md.filter(source, "3x3median", chunks=(10, 9)).compute()
+            assert np.array_equal(got, mvip.median3x3(colour))
     with pytest.raises(ValueError):
         md.filter(grey, "copyshift", 3, 3)
 
