@@ -197,20 +197,13 @@ void make_scene(Image& image, uint32_t width, uint32_t height, uint32_t seed);
 void allocate_output(const Op& op, Image* const sources[], const OpValue* values, Image& out, uint32_t depth = 1);
 
 // ---------------------------------------------------------- subcommands
-// A whole number in [low, high] (decimal, or 0x hexadecimal); throws
-// UsageError naming `option`.
-long long parse_integer(const std::string& option, const std::string& text, long long low, long long high);
 
 int cmd_info(const std::vector<std::string>& args);
 int cmd_draw(const std::vector<std::string>& args);
 int cmd_blobs(const std::vector<std::string>& args);
 
 // ------------------------------------------------------------------ blobs
-// Every blob of a one-pixie u8/u16 image under the test (mvip8_bloblist,
-// called in blocks from the window's first pixel), at most `most`; the
-// rejected count into *rejected when asked.  Throws Failure.
-std::vector<mvblob> find_blobs(mvabort* hook, mvimage* image, uint32_t test, uint32_t value, uint32_t flags,
-                               const int32_t* limits, uint64_t most, uint32_t* rejected = nullptr);
+// (find_blobs and blob_test: optable.hpp)
 // An RGB copy of the image (grey spread to three pixies) to draw on.
 void colour_picture(const Image& source, Image& picture);
 // Marks each blob in an RGB picture: its box, a cross-hair at its centre

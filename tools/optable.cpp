@@ -352,6 +352,16 @@ const RegionForm* find_region_form(const std::string& name) {
 
 const std::vector<RegionForm>& region_forms() { return kRegionForms; }
 
+long long parse_integer(const std::string& option, const std::string& text, long long low, long long high) {
+    char* end = nullptr;
+    errno = 0;
+    const long long v = std::strtoll(text.c_str(), &end, 0);
+    if (text.empty() || *end != '\0' || errno != 0 || v < low || v > high)
+        throw UsageError(option + ": expected a whole number from " + std::to_string(low) + " to " +
+                         std::to_string(high) + ", got '" + text + "'");
+    return v;
+}
+
 int Op::param_count() const {
     int n = 0;
     while (n < kMaxOpParams && params[n].name) ++n;

@@ -91,4 +91,32 @@ const RegionForm* find_region_form(const std::string& name);
 int32_t colour_map_index(const std::string& name);  // -1 when unknown
 int32_t pseudocolour(mvabort* hook, mvimage* src, mvimage* dst, int32_t map);
 
+// A whole number in [low, high] (decimal, or 0x hexadecimal); throws
+// UsageError naming `option`.
+long long parse_integer(const std::string& option, const std::string& text, long long low, long long high);
+
+// ---------------------------------------------------------------- drawing
+struct Pen {
+    uint32_t width = 1, dots = 1;
+    uint32_t colour[4] = {255, 255, 255, 255};
+};
+// Draws `figure` with its arguments given as texts:
+//   line X0 Y0 X1 Y1, box X0 Y0 X1 Y1, arrow X0 Y0 X1 Y1 [HEAD],
+//   ellipse CX CY A B [ANGLE], curve X0 Y0 ... (3k + 1 points),
+//   text X Y TEXT [SCALE], region FILE (its outline).
+// Answers the library's result; throws UsageError for bad arguments.
+int32_t draw_figure(mvabort* hook, mvimage* im, const std::string& figure, const std::vector<std::string>& args,
+                    const Pen& pen);
+
+// ------------------------------------------------------------- blob lists
+// A blob test by name (lt, le, eq, ge, gt, ne, in, out) or code; throws
+// UsageError.
+uint32_t blob_test(const std::string& text);
+// Every blob of a one-pixie u8/u16 image under the test (mvip8_bloblist,
+// called in blocks from the window's first pixel), at most `most`, into
+// `found`; the rejected count into *rejected when asked.  Answers the
+// library's result (negative on failure).
+int32_t find_blobs(mvabort* hook, mvimage* image, uint32_t test, uint32_t value, uint32_t flags,
+                   const int32_t* limits, uint64_t most, std::vector<mvblob>& found, uint32_t* rejected = nullptr);
+
 }  // namespace mvtool

@@ -31,6 +31,8 @@ and :func:`ops` lists them.  Each takes its images, then its parameters
 * ``region=``: a region text file; the point operations that have a region
   form then work only inside it (the output keeps the source elsewhere).
 
+Blob lists: :func:`blobs`; drawing into an array: :func:`draw`.
+
 Every call releases the interpreter lock while the library works, so
 threads run in parallel; Ctrl-C stops a long call on the main thread
 (KeyboardInterrupt).  Failures raise :class:`Error` with the library's
@@ -41,6 +43,8 @@ result code and message.  Files: :func:`read`, :func:`read_stack`,
 import inspect as _inspect
 import keyword as _keyword
 import os as _os
+
+import numpy as _np
 
 
 class Error(Exception):
@@ -213,6 +217,45 @@ def _build_table():
 _build_table()
 
 
+# ------------------------------------------------------ blobs and drawing
+
+BLOB_DTYPE = _np.dtype([("seed_x", "<i4"), ("seed_y", "<i4"), ("left", "<i4"), ("top", "<i4"), ("right", "<i4"),
+                        ("bottom", "<i4"), ("area", "<u4"), ("centre_x", "<f8"), ("centre_y", "<f8")])
+
+
+def blobs(image, test="ne", value=0, *, connect=8, limits=None, fill_holes=False, no_border=False, count=None,
+          bits=0, abort=None):
+    """The blobs (connected groups of pixels passing a test) of a one-pixie
+    uint8 or uint16 image, in scan order of their first pixel, as a numpy
+    record array of BLOB_DTYPE: seed (the first pixel found), box (left and
+    top inclusive, right and bottom exclusive), area and centre.
+
+    test: 'lt', 'le', 'eq', 'ge', 'gt', 'ne' against ``value``, 'in'/'out'
+    for the range value = low | high << 16, or a test code.  connect: 4 or
+    8 neighbours.  limits: (min width, min height, max width, max height)
+    of the box, inclusive.  fill_holes: holes count as part of a blob.
+    no_border: blobs that touch the image's edge are rejected.  count: at
+    most this many.  Answers ``(blobs, rejected)``.  The search works on a
+    copy; the image is not changed."""
+    raw, rejected = _mvip.blobs(image, test, value, connect, limits, fill_holes, no_border,
+                                (1 << 64) - 1 if count is None else count, bits, abort)
+    return _np.frombuffer(raw, BLOB_DTYPE).copy().view(_np.recarray), rejected
+
+
+def draw(image, figure, *args, colour=255, width=1, dots=1, bits=0, abort=None):
+    """Draws into ``image`` in place (it must fit as an ``out=`` array) and
+    answers it.  Figures and their arguments:
+
+    ``line x0 y0 x1 y1``, ``box x0 y0 x1 y1``, ``arrow x0 y0 x1 y1 [head]``,
+    ``ellipse cx cy a b [angle]``, ``curve x0 y0 x1 y1 ...`` (3k + 1 Bezier
+    points), ``text x y string [scale]``, ``region file`` (the outline of a
+    region text file).  colour: one value per pixie (a single value, or the
+    last one given, serves the rest); width: the pen's width; dots: every
+    n-th point drawn."""
+    _mvip.draw(image, figure, args, colour, width, dots, bits, abort)
+    return image
+
+
 def map_planes(function, stack, *args, out=None, **kwargs):
     """Applies ``function(plane, *args, out=plane_out, **kwargs)`` to every
     plane of a stack, into ``out`` (a new stack shaped like the first
@@ -220,8 +263,7 @@ def map_planes(function, stack, *args, out=None, **kwargs):
     for z in range(stack.shape[0]):
         if out is None:
             first = function(stack[0], *args, **kwargs)
-            import numpy as np
-            out = np.empty((stack.shape[0],) + first.shape, first.dtype)
+            out = _np.empty((stack.shape[0],) + first.shape, first.dtype)
             out[0] = first
             continue
         function(stack[z], *args, out=out[z], **kwargs)

@@ -8,6 +8,7 @@ PYBIND11_MODULE(_mvip, m) {
     mvpy::register_errors(m);
     mvpy::register_ops(m);
     mvpy::register_files(m);
+    mvpy::register_shapes(m);
     m.attr("MVERR_CANCELED") = MVERR_CANCELED;
     m.def("errmessage", [](int32_t code) {
         const char* s = mverrnomesg(code);

@@ -114,5 +114,6 @@ py::array new_array(uint32_t width, uint32_t height, const mvpixfmt& fmt, uint32
 // ------------------------------------------------------------ the module
 void register_ops(py::module_& m);
 void register_files(py::module_& m);
+void register_shapes(py::module_& m);
 
 }  // namespace mvpy

@@ -52,3 +52,28 @@ def test_region_form(tmp_path, rng):
     assert changed.sum() == 15 and np.array_equal(b[changed], 255 - a[changed])
     with pytest.raises(ValueError):
         mvip.median3x3(a, region=box)
+
+
+def test_blobs_agree_with_scipy_labels(rng):
+    a = (rng.random((60, 80)) < 0.25).astype(np.uint8) * 200
+    for connect, structure in [(8, np.ones((3, 3))), (4, None)]:
+        blobs, rejected = mvip.blobs(a, "gt", 100, connect=connect)
+        labels, n = ndi.label(a > 100, structure=structure)
+        assert len(blobs) == n and rejected == 0
+        boxes = ndi.find_objects(labels)
+        assert sorted((b.left, b.top, b.right, b.bottom, b.area) for b in blobs) == sorted(
+            (s[1].start, s[0].start, s[1].stop, s[0].stop, int((labels[s] == k + 1).sum())) for k, s in enumerate(boxes))
+    big, rejected = mvip.blobs(a, "gt", 100, limits=(3, 3, 1000, 1000))
+    assert rejected > 0 and all(b.right - b.left >= 3 and b.bottom - b.top >= 3 for b in big)
+    assert np.count_nonzero(a) == np.count_nonzero(a > 100)  # the image is left as it was
+
+
+def test_draw_in_place(rng):
+    c = np.zeros((40, 50, 3), np.uint8)
+    assert mvip.draw(c, "line", 0, 0, 49, 39, colour=(255, 0)) is c
+    assert np.count_nonzero(c[..., 0]) == 50 and not c[..., 1:].any()
+    mvip.draw(c[::-1], "box", 5, 5, 20, 15, colour=7)  # through a negative pitch
+    assert np.count_nonzero(c[::-1][5:16, 5:21, 2] == 7) > 0
+    for bad in [("star", 1), ("line", 1, 2)]:
+        with pytest.raises(ValueError):
+            mvip.draw(c, *bad)
