@@ -53,10 +53,13 @@ class Error(Exception):
     file it concerns."""
 
     def __init__(self, code, message, subject=""):
-        super().__init__(f"{subject}: {message} ({code})" if subject else f"{message} ({code})")
+        super().__init__(code, message, subject)  # the arguments, so that it pickles (Dask workers)
         self.code = code
         self.message = message
         self.subject = subject
+
+    def __str__(self):
+        return f"{self.subject}: {self.message} ({self.code})" if self.subject else f"{self.message} ({self.code})"
 
 
 from . import _mvip  # noqa: E402  (needs Error defined)

@@ -82,7 +82,12 @@ py::dict describe(const Info& info) {
 
 py::dict info(const std::string& path, uint32_t index) {
     Info info;
-    const int32_t n = check(mvio8_fileinfoN(path.c_str(), &info.r, 1, index, 0), path);
+    int32_t n;
+    {
+        py::gil_scoped_release release;
+        n = mvio8_fileinfoN(path.c_str(), &info.r, 1, index, 0);
+    }
+    check(n, path);
     if (n == 0) throw LibraryError(path + ": image " + std::to_string(index), MVERR_NOITEM);
     return describe(info);
 }

@@ -1,4 +1,6 @@
 """Arrays as images: in place, any line stride, dtypes, refusals."""
+import pickle
+
 import numpy as np
 import pytest
 
@@ -68,6 +70,8 @@ def test_library_errors_carry_code_and_message(tmp_path):
         mvip.read(tmp_path / "missing.tif")
     assert e.value.code == -13 and e.value.message == mvip._mvip.errmessage(-13)
     assert "missing.tif" in str(e.value)
+    again = pickle.loads(pickle.dumps(e.value))  # as Dask brings it back from a worker
+    assert (again.code, again.message, str(again)) == (e.value.code, e.value.message, str(e.value))
     (tmp_path / "junk.tif").write_bytes(b"not an image at all")
     with pytest.raises(mvip.Error) as e:
         mvip.info(tmp_path / "junk.tif")
