@@ -22,11 +22,11 @@ unsigned long main_thread_ident() {
 
 }  // namespace
 
-Hook::Hook(py::object callable) : callable_(std::move(callable)) {
+Hook::Hook(py::object callable, uint64_t pixels) : callable_(std::move(callable)) {
     record_.base.abortfn = &Hook::poll;
     record_.self = this;
     if (callable_.is_none()) callable_ = py::object();
-    main_thread_ = PyThread_get_thread_ident() == main_thread_ident();
+    main_thread_ = pixels >= kSignalPixels && PyThread_get_thread_ident() == main_thread_ident();
     active_ = bool(callable_) || main_thread_;
 }
 

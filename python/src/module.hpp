@@ -34,12 +34,16 @@ void register_errors(py::module_& m);
 // The abort hook of one call.  The library polls it every few lines; it
 // takes the interpreter lock only when it has something to ask Python:
 // the user's callable (every poll), or, on the main thread, pending
-// signals (Ctrl-C) at most every few milliseconds.  An exception raised
+// signals (Ctrl-C) at most every few milliseconds.  Calls on fewer than
+// kSignalPixels pixels go without a hook unless there is a callable: they
+// end within a few milliseconds anyway, and the library works in larger
+// blocks without one.  An exception raised
 // there is kept and the call stops with MVERR_CANCELED; rethrow() raises
 // it once the library has returned.
 class Hook {
 public:
-    explicit Hook(py::object callable);
+    static constexpr uint64_t kSignalPixels = uint64_t{1} << 20;
+    explicit Hook(py::object callable, uint64_t pixels = UINT64_MAX);
     Hook(const Hook&) = delete;
     Hook& operator=(const Hook&) = delete;
     ~Hook();

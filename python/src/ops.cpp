@@ -7,6 +7,7 @@
 
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <climits>
 #include <memory>
 #include <optional>
@@ -144,7 +145,7 @@ py::object run(const std::string& name, py::tuple images, py::tuple values, py::
     call.results = &results;
     for (int k = 0; k < op.sources; ++k) call.src[k] = &sources[size_t(k)]->im;
     call.dst = &dst.im;
-    Hook hook(abort);
+    Hook hook(abort, std::max(uint64_t(width) * height, uint64_t(first.imdim.se.x) * uint64_t(first.imdim.se.y)));
     run_released(hook, name, [&](mvabort* h) {
         call.hook = h;
         if (!form) return op.run(call);
