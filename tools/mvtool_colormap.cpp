@@ -1,4 +1,4 @@
-// Colour maps for pseudo-colour, built in code as piecewise
+// mvtool - colour maps for pseudo-colour, built in code as piecewise
 // linear ramps between a few key colours, and their application through a
 // table-mapping view (one table per output pixie) and a copy.
 
