@@ -35,6 +35,7 @@ def test_planes_and_files(tmp_path, rng):
     got = md.map_planes(stack, "copyinterpnearest", 20, 10).compute()
     assert got.shape == (4, 10, 20)
     assert all(np.array_equal(got[z], mvip.copyinterpnearest(stack[z], 20, 10)) for z in range(4))
+    assert np.array_equal(mvip.map_planes(mvip.pixneg, stack), 255 - stack)  # the plain loop
     paths = []
     for z in range(4):
         paths.append(tmp_path / f"p{z}.tif")
