@@ -14,7 +14,9 @@ trap 'rm -rf "$tmp"' EXIT
 fail() { echo "check-install: $*" >&2; exit 1; }
 
 [ -f "$build/CMakeCache.txt" ] || cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build "$build" -j"${JOBS:-2}" --target mvip mvtool >/dev/null
+targets="mvip mvtool"
+[ -d "$build/python" ] && targets="$targets mvip_python"  # the Python package, when configured
+cmake --build "$build" -j"${JOBS:-2}" --target $targets >/dev/null
 prefix=$tmp/prefix
 cmake --install "$build" --prefix "$prefix" >"$tmp/install.log"
 
@@ -51,3 +53,19 @@ for f in cmake pkgconfig; do
     grep -q '320 x 240' "$tmp/$f.txt" || fail "$f.tif: unexpected description: $(cat "$tmp/$f.txt")"
 done
 echo "check-install: OK (examples/hello built with find_package(mvip) and with pkg-config, run, output read by the installed mvtool)"
+
+# The Python package, when built: imported from the prefix (it finds the
+# installed library through its run path) and run once.
+if [ -d "$build/python" ]; then
+    module=$(find "$prefix" -name '_mvip*.so' | head -n 1)
+    [ -n "$module" ] || fail "the Python module was not installed"
+    site=$(dirname "$(dirname "$module")")
+    env -u LD_LIBRARY_PATH PYTHONPATH="$site" /usr/bin/python3 -c "
+import numpy, mvip, sys
+assert mvip.__file__.startswith(sys.argv[1]), mvip.__file__
+a = numpy.arange(12, dtype=numpy.uint8).reshape(3, 4)
+assert (mvip.pixneg(a) == 255 - a).all()
+assert mvip.info(sys.argv[2])['width'] == 320
+" "$site" "$tmp/cmake.tif" || fail "the installed Python package does not work"
+    echo "check-install: OK (Python package imported from $site)"
+fi

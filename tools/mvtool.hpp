@@ -2,6 +2,7 @@
 #pragma once
 
 #include "mvip.h"
+#include "optable.hpp"
 
 #include <cstdint>
 #include <stdexcept>
@@ -18,10 +19,9 @@ constexpr int kExitFailure = 2;      // the library answered a failure
 constexpr int kExitCheck = 3;        // a result did not match what was expected
 constexpr int kExitInterrupted = 130;
 
-// A bad command line: reported with a pointer to --help, exit 1.
-struct UsageError : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
+// A bad command line (UsageError, optable.hpp): reported with a pointer to
+// --help, exit 1.
+
 
 // A negative result code of the library for `subject` (a file name or an
 // operation): reported with the library's message, exit 2 (130 for -4).
@@ -190,75 +190,20 @@ void make_gradient(Image& image, uint32_t width, uint32_t height, uint32_t seed)
 void make_scene(Image& image, uint32_t width, uint32_t height, uint32_t seed);
 
 // ------------------------------------------------------------ operations
-// The operation table: `mvtool op NAME ...`.
-struct OpParam {
-    const char* name;
-    char kind;  // 'u' unsigned, 'i' signed, 'd' real, 'l' list of integers,
-                // 'L' list of reals (comma-separated), 'c' colour space
-};
-struct OpValue {
-    int64_t i = 0;
-    double d = 0;
-    std::vector<int32_t> list;
-    std::vector<double> reals;
-};
-constexpr int kMaxOpParams = 5;
-struct OpCall {
-    mvabort* hook;
-    mvimage* src[3];
-    mvimage* dst;
-    const OpValue* v;
-    uint32_t u(int k) const { return uint32_t(v[k].i); }
-    int32_t s(int k) const { return int32_t(v[k].i); }
-    double d(int k) const { return v[k].d; }
-    const std::vector<int32_t>& list(int k) const { return v[k].list; }
-    const std::vector<double>& reals(int k) const { return v[k].reals; }
-};
-enum class OpOutput {
-    like_first,   // the first source's size and format
-    like_second,  // the second source's (pairs form their result in it)
-    sized,        // the first source's format, the size given by params 0, 1
-    colour,       // the first source's size and type, the colour space of param 0
-    rgb,          // the first source's size and type, three pixies, RGB
-};
-struct Op {
-    const char* name;
-    int sources;
-    OpParam params[kMaxOpParams];
-    OpOutput output;
-    const char* help;
-    int32_t (*run)(const OpCall& call);
-    int param_count() const;
-};
-const std::vector<Op>& op_table();
-const Op* find_op(const std::string& name);
-// Parses one argument for a parameter; throws UsageError.
-OpValue parse_param(const Op& op, const OpParam& param, const std::string& text);
+// The operation table (optable.hpp) and the output of an operation as an
+// image of the tool's own.
 // Allocates the output of `op` for the given sources and values, `depth`
 // planes deep.
 void allocate_output(const Op& op, Image* const sources[], const OpValue* values, Image& out, uint32_t depth = 1);
 
-// Pseudo-colour through a table-mapping view: the named colour map
-// ("rainbow", "heat", "grey") applied to a one-pixie integer image of at
-// most 16 bits, into a three-pixie image of the same type.
-int32_t colour_map_index(const std::string& name);  // -1 when unknown
-int32_t pseudocolour(mvabort* hook, mvimage* src, mvimage* dst, int32_t map);
-
 // ---------------------------------------------------------- subcommands
-// A whole number in [low, high] (decimal, or 0x hexadecimal); throws
-// UsageError naming `option`.
-long long parse_integer(const std::string& option, const std::string& text, long long low, long long high);
 
 int cmd_info(const std::vector<std::string>& args);
 int cmd_draw(const std::vector<std::string>& args);
 int cmd_blobs(const std::vector<std::string>& args);
 
 // ------------------------------------------------------------------ blobs
-// Every blob of a one-pixie u8/u16 image under the test (mvip8_bloblist,
-// called in blocks from the window's first pixel), at most `most`; the
-// rejected count into *rejected when asked.  Throws Failure.
-std::vector<mvblob> find_blobs(mvabort* hook, mvimage* image, uint32_t test, uint32_t value, uint32_t flags,
-                               const int32_t* limits, uint64_t most, uint32_t* rejected = nullptr);
+// (find_blobs and blob_test: optable.hpp)
 // An RGB copy of the image (grey spread to three pixies) to draw on.
 void colour_picture(const Image& source, Image& picture);
 // Marks each blob in an RGB picture: its box, a cross-hair at its centre

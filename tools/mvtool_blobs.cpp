@@ -15,23 +15,6 @@ namespace mvtool {
 
 namespace {
 
-// Test names and their codes (the code with bit 0x80 flipped is the
-// opposite test).
-struct TestName {
-    const char* name;
-    uint32_t code;
-};
-constexpr TestName kTests[] = {
-    {"lt", 91}, {"le", 92}, {"eq", 93}, {"ge", 94}, {"gt", 95}, {"ne", 93 ^ 0x80},
-    {"in", 101}, {"out", 101 ^ 0x80},
-};
-
-uint32_t parse_test(const std::string& text) {
-    for (const TestName& t : kTests)
-        if (text == t.name) return t.code;
-    return uint32_t(parse_integer("--test", text, 0, 255));
-}
-
 // "W,H" or "WxH".
 void parse_size(const std::string& option, const std::string& text, int32_t& w, int32_t& h) {
     const size_t sep = text.find_first_of(",x");
@@ -64,31 +47,6 @@ void working_image(const Image& source, Image& work) {
 }
 
 }  // namespace
-
-std::vector<mvblob> find_blobs(mvabort* hook, mvimage* image, uint32_t test, uint32_t value, uint32_t flags,
-                               const int32_t* limits, uint64_t most, uint32_t* rejected) {
-    std::vector<mvblob> found;
-    int32_t position[2] = {image->wind.nw.x, image->wind.nw.y};
-    uint32_t rejected_total = 0;
-    // Blocks of records: the scan position carries the search from one
-    // call to the next.  With flag 2 (image untouched) one call must see
-    // the whole window, since a further call would meet its blobs again.
-    const uint64_t block = flags & 2 ? most : 4096;
-    while (found.size() < most) {
-        const uint64_t want = std::min<uint64_t>(std::min(block, most - found.size()), uint64_t{1} << 26);
-        const size_t at = found.size();
-        found.resize(at + want);
-        uint32_t rejected_now = 0;
-        const int32_t n = mvip8_bloblist(hook, image, position, test, value, flags, limits, nullptr, 0, want,
-                                         found.data() + at, &rejected_now);
-        rejected_total += rejected_now;
-        found.resize(at + uint64_t(std::max(n, 0)));
-        check(n, "bloblist");
-        if (uint64_t(n) < want || flags & 2) break;
-    }
-    if (rejected) *rejected = rejected_total;
-    return found;
-}
 
 void draw_blobs(Image& picture, const std::vector<mvblob>& blobs) {
     static const uint32_t box[4] = {60, 230, 60, 255}, cross[4] = {240, 40, 40, 255}, label[4] = {255, 230, 40, 255};
@@ -125,7 +83,7 @@ int cmd_blobs(const std::vector<std::string>& args) {
             if (i + 1 >= args.size()) throw UsageError("blobs: " + a + " needs a value");
             return args[++i];
         };
-        if (a == "--test") o.test = parse_test(value());
+        if (a == "--test") o.test = blob_test(value());
         else if (a == "--value") o.value = uint32_t(parse_integer(a, value(), 0, 0xFFFFFFFFll));
         else if (a == "--connect") {
             const long long c = parse_integer(a, value(), 4, 8);
@@ -150,8 +108,10 @@ int cmd_blobs(const std::vector<std::string>& args) {
     // The scan paints found blobs over in its working copy (flag 2 off).
     o.flags &= ~2u;
     uint32_t rejected = 0;
-    const std::vector<mvblob> blobs = find_blobs(progress("blobs"), &work.im, o.test, o.value, o.flags,
-                                                 o.limited ? o.limits : nullptr, o.most, &rejected);
+    std::vector<mvblob> blobs;
+    check(find_blobs(progress("blobs"), &work.im, o.test, o.value, o.flags, o.limited ? o.limits : nullptr, o.most,
+                     blobs, &rejected),
+          "bloblist");
     progress_done();
     if (o.csv) std::printf("blob,seed_x,seed_y,left,top,right,bottom,area,centre_x,centre_y\n");
     else std::printf("%6s %6s %6s %6s %6s %6s %6s %10s %10s %10s\n", "blob", "seed_x", "seed_y", "left", "top",

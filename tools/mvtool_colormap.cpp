@@ -2,7 +2,7 @@
 // linear ramps between a few key colours, and their application through a
 // table-mapping view (one table per output pixie) and a copy.
 
-#include "mvtool.hpp"
+#include "optable.hpp"
 
 #include <cmath>
 #include <cstring>

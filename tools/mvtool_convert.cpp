@@ -15,16 +15,6 @@
 
 namespace mvtool {
 
-// A whole number in [low, high]; throws UsageError.
-long long parse_integer(const std::string& option, const std::string& text, long long low, long long high) {
-    char* end = nullptr;
-    errno = 0;
-    const long long v = std::strtoll(text.c_str(), &end, 0);
-    if (text.empty() || *end != '\0' || errno != 0 || v < low || v > high)
-        throw UsageError(option + ": expected a whole number from " + std::to_string(low) + " to " +
-                         std::to_string(high) + ", got '" + text + "'");
-    return v;
-}
 
 
 int cmd_convert(const std::vector<std::string>& args) {

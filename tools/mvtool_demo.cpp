@@ -178,7 +178,8 @@ int cmd_demo(const std::vector<std::string>& args) {
         work.allocate_like(denoised);
         run("copy", [&](mvabort* h) { return mvip8_copy(h, &denoised.im, &work.im); });
         const int32_t limits[4] = {3, 3, INT32_MAX, INT32_MAX};
-        blobs = find_blobs(progress("bloblist"), &work.im, 91, 60, 0x200, limits, UINT64_MAX, &specks);
+        check(find_blobs(progress("bloblist"), &work.im, 91, 60, 0x200, limits, UINT64_MAX, blobs, &specks),
+              "bloblist");
         progress_done();
     });
     {

@@ -1,13 +1,14 @@
 // mvtool op - the table of the library's operations that the tool can run
 // on image files: name, images read, parameters, output, help text and an
-// adapter from parsed arguments to the library call.
+// adapter from parsed arguments to the library call; the region forms of
+// the point operations and the parsing of parameter texts.  Built into a
+// small library that the Python module links too (optable.hpp).
 
-#include "mvtool.hpp"
+#include "optable.hpp"
 
 #include <cctype>
 #include <cerrno>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -73,9 +74,10 @@ const std::vector<Op> kOps = {
      [](const OpCall& c) {
          uint32_t low = 0, high = 0;
          const int32_t rc = mvip8_pixcontrastperc(c.hook, c.src[0], c.dst, c.u(0), c.u(1), &low, &high);
-         if (rc == 0) std::printf("pixcontrastperc: stretched %u .. %u\n", low, high);
+         if (rc == 0 && c.results) *c.results = {low, high};
          return rc;
-     }},
+     },
+     "stretched"},
     {"pixadd", 1, {{"value", 'i'}, {"mode", 'i'}}, OpOutput::like_first, "v + value; mode 2 clips, others wrap",
      [](const OpCall& c) { return mvip8_pixadd(c.hook, c.src[0], c.dst, c.s(0), c.s(1)); }},
     {"pixscale", 1, {{"a", 'u'}, {"b", 'u'}}, OpOutput::like_first, "min(maxval, v * a / b)",
@@ -292,13 +294,8 @@ std::vector<std::string> split(const std::string& text) {
     }
 }
 
-// Region forms of the operations, run by `op --region FILE`: the output
-// starts as a copy of IN and the mvirp8_ form works inside the region (laid
-// over IN), so pixels outside the region keep IN's values.
-struct RegionForm {
-    const char* name;
-    int32_t (*run)(const OpCall& c, mvimregion* r);
-};
+// The region forms: the mvirp8_ form works inside the region (laid over the
+// first source), so pixels outside it keep the copy the output starts as.
 const std::vector<RegionForm> kRegionForms = {
     {"pixneg", [](const OpCall& c, mvimregion* r) { return mvirp8_pixneg(c.hook, r, c.dst); }},
     {"pixshr", [](const OpCall& c, mvimregion* r) { return mvirp8_pixshr(c.hook, r, c.dst, c.u(0)); }},
@@ -320,7 +317,7 @@ const std::vector<RegionForm> kRegionForms = {
      [](const OpCall& c, mvimregion* r) {
          uint32_t low = 0, high = 0;
          const int32_t rc = mvirp8_pixcontrastperc(c.hook, r, c.dst, c.u(0), c.u(1), &low, &high);
-         if (rc == 0) std::printf("pixcontrastperc: stretched %u .. %u\n", low, high);
+         if (rc == 0 && c.results) *c.results = {low, high};
          return rc;
      }},
     {"pixadd", [](const OpCall& c, mvimregion* r) { return mvirp8_pixadd(c.hook, r, c.dst, c.s(0), c.s(1)); }},
@@ -346,39 +343,25 @@ const std::vector<RegionForm> kRegionForms = {
     {"pixaddf", [](const OpCall& c, mvimregion* r) { return mvirpf_pixadd(c.hook, r, c.dst, c.d(0)); }},
 };
 
+}  // namespace
+
 const RegionForm* find_region_form(const std::string& name) {
     for (const RegionForm& f : kRegionForms)
         if (name == f.name) return &f;
     return nullptr;
 }
 
-// Owns an imported region.
-struct ImportedRegion {
-    mvimregion* p = nullptr;
-    ~ImportedRegion() { mvirp_regionfree(&p); }
-};
+const std::vector<RegionForm>& region_forms() { return kRegionForms; }
 
-std::string synopsis(const Op& op) {
-    static const char* const kInputs[] = {"IN", "IN IN2", "IN IN2 IN3"};
-    std::string s = std::string(op.name) + " " + kInputs[op.sources - 1] + " OUT";
-    for (int k = 0; k < op.param_count(); ++k) s += std::string(" ") + op.params[k].name;
-    return s;
+long long parse_integer(const std::string& option, const std::string& text, long long low, long long high) {
+    char* end = nullptr;
+    errno = 0;
+    const long long v = std::strtoll(text.c_str(), &end, 0);
+    if (text.empty() || *end != '\0' || errno != 0 || v < low || v > high)
+        throw UsageError(option + ": expected a whole number from " + std::to_string(low) + " to " +
+                         std::to_string(high) + ", got '" + text + "'");
+    return v;
 }
-
-void list_ops() {
-    std::printf("Operations (mvtool op NAME IN [IN2 [IN3]] OUT [ARGS...]):\n");
-    for (const Op& op : kOps) std::printf("  %-50s %s\n", synopsis(op).c_str(), op.help);
-    std::printf("\nNumbers may be decimal or 0x hexadecimal; lists are comma-separated (1,2,1).\n"
-                "The output has the first input's size and pixel format unless the operation\n"
-                "says otherwise; its file format comes from OUT's extension (.tif, .tiff, .bmp).\n"
-                "\nWith --region FILE (mvtool op --region FILE NAME IN OUT [ARGS...]) the operation\n"
-                "works only inside the region of FILE laid over IN; OUT keeps IN elsewhere.\n"
-                "Operations with a region form:");
-    for (const RegionForm& f : kRegionForms) std::printf(" %s", f.name);
-    std::printf("\n");
-}
-
-}  // namespace
 
 int Op::param_count() const {
     int n = 0;
@@ -444,124 +427,32 @@ OpValue parse_param(const Op& op, const OpParam& p, const std::string& text) {
     return v;
 }
 
-void allocate_output(const Op& op, Image* const sources[], const OpValue* v, Image& out, uint32_t depth) {
-    const Image& first = *sources[0];
+int32_t output_format(const Op& op, uint32_t width, uint32_t height, const mvpixfmt& first, const mvpixfmt* second,
+                      const OpValue* v, uint32_t& out_width, uint32_t& out_height, mvpixfmt& out) {
+    out_width = width;
+    out_height = height;
+    out = first;
     switch (op.output) {
     case OpOutput::like_first:
-        out.allocate_like(first, depth);
-        out.copy_palette_from(first);
-        break;
+        return 0;
     case OpOutput::like_second:
-        out.allocate_like(*sources[1], depth);
-        out.copy_palette_from(*sources[1]);
-        break;
+        if (second) out = *second;
+        return 0;
     case OpOutput::sized:
         if (v[0].i < 1 || v[1].i < 1 || v[0].i > INT32_MAX || v[1].i > INT32_MAX)
             throw UsageError(std::string("op ") + op.name + ": the output size must be at least 1 x 1");
-        out.allocate(uint32_t(v[0].i), uint32_t(v[1].i), first.format(), depth);
-        out.copy_palette_from(first);
-        break;
+        out_width = uint32_t(v[0].i);
+        out_height = uint32_t(v[1].i);
+        return 0;
     case OpOutput::colour: {
-        const mvpixfmt& f = first.format();
         const uint32_t space = uint32_t(v[0].i);
-        mvpixfmt fmt{};
-        const bool real = f.datatype == MVTYPE_FLOAT || f.datatype == MVTYPE_DOUBLE;
-        check(mvpixfmt_set(&fmt, f.datatype, real ? 0 : f.bits, space & 15u, space), op.name);
-        out.allocate(first.width(), first.height(), fmt, depth);
-        break;
+        const bool real = first.datatype == MVTYPE_FLOAT || first.datatype == MVTYPE_DOUBLE;
+        return mvpixfmt_set(&out, first.datatype, real ? 0 : first.bits, space & 15u, space) < 0 ? MVERR_PARAM : 0;
     }
-    case OpOutput::rgb: {
-        const mvpixfmt& f = first.im.pixfmt;
-        mvpixfmt fmt{};
-        check(mvpixfmt_set(&fmt, f.datatype, f.bits, 3, MVCS_RGB), op.name);
-        out.allocate(first.width(), first.height(), fmt);
-        break;
+    case OpOutput::rgb:
+        return mvpixfmt_set(&out, first.datatype, first.bits, 3, MVCS_RGB) < 0 ? MVERR_PARAM : 0;
     }
-    }
-}
-
-int cmd_op(const std::vector<std::string>& all_args) {
-    std::vector<std::string> args = all_args;
-    std::string region_path;
-    if (args.size() >= 2 && args[0] == "--region") {
-        region_path = args[1];
-        args.erase(args.begin(), args.begin() + 2);
-    }
-    if (args.empty()) throw UsageError("op: expected NAME IN ... OUT, or --list");
-    if (args[0] == "--list" || args[0] == "-l") {
-        list_ops();
-        return kExitOk;
-    }
-    const Op* op = find_op(args[0]);
-    if (op == nullptr) throw UsageError("op: unknown operation '" + args[0] + "' (mvtool op --list)");
-    const RegionForm* form = nullptr;
-    ImportedRegion region;
-    if (!region_path.empty()) {
-        form = find_region_form(op->name);
-        if (!form) throw UsageError("op: " + std::string(op->name) + " has no region form (mvtool op --list)");
-        check(mvirp_regionimport(nullptr, &region.p, region_path.c_str(), nullptr), region_path);
-    }
-    const size_t files = size_t(op->sources) + 1, params = size_t(op->param_count());
-    if (args.size() != 1 + files + params)
-        throw UsageError("op: usage: mvtool op " + synopsis(*op) + "\n  " + op->help);
-
-    const std::string& out_path = args[files];
-    const bool to_bmp = kind_of(out_path) == FileKind::bmp;
-    OpValue values[kMaxOpParams];
-    for (size_t k = 0; k < params; ++k) values[k] = parse_param(*op, op->params[k], args[1 + files + k]);
-
-    // A stack (a TIFF file of pages of one size and format) is loaded whole
-    // and the operation runs on every plane; 2-D inputs beside it serve
-    // every plane.
-    Image inputs[3];
-    Image* sources[3] = {&inputs[0], &inputs[1], &inputs[2]};
-    uint32_t depth = 1;
-    for (int k = 0; k < op->sources; ++k) {
-        const std::string& path = args[1 + size_t(k)];
-        if (is_raw(path)) {  // a raw input is one image
-            load(path, inputs[k], 0, to_bmp);
-            continue;
-        }
-        const FilePages pages(path);
-        const uint32_t d = pages.stack_depth();
-        if (d == 1) {
-            load(path, inputs[k], 0, to_bmp);
-            continue;
-        }
-        if (depth > 1 && d != depth)
-            throw UsageError("op: the stacks differ in depth (" + std::to_string(depth) + " and " + std::to_string(d) +
-                             " pages)");
-        if (to_bmp)
-            throw UsageError("op: " + path + " is a stack of " + std::to_string(d) +
-                             " pages and a BMP file holds one image: write TIFF");
-        depth = d;
-        load_stack(path, pages, inputs[k], to_bmp);
-    }
-    Image out;
-    allocate_output(*op, sources, values, out, depth);
-
-    OpCall call{};
-    call.v = values;
-    mvimage views[4];
-    call.hook = progress(op->name);
-    for (uint32_t z = 0; z < depth; ++z) {
-        // On a stack the bar counts planes.
-        if (depth > 1) call.hook = progress_plane(z, depth);
-        for (int k = 0; k < op->sources; ++k) call.src[k] = inputs[k].plane(z, views[k]);
-        call.dst = out.plane(z, views[3]);
-        const std::string subject =
-            depth > 1 ? std::string(op->name) + " (plane " + std::to_string(z + 1) + ")" : op->name;
-        if (form) {
-            check(mvip8_copy(call.hook, call.src[0], call.dst), subject);
-            region.p->image = *call.src[0];
-            check(form->run(call, region.p), subject);
-        } else {
-            check(op->run(call), subject);
-        }
-    }
-    progress_done();
-    save(out, out_path);
-    return kExitOk;
+    return 0;
 }
 
 }  // namespace mvtool

@@ -25,6 +25,16 @@ command -v jpeg >/dev/null 2>&1 || missing="$missing libjpeg-tools"
 [ -f /usr/include/jpeglib.h ] || [ -f /usr/include/x86_64-linux-gnu/jpeglib.h ] || missing="$missing libjpeg62-turbo-dev"
 # Blob lists are checked against SciPy's labelling.
 /usr/bin/python3 -c "import scipy.ndimage" >/dev/null 2>&1 || missing="$missing python3-scipy"
+# The Python package: pybind11 and the interpreter's headers to build it,
+# pytest, Dask (with dask.distributed) to test it; scikit-image and OpenCV
+# for its benchmark.
+[ -f /usr/include/pybind11/pybind11.h ] || missing="$missing pybind11-dev"
+[ -f /usr/include/python3.11/Python.h ] || ls /usr/include/python3*/Python.h >/dev/null 2>&1 || missing="$missing python3-dev"
+/usr/bin/python3 -c "import pytest" >/dev/null 2>&1 || missing="$missing python3-pytest"
+/usr/bin/python3 -c "import dask.array" >/dev/null 2>&1 || missing="$missing python3-dask"
+/usr/bin/python3 -c "import distributed" >/dev/null 2>&1 || missing="$missing python3-distributed"
+/usr/bin/python3 -c "import skimage" >/dev/null 2>&1 || missing="$missing python3-skimage"
+/usr/bin/python3 -c "import cv2" >/dev/null 2>&1 || missing="$missing python3-opencv"
 if [ -n "$missing" ]; then
   echo "setup: installing$missing"
   SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
