@@ -3,6 +3,7 @@
 // Each mvip benchmark is registered right before its OpenCV counterpart so
 // that a noisy machine affects both alike.  Figures: bytes of one image per
 // second.
+#include "bench_plane.hpp"
 #include "mvip.h"
 
 #include <benchmark/benchmark.h>
@@ -19,33 +20,15 @@
 
 namespace {
 
-constexpr int kSide = 2048;
-constexpr size_t kPixels = size_t{kSide} * kSide;
-
-template <class T>
-struct PairPlane {
-    std::vector<T> data;
-    mvimage im{};
-    explicit PairPlane(uint32_t seed) : data(kPixels) {
-        uint32_t s = seed * 2654435761u + 7;
-        for (T& v : data) {
-            s = s * 1664525u + 1013904223u;
-            v = static_cast<T>(s >> (32 - 8 * sizeof(T)));
-        }
-        const uint32_t dims[2] = {kSide, kSide};
-        mvimage_memory(&im, data.data(), dims, 0, sizeof(T) == 1 ? MVTYPE_U8 : MVTYPE_U16, 0, 1,
-                       MVCS_GREY, 0);
-    }
-#ifdef MVIP_HAVE_OPENCV
-    cv::Mat mat() { return cv::Mat(kSide, kSide, sizeof(T) == 1 ? CV_8UC1 : CV_16UC1, data.data()); }
-#endif
-};
+using bench::kPixels;
+using bench::kSide;
+using bench::Plane;
 
 using MvipPair = std::function<int32_t(mvimage*, mvimage*, mvimage*)>;
 
 template <class T>
 void run_mvip(benchmark::State& state, MvipPair op) {
-    PairPlane<T> a(1), b(2), d(3);
+    Plane<T> a(1), b(2), d(3);
     for (auto _ : state) {
         if (op(&a.im, &b.im, &d.im) != 0) {
             state.SkipWithError("operation failed");
@@ -61,7 +44,7 @@ using CvPair = std::function<void(cv::Mat&, cv::Mat&, cv::Mat&)>;
 template <class T>
 void run_cv(benchmark::State& state, CvPair op) {
     cv::setNumThreads(0);
-    PairPlane<T> a(1), b(2), d(3);
+    Plane<T> a(1), b(2), d(3);
     cv::Mat ma = a.mat(), mb = b.mat(), md = d.mat();
     for (auto _ : state) {
         op(ma, mb, md);
