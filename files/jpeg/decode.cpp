@@ -112,6 +112,8 @@ public:
         const uint32_t w = f_.width, n = f_.count;
         std::vector<float> lines(size_t(w) * 4), vrow(size_t(w) + 8);
         std::vector<T> rgb(size_t(w) * 3);
+        std::vector<uint8_t> chroma[2] = {std::vector<uint8_t>(size_t(w) + 1), std::vector<uint8_t>(size_t(w) + 1)};
+        std::vector<uint16_t> wide(size_t(w) + 4);
         const YccToRgbU8Fn<uint8_t> ycc_u8 = ycc_to_rgb_u8();
         const YccToRgbU8Fn<float> ycc_float = ycc_float_to_rgb_u8();
         const float* line[4];
@@ -135,6 +137,13 @@ public:
                 if (n == 3 && !rgb_stored && full(0) && full(1) && full(2)) {
                     ycc_u8(planes_[0].data() + size_t(y) * stride_[0], planes_[1].data() + size_t(y) * stride_[1],
                            planes_[2].data() + size_t(y) * stride_[2], w, out);
+                    continue;
+                }
+            if constexpr (sizeof(T) == 1)
+                if (n == 3 && !rgb_stored && full(0) && halved(1) && halved(2)) {
+                    upsample_u8(1, y, chroma[0].data(), wide.data());
+                    upsample_u8(2, y, chroma[1].data(), wide.data());
+                    ycc_u8(planes_[0].data() + size_t(y) * stride_[0], chroma[0].data(), chroma[1].data(), w, out);
                     continue;
                 }
             for (uint32_t c = 0; c < n; ++c) {
@@ -236,6 +245,41 @@ private:
         }
         if constexpr (sizeof(T) == 1) inverse_u8_(p.coef, p.mult, p.out, p.stride);
         else inverse_u16_(p.coef, p.mult, p.out, p.stride, top_);
+    }
+
+    // Chroma at half the width (4:2:0 and 4:2:2), the common case: the
+    // triangle filter of upsample() in integers, 3/4 of the near sample and
+    // 1/4 of the far one down and across (edges repeated), the sum of
+    // sixteenths rounded once.
+    bool halved(uint32_t c) const {
+        const Component& comp = f_.comp[c];
+        return f_.hmax == 2u * comp.h && (f_.vmax == 2u * comp.v || f_.vmax == comp.v);
+    }
+    void upsample_u8(uint32_t c, uint32_t y, uint8_t* out, uint16_t* v) const {
+        const Component& comp = f_.comp[c];
+        const uint32_t cw = width_[c], ch = height_[c], w = f_.width;
+        const size_t stride = stride_[c];
+        const T* plane = planes_[c].data();
+        uint16_t* col = v + 1;  // col[-1] and col[cw] repeat the ends
+        if (f_.vmax == 2u * comp.v) {
+            const uint32_t sy = std::min(y / 2, ch - 1);
+            const uint32_t fy = (y & 1) ? std::min(sy + 1, ch - 1) : (sy == 0 ? 0 : sy - 1);
+            const T* near = plane + size_t(sy) * stride;
+            const T* far = plane + size_t(fy) * stride;
+            for (uint32_t x = 0; x < cw; ++x) col[x] = uint16_t(3 * near[x] + far[x]);
+        } else {
+            const T* row = plane + size_t(std::min(y, ch - 1)) * stride;
+            for (uint32_t x = 0; x < cw; ++x) col[x] = uint16_t(4 * row[x]);
+        }
+        col[-1] = col[0];
+        col[cw] = col[cw - 1];
+        const int64_t pairs = w / 2;  // cw is w / 2 rounded up
+        for (int64_t i = 0; i < pairs; ++i) {
+            const uint32_t near = 3u * col[i];
+            out[2 * i] = uint8_t((near + col[i - 1] + 8) >> 4);
+            out[2 * i + 1] = uint8_t((near + col[i + 1] + 8) >> 4);
+        }
+        if (w & 1) out[w - 1] = uint8_t((3u * col[pairs] + col[pairs - 1] + 8) >> 4);
     }
 
     // Component c at output line y, at the image's width: factors of 2 by
