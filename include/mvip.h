@@ -2872,7 +2872,9 @@ MVIP_API mvywindow *mvrprege_xwind(mvimage *im, mvywindow *window, int32_t code)
  * several scans, restart intervals.  Subsampled components are upsampled
  * to the image's size: by a factor of 2 with the triangle filter (3/4 of
  * the nearer and 1/4 of the farther sample, the edge samples repeated),
- * other factors by repetition.  Colour: one component is grey; three are
+ * other factors by repetition.  8-bit chroma at half the width (4:2:0,
+ * 4:2:2) is filtered in integers and rounded once to 8 bits before the
+ * colour conversion; other cases are filtered in floating point.  Colour: one component is grey; three are
  * YCbCr, or RGB with an Adobe segment of transform 0 or components named
  * 'R', 'G', 'B', presented as RGB (67); four are CMYK (68) as stored, YCCK
  * with an Adobe segment of transform 2 converted to CMYK, and the values
