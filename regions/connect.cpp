@@ -134,15 +134,9 @@ extern "C" MVIP_API int32_t mvirp8_followregionv(mvabort* hook, mvimage* image, 
 extern "C" MVIP_API int32_t mvirp8_paintregion(mvabort* hook, mvimregion* region, uint32_t value) {
     if (const auto stop = ops::hook_at_entry(hook)) return *stop;
     if (!region || !image_valid(&region->image)) return MVERR_USAGE;
-    mvimregion* list = nullptr;
-    const mvimregion* from = region;
-    if (region->regiontype != MVIMREGSCANLIST) {
-        if (const int32_t rc = mvirp_xlatetoscanlist(nullptr, region, &list, 0); rc < 0) return rc;
-        from = list;
-    } else if (!list_fits(region)) {
-        return MVERR_USAGE;
-    }
-    RegionPtr owned(list);
+    RegionPtr owned;
+    const mvimregion* from = nullptr;
+    if (const int32_t rc = as_scan_list(region, owned, from); rc < 0) return rc;
     ops::Frame frame;
     ops::Setup s;
     s.sources[0] = &region->image;

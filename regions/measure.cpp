@@ -1,5 +1,6 @@
 // Region bounds and area.
 #include "regions/outline.hpp"
+#include "regions/scanlist.hpp"
 
 #include <algorithm>
 
@@ -60,18 +61,12 @@ extern "C" MVIP_API int32_t mvirp_regionarea(const mvimregion* region, uint32_t*
         *count = uint32_t(w.se.y - w.nw.y) * uint32_t(w.se.x - w.nw.x);
         return 0;
     }
-    mvimregion* list = nullptr;
-    const mvimregion* from = region;
-    if (region->regiontype != MVIMREGSCANLIST) {
-        if (const int32_t rc = mvirp_xlatetoscanlist(nullptr, region, &list, 0); rc < 0) return rc;
-        from = list;
-    } else if (!list_fits(region)) {
-        return MVERR_USAGE;
-    }
+    RegionPtr owned;
+    const mvimregion* from = nullptr;
+    if (const int32_t rc = as_scan_list(region, owned, from); rc < 0) return rc;
     uint32_t sum = 0;
     const mvscanrun* s = runs(from);
     for (int32_t i = 0; i < from->region.scanlist.N; ++i) sum += uint32_t(s[i].len);
-    mvirp_regionfree(&list);
     *count = sum;
     return 0;
 }

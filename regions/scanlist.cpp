@@ -94,6 +94,18 @@ int32_t complement_runs(const Runs& in, const mvywindow& w, Runs& out) {
     return 0;
 }
 
+int32_t as_scan_list(const mvimregion* region, RegionPtr& owner, const mvimregion*& list) {
+    if (region->regiontype == MVIMREGSCANLIST) {
+        list = region;
+        return list_fits(region) ? 0 : MVERR_USAGE;
+    }
+    mvimregion* made = nullptr;
+    if (const int32_t rc = mvirp_xlatetoscanlist(nullptr, region, &made, 0); rc < 0) return rc;
+    owner.p = made;
+    list = made;
+    return 0;
+}
+
 mvimregion* make_scanlist(const mvimregion* like, const Runs& list) {
     if (list.size() > size_t(INT32_MAX)) return nullptr;
     mvimregion* r = alloc_region(scanlist_bytes(list.size()));

@@ -36,6 +36,11 @@ Runs intersect_runs(const Runs& a, const Runs& b);
 // are out of order or the two passes disagree.
 int32_t complement_runs(const Runs& in, const mvywindow& w, Runs& out);
 
+// The region as a scan list: the region itself when it is one (-1 when its
+// list runs past its record), else its conversion, which `owner` frees.
+// 0 or the conversion's code.
+int32_t as_scan_list(const mvimregion* region, RegionPtr& owner, const mvimregion*& list);
+
 // A new MVIMREGSCANLIST record holding `runs`, image and origin copied from
 // `like`; null when memory cannot be had.
 mvimregion* make_scanlist(const mvimregion* like, const Runs& runs);

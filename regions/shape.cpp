@@ -44,15 +44,9 @@ int64_t covered(const mvscanrun& r, const std::vector<mvscanrun>& v, size_t from
 
 extern "C" MVIP_API int32_t mvirp_regionshapef(const mvimregion* region, mvshapemeasures* shape) {
     if (!region || !shape || !image_valid(&region->image)) return MVERR_USAGE;
-    mvimregion* list = nullptr;
-    const mvimregion* from = region;
-    if (region->regiontype != MVIMREGSCANLIST) {
-        if (const int32_t rc = mvirp_xlatetoscanlist(nullptr, region, &list, 0); rc < 0) return rc;
-        from = list;
-    } else if (!list_fits(region)) {
-        return MVERR_USAGE;
-    }
-    RegionPtr owned(list);
+    RegionPtr owned;
+    const mvimregion* from = nullptr;
+    if (const int32_t rc = as_scan_list(region, owned, from); rc < 0) return rc;
     *shape = mvshapemeasures{};
     try {
         const std::vector<mvscanrun> r = merged(from);
