@@ -1,8 +1,7 @@
 // The scan-list region view ("MVRPREGD"): a scan list's pixels shown at
 // their places in the region's image, a fill value everywhere else.
 // Writes reach the image only inside the runs.
-#include "regions/record.hpp"
-#include "views/view.hpp"
+#include "regions/view_region.hpp"
 
 namespace mvip::regions {
 namespace {
@@ -169,16 +168,10 @@ extern "C" MVIP_API int32_t mvimmvirprectacc(mvimage* v, const mvimregion* regio
         mvimage_defnull(v);
         return MVERR_USAGE;
     }
-    std::memset(static_cast<void*>(v), 0, sizeof *v);
-    v->imdim = region->image.imdim;
-    v->pixfmt = region->image.pixfmt;
-    derive_sizes(v);
-    std::memcpy(&v->xwidth, &region->image.xwidth, sizeof(mvgeometry));
-    set_kind(v, "MVRPREGD");
+    start_region_view(v, region, region->image.pixfmt, "MVRPREGD");
     RegdState& s = st(v);
     s.region = static_cast<int64_t>(reinterpret_cast<intptr_t>(region));
     s.fill = fill;
-    set_noop_slots(v);
     v->aeiou = mvrpregd_aeiou;
     v->xwind = mvrpregd_xwind;
     v->xwind(v, nullptr, 's');

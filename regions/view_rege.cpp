@@ -2,7 +2,7 @@
 // pixel off the path reads 0; a pixel on it reads 0x80 or-ed with the
 // number of times the path passes it (modulo 128).
 #include "regions/outline.hpp"
-#include "views/view.hpp"
+#include "regions/view_region.hpp"
 
 namespace mvip::regions {
 namespace {
@@ -98,16 +98,12 @@ extern "C" MVIP_API int32_t mvimmvirprectacc2(mvimage* v, const mvimregion* regi
         mvimage_defnull(v);
         return MVERR_USAGE;
     }
-    std::memset(static_cast<void*>(v), 0, sizeof *v);
-    v->imdim = region->image.imdim;
-    mvpixfmt_set(&v->pixfmt, MVTYPE_U8, 8, 1, MVCS_GREY);
-    derive_sizes(v);
-    std::memcpy(&v->xwidth, &region->image.xwidth, sizeof(mvgeometry));
-    set_kind(v, "MVRPREGE");
+    mvpixfmt grey{};
+    mvpixfmt_set(&grey, MVTYPE_U8, 8, 1, MVCS_GREY);
+    start_region_view(v, region, grey, "MVRPREGE");
     RegeState& s = st(v);
     s.region = static_cast<int64_t>(reinterpret_cast<intptr_t>(region));
     s.option = option;
-    set_noop_slots(v);
     v->aeiou = mvrprege_aeiou;
     v->xwind = mvrprege_xwind;
     v->xwind(v, nullptr, 's');
